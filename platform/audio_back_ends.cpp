@@ -1,0 +1,34 @@
+#include <algorithm>
+#include <utility>
+
+#include "platform/audio_driver.h"
+
+namespace tarnwick::platform {
+
+AudioBackEnd CombineBackEnds(std::vector<AudioBackEnd> backEnds) {
+  auto all = std::make_shared<const std::vector<AudioBackEnd>>(std::move(backEnds));
+  AudioBackEnd combined;
+  combined.asioGetDriverNames = [all] {
+    std::vector<std::wstring> names;
+    for (const AudioBackEnd& backEnd : *all) {
+      for (std::wstring& name : backEnd.asioGetDriverNames()) {
+        if (names.size() < kMaximumDrivers) {
+          names.push_back(std::move(name));
+        }
+      }
+    }
+    return names;
+  };
+  combined.loadAsioDriver = [all](const std::wstring& name) -> std::unique_ptr<AudioDriver> {
+    for (const AudioBackEnd& backEnd : *all) {
+      const std::vector<std::wstring> names = backEnd.asioGetDriverNames();
+      if (std::find(names.begin(), names.end(), name) != names.end()) {
+        return backEnd.loadAsioDriver(name);
+      }
+    }
+    return nullptr;
+  };
+  return combined;
+}
+
+}  // namespace tarnwick::platform

@@ -1,0 +1,19 @@
+// Conversion between the wide text used inside the program and UTF-8 outside it. Any thread; allocates.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace tarnwick::platform {
+
+// Malformed sequences become U+FFFD, so that no input fails.
+std::wstring WideFromUtf8(std::string_view text);
+std::string Utf8FromWide(std::wstring_view text);
+
+// Compares without regard to case (ASCII letters and the locale-independent simple folding of towlower).
+bool EqualIgnoringCase(std::wstring_view a, std::wstring_view b);
+
+// Without leading and trailing blanks (space, tab, line ends).
+std::wstring Trimmed(std::wstring_view text);
+
+}  // namespace tarnwick::platform
