@@ -1,0 +1,163 @@
+#include "engine/audio_control.h"
+
+#include <algorithm>
+#include <cwchar>
+#include <iterator>
+
+#include "platform/text.h"
+
+namespace tarnwick::engine {
+namespace {
+
+using platform::ASE_OK;
+using platform::AudioBackEnd;
+using platform::AudioDriver;
+using platform::AudioInitRequest;
+using platform::EqualIgnoringCase;
+
+bool sessionUses(const Engine& engine, const std::wstring& name) {
+  return engine.asioRunning.load() && EqualIgnoringCase(engine.session.deviceName, name);
+}
+
+bool deviceAnswers(const AudioBackEnd& backEnd, const std::wstring& name) {
+  const std::unique_ptr<AudioDriver> driver = backEnd.loadAsioDriver(name);
+  if (!driver || driver->ASIOInit(AudioInitRequest{}) != ASE_OK) {
+    return false;
+  }
+  driver->ASIOExit();
+  return true;
+}
+
+std::wstring latencyPart(int32_t samples, double rate) {
+  if (samples < 0 || !(rate > 1.0)) {
+    return L"-";
+  }
+  wchar_t text[64];
+  std::swprintf(text, std::size(text), L"%ld samples (%.2f ms)", static_cast<long>(samples), samples * 1000.0 / rate);
+  return text;
+}
+
+}  // namespace
+
+bool Refuse(const HostUi& ui, const std::wstring& text, std::wstring* error, bool interactive, BoxKind kind,
+            const std::wstring& title) {
+  if (error) {
+    *error = text;
+  }
+  if (interactive) {
+    ui.messageBox(kind, title, text);
+  }
+  return false;
+}
+
+void RefreshDeviceList(Engine& engine, const AudioBackEnd& backEnd, DeviceList& list, const HostUi& ui) {
+  const std::wstring remembered = list.selected;
+  list = DeviceList{};
+  std::vector<std::wstring> names = backEnd.asioGetDriverNames();
+  names.resize(std::min(names.size(), platform::kMaximumDrivers));
+  if (names.empty()) {
+    list.placeholder = L"(No ASIO drivers found)";
+    ui.log(L"No ASIO drivers detected.");
+    return;
+  }
+  for (const std::wstring& name : names) {
+    if (sessionUses(engine, name) || deviceAnswers(backEnd, name)) {
+      list.devices.push_back(name);
+    }
+  }
+  if (list.devices.empty()) {
+    list.placeholder = L"(No online ASIO devices)";
+    ui.log(L"No ASIO devices are online (hardware ready). Installed drivers did not open.");
+    return;
+  }
+  const auto match = std::find_if(list.devices.begin(), list.devices.end(),
+                                  [&](const std::wstring& name) { return EqualIgnoringCase(name, remembered); });
+  if (match != list.devices.end()) {
+    list.selected = *match;
+  } else if (!remembered.empty()) {
+    ui.log(L"Saved ASIO device is not available; selection cleared.");
+  }
+  ui.log(L"Device list refreshed.");
+}
+
+bool StartAsio(Engine& engine, const AudioBackEnd& backEnd, const SessionRequest& request, const HostUi& ui,
+               std::wstring* error, bool interactive) {
+  if (engine.asioRunning.load()) {
+    return true;
+  }
+  SessionHooks hooks;
+  hooks.callbacks = EngineCallbacks(engine);
+  hooks.log = ui.log;
+  hooks.resetTiming = [&engine] { ResetTiming(engine); };
+  hooks.prepareMeters = [&engine](int32_t blockLength, double rate) {
+    engine.pink.block.assign(static_cast<size_t>(blockLength), 0.0f);
+    engine.instanceMeters.prepare(rate);
+    engine.inputMeters.prepare(rate);
+    engine.outputMeters.prepare(rate);
+  };
+  std::wstring failure;
+  if (!OpenSession(engine.session, backEnd, request, hooks, &failure)) {
+    return Refuse(ui, failure, error, interactive, BoxKind::error);
+  }
+  engine.asioRunning.store(true);
+  ui.refresh();
+  return true;
+}
+
+bool StopAsio(Engine& engine, const HostUi& ui, std::wstring* error, bool interactive) {
+  if (!engine.asioRunning.load()) {
+    return true;
+  }
+  const wchar_t* refusal = engine.hostRunning.load() ? L"Stop the instance host before stopping ASIO."
+                           : ui.recordRunning()      ? L"Stop Record before stopping ASIO."
+                           : ui.playbackRunning()    ? L"Stop Playback before stopping ASIO."
+                                                     : nullptr;
+  if (refusal != nullptr) {
+    return Refuse(ui, refusal, error, interactive, BoxKind::information, L"ASIO");
+  }
+  engine.asioRunning.store(false);
+  CloseSession(engine.session);
+  engine.instanceMeters.markStale();
+  engine.inputMeters.markStale();
+  engine.outputMeters.markStale();
+  ui.refresh();
+  return true;
+}
+
+std::wstring LatencyText(const DeviceSession& session) {
+  int32_t input = -1;
+  int32_t output = -1;
+  if (!session.started || session.currentDriver->ASIOGetLatencies(input, output) != ASE_OK) {
+    input = -1;
+    output = -1;
+  }
+  const double rate = session.sampleRate.load();
+  return L"Input Latency : " + latencyPart(input, rate) + L", Output Latency : " + latencyPart(output, rate);
+}
+
+bool OpenControlPanel(Engine& engine, const AudioBackEnd& backEnd, const DeviceList& list, void* systemReference,
+                      const HostUi& ui, std::wstring* error, bool interactive) {
+  if (list.selected.empty()) {
+    return Refuse(ui, L"Select a valid ASIO device.", error, interactive);
+  }
+  if (sessionUses(engine, list.selected)) {
+    engine.session.currentDriver->ASIOControlPanel();
+    return true;
+  }
+  const std::unique_ptr<AudioDriver> driver = backEnd.loadAsioDriver(list.selected);
+  if (!driver) {
+    ui.log(L"ASIO loadDriver failed for control panel.");
+    return Refuse(ui, L"ASIO loadDriver failed for control panel.", error, interactive, BoxKind::error);
+  }
+  AudioInitRequest init;
+  init.systemReference = systemReference;
+  if (driver->ASIOInit(init) != ASE_OK) {
+    ui.log(L"ASIOInit failed (control panel).");
+    return Refuse(ui, L"ASIOInit failed (control panel).", error, interactive, BoxKind::error);
+  }
+  driver->ASIOControlPanel();
+  driver->ASIOExit();
+  return true;
+}
+
+}  // namespace tarnwick::engine

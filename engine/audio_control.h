@@ -1,0 +1,38 @@
+// The audio device as the user deals with it: the list, start and stop, latency, control panel. User-interface thread.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "engine/engine.h"
+#include "engine/host_ui.h"
+#include "platform/audio_driver.h"
+
+namespace tarnwick::engine {
+
+// The device list as shown.
+struct DeviceList {
+  std::vector<std::wstring> devices;  // online devices
+  std::wstring placeholder;           // the one entry shown when there are none
+  std::wstring selected;              // empty = no selection
+};
+
+// Lists the drivers and keeps those whose device answers; the driver of a running session is not probed. The selection
+// is kept when its device is still there (compared without regard to case).
+void RefreshDeviceList(Engine& engine, const platform::AudioBackEnd& backEnd, DeviceList& list, const HostUi& ui);
+
+// Opens and starts the device ("ASIO Start"). Does nothing and succeeds when the session runs already.
+bool StartAsio(Engine& engine, const platform::AudioBackEnd& backEnd, const SessionRequest& request, const HostUi& ui,
+               std::wstring* error, bool interactive);
+
+// Stops the device, unless the host, the recorder or the player still runs.
+bool StopAsio(Engine& engine, const HostUi& ui, std::wstring* error, bool interactive);
+
+// "Input Latency : 64 samples (1.33 ms), Output Latency : ..." of the open device, "-" for what is unknown.
+std::wstring LatencyText(const DeviceSession& session);
+
+// Opens the selected driver's own settings; without a session on it, the driver is loaded just for that.
+bool OpenControlPanel(Engine& engine, const platform::AudioBackEnd& backEnd, const DeviceList& list,
+                      void* systemReference, const HostUi& ui, std::wstring* error, bool interactive);
+
+}  // namespace tarnwick::engine

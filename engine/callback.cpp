@@ -1,0 +1,212 @@
+// The driver's thread, once a block. Its neighbours: the workers of the pool, which process instances between publish
+// and done; the user-interface thread, which writes the words it reads and awaits the end of a block before it takes
+// anything away. It must not allocate, free, lock (but for the pool pointer), log, wait or throw.
+#include "engine/callback.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cwchar>
+#include <memory>
+#include <utility>
+
+#include "engine/atomic_word.h"
+#include "engine/instance_chain.h"
+#include "platform/clock.h"
+#include "system/priority.h"
+
+namespace tarnwick::engine {
+namespace {
+
+using system::SteeringGroup;
+
+// What the callback thread has applied to itself.
+struct ThreadState {
+  system::ThreadSteering steering;
+  bool floatModeSet = false;
+  int32_t priorityIndex = -1;
+  platform::RealtimeRegistration mmcss;
+};
+thread_local ThreadState threadState;
+
+void raiseTo(std::atomic<uint64_t>& maximum, uint64_t value) noexcept {
+  uint64_t seen = maximum.load(std::memory_order_relaxed);
+  while (value > seen && !maximum.compare_exchange_weak(seen, value, std::memory_order_relaxed)) {
+  }
+}
+
+void applyPriority(Engine& engine, ThreadState& thread) noexcept {
+  const int32_t index = system::ClampPriorityIndex(engine.enginePriority.load(std::memory_order_relaxed));
+  if (index != thread.priorityIndex) {
+    thread.priorityIndex = index;
+    const int32_t granted = platform::SetThreadPriorityLevel(system::PriorityAt(index).threadPriority);
+    engine.granted.callbackPriority.store(granted, std::memory_order_relaxed);
+  }
+}
+
+void registerForRealtime(Engine& engine, ThreadState& thread) noexcept {
+  if (!thread.mmcss.registered && engine.mmcssEnabled.load(std::memory_order_relaxed)) {
+    platform::RegisterProAudio(platform::RealtimeUse::blocks, thread.mmcss);
+    engine.granted.callbackValue.store(thread.mmcss.value, std::memory_order_relaxed);
+    engine.granted.callback.store(static_cast<int32_t>(thread.mmcss.grant), std::memory_order_relaxed);
+  }
+}
+
+bool buffersHold(Engine& engine, const InstanceOrder& order, int32_t n) noexcept {
+  for (int32_t i = 0; i < order.count; ++i) {
+    const InstanceSlot& slot = engine.instances.slotOf(order, i);
+    if (slot.input.size() < static_cast<size_t>(n) || slot.output.size() < static_cast<size_t>(n)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+void instanceJob(void* context, uint64_t instance, uint32_t half, uint32_t length) noexcept {
+  auto& engine = *static_cast<Engine*>(context);
+  InstanceSlot& slot = engine.instances.slotOf(*engine.blockOrder, static_cast<int32_t>(instance));
+  ProcessInstance(engine, slot, static_cast<int32_t>(half), static_cast<int32_t>(length));
+}
+
+void processInstances(Engine& engine, RealtimeThreadPool* pool, const InstanceOrder& order, int32_t half,
+                      int32_t n) noexcept {
+  const auto count = static_cast<uint64_t>(order.count);
+  if (count > 1 && pool != nullptr && pool->workerCount() >= count) {
+    engine.blockOrder = &order;
+    pool->run(&engine, &instanceJob, count, static_cast<uint32_t>(half), static_cast<uint32_t>(n));
+    for (int32_t i = 0; i < order.count; ++i) {
+      SumInstance(engine, engine.instances.slotOf(order, i), half, n);
+    }
+    return;
+  }
+  for (int32_t i = 0; i < order.count; ++i) {
+    InstanceSlot& slot = engine.instances.slotOf(order, i);
+    ProcessInstance(engine, slot, half, n);
+    SumInstance(engine, slot, half, n);
+  }
+}
+
+void callHook(const BlockHook& hook, int32_t half, int32_t n) noexcept {
+  if (hook) {
+    hook(half, n);
+  }
+}
+
+// Whether the instances are to be processed in this block.
+bool hostProcesses(Engine& engine, const InstanceOrder& order, int32_t n) noexcept {
+  if (!engine.hostRunning.load(std::memory_order_seq_cst) || engine.hostStopping.load(std::memory_order_seq_cst) ||
+      order.count == 0) {
+    return false;
+  }
+  if (!buffersHold(engine, order, n)) {
+    engine.counters.skippedBlocks.fetch_add(1, std::memory_order_relaxed);
+    return false;
+  }
+  return true;
+}
+
+// From the pink block to the glitch detection.
+void runHost(Engine& engine, ThreadState& thread, const InstanceOrder& order, std::shared_ptr<RealtimeThreadPool>& pool,
+             int32_t half, int32_t n) noexcept {
+  const double rate = engine.session.sampleRate.load(std::memory_order_relaxed);
+  FillPinkBlock(engine.pink, n, rate);
+  engine.instanceMeters.adoptRate(rate);
+  applyPriority(engine, thread);
+  registerForRealtime(engine, thread);
+  {
+    const std::lock_guard<std::mutex> lock(engine.poolMutex);
+    pool = engine.pool;
+  }
+  processInstances(engine, pool.get(), order, half, n);
+  callHook(engine.mixHook, half, n);
+  FeedOutputMeters(engine, half, n, true);
+  DetectGlitches(engine, order, half, n, platform::CounterNow());
+}
+
+void addTime(Engine& engine, int64_t start, bool hostRan) noexcept {
+  const int64_t end = platform::CounterNow();
+  if (end <= start) {
+    return;
+  }
+  const auto ticks = static_cast<uint64_t>(end - start);
+  EngineCounters& counters = engine.counters;
+  counters.timedTicks.fetch_add(ticks, std::memory_order_relaxed);
+  counters.timedCount.fetch_add(1, std::memory_order_relaxed);
+  raiseTo(counters.maxTicks, ticks);
+  if (hostRan) {
+    counters.hostTicks.fetch_add(ticks, std::memory_order_relaxed);
+    counters.hostCount.fetch_add(1, std::memory_order_relaxed);
+    raiseTo(counters.hostMaxTicks, ticks);
+  }
+}
+
+void processBlock(Engine& engine, int32_t half) noexcept {
+  ThreadState& thread = threadState;
+  system::ApplyIfChanged(engine.steering, SteeringGroup::engine, thread.steering);
+  const int32_t n = engine.session.blockLength;
+  if (n <= 0) {
+    return;
+  }
+  const int64_t start = platform::CounterNow();
+  if (!thread.floatModeSet) {
+    platform::SetFlushDenormals();
+    thread.floatModeSet = true;
+  }
+  FeedInputMeters(engine, half, n);
+  callHook(engine.captureHook, half, n);
+  ClearOutputs(engine, half, n);
+  engine.counters.callbackCount.fetch_add(1, std::memory_order_relaxed);
+  const InstanceOrder& order = engine.instances.order();
+  std::shared_ptr<RealtimeThreadPool> pool;
+  const bool hostRan = hostProcesses(engine, order, n);
+  if (hostRan) {
+    runHost(engine, thread, order, pool, half, n);
+  } else {
+    callHook(engine.mixHook, half, n);
+    FeedOutputMeters(engine, half, n, false);
+  }
+  if (engine.session.outputReadySupported) {
+    engine.session.currentDriver->ASIOOutputReady();
+  }
+  addTime(engine, start, hostRan);
+  // The pool copy goes here. It is never the last one: a release thread holds the pool until no block can have it.
+}
+
+}  // namespace
+
+void* BufferSwitch(Engine& engine, int32_t half, bool /*directProcess*/) noexcept {
+  CallbackEpoch& epoch = engine.session.epoch;
+  if (!epoch.enter()) {
+    engine.counters.refusedBlocks.fetch_add(1, std::memory_order_relaxed);
+    return nullptr;
+  }
+  if ((half == 0 || half == 1) && engine.session.acceptsBlocks.load(std::memory_order_seq_cst)) {
+    processBlock(engine, half);
+  }
+  epoch.leave();
+  return nullptr;
+}
+
+std::optional<std::wstring> TimingReport(Engine& engine, uint64_t nowMilliseconds) {
+  constexpr uint64_t kReportMilliseconds = 10000;
+  const int64_t frequency = platform::CounterFrequency();
+  EngineCounters& counters = engine.counters;
+  uint64_t last = counters.lastReportTick.load();
+  if (!engine.hostRunning.load() || frequency <= 0 || nowMilliseconds - last < kReportMilliseconds ||
+      !counters.lastReportTick.compare_exchange_strong(last, nowMilliseconds)) {
+    return std::nullopt;
+  }
+  const uint64_t ticks = counters.timedTicks.exchange(0);
+  const uint64_t maximum = counters.maxTicks.exchange(0);
+  const uint64_t count = counters.timedCount.exchange(0);
+  if (count == 0) {
+    return std::nullopt;
+  }
+  const auto perSecond = static_cast<double>(frequency);
+  const double average = static_cast<double>(ticks) * 1000.0 / (static_cast<double>(count) * perSecond);
+  wchar_t line[128];
+  std::swprintf(line, std::size(line), L"ASIO callback (10s): avg=%.3f ms, max=%.3f ms, count=%llu", average,
+                static_cast<double>(maximum) * 1000.0 / perSecond, static_cast<unsigned long long>(count));
+  return line;
+}
+
+}  // namespace tarnwick::engine

@@ -1,0 +1,35 @@
+// Tells whether a block is running. The callback enters and leaves; whoever takes something away from it clears the
+// flag that led the callback there and then waits until no block that may have seen the flag set is still running.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+namespace tarnwick::engine {
+
+class CallbackEpoch {
+ public:
+  // Callback. False when another thread is inside already: the caller must return at once. Real-time safe.
+  bool enter() noexcept {
+    // Sequentially consistent, as are the flags' stores: either this block sees a flag cleared, or its clearing thread
+    // sees this block running.
+    return !inside_.exchange(true, std::memory_order_seq_cst);
+  }
+  // Callback. Real-time safe.
+  void leave() noexcept {
+    blocks_.fetch_add(1, std::memory_order_release);
+    inside_.store(false, std::memory_order_seq_cst);
+  }
+  // Blocks left so far. Pairs with leave: what a block wrote is visible once its number is seen.
+  uint64_t blocksLeft() const noexcept { return blocks_.load(std::memory_order_acquire); }
+  bool inside() const noexcept { return inside_.load(std::memory_order_seq_cst); }
+
+ private:
+  alignas(64) std::atomic<bool> inside_{false};
+  std::atomic<uint64_t> blocks_{0};
+};
+
+// Returns once no block is running that began before the call. Any thread but the callback's; sleeps between looks.
+void AwaitCallbackIdle(const CallbackEpoch& epoch);
+
+}  // namespace tarnwick::engine

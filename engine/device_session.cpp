@@ -1,0 +1,216 @@
+#include "engine/device_session.h"
+
+#include <algorithm>
+#include <cstring>
+#include <cwchar>
+#include <string>
+
+namespace tarnwick::engine {
+namespace {
+
+using namespace platform;
+
+bool getChannels(DeviceSession& session) {
+  int32_t inputs = 0;
+  int32_t outputs = 0;
+  if (session.currentDriver->ASIOGetChannels(inputs, outputs) != ASE_OK) {
+    return false;
+  }
+  if (inputs < 0 || outputs < 0 || inputs > kMostChannels || outputs > kMostChannels || inputs + outputs == 0) {
+    return false;
+  }
+  session.numInputs = inputs;
+  session.numOutputs = outputs;
+  return true;
+}
+
+bool getBlockLength(DeviceSession& session, int32_t requested) {
+  int32_t minimum = 0;
+  int32_t maximum = 0;
+  int32_t preferred = 0;
+  int32_t granularity = 0;
+  if (session.currentDriver->ASIOGetBufferSize(minimum, maximum, preferred, granularity) != ASE_OK) {
+    return false;
+  }
+  session.blockLength = ChooseBlockLength(requested, minimum, maximum, preferred);
+  return session.blockLength >= 1 && session.blockLength <= kLargestBlockLength;
+}
+
+bool createBuffers(DeviceSession& session, const AudioCallbacks& callbacks) {
+  session.bufferInfos.clear();
+  for (int32_t k = 0; k < session.numInputs; ++k) {
+    session.bufferInfos.push_back({true, k, {nullptr, nullptr}});
+  }
+  for (int32_t k = 0; k < session.numOutputs; ++k) {
+    session.bufferInfos.push_back({false, k, {nullptr, nullptr}});
+  }
+  if (session.currentDriver->ASIOCreateBuffers(session.bufferInfos.data(),
+                                               static_cast<int32_t>(session.bufferInfos.size()), session.blockLength,
+                                               callbacks) != ASE_OK) {
+    return false;
+  }
+  session.buffersCreated = true;
+  return true;
+}
+
+bool getChannelInfos(DeviceSession& session) {
+  session.channelInfos.assign(session.bufferInfos.size(), AudioChannelInfo{});
+  for (size_t k = 0; k < session.bufferInfos.size(); ++k) {
+    AudioChannelInfo& info = session.channelInfos[k];
+    info.channel = session.bufferInfos[k].channelNum;
+    info.isInput = session.bufferInfos[k].isInput;
+    if (!session.currentDriver->ASIOGetChannelInfo) {
+      info.channel = -1;
+      std::strncpy(info.name, "None", sizeof info.name - 1);
+      continue;
+    }
+    if (session.currentDriver->ASIOGetChannelInfo(info) != ASE_OK) {
+      return false;
+    }
+    info.name[sizeof info.name - 1] = '\0';
+  }
+  return true;
+}
+
+// The steps of a start, in their order. False leaves the text in `failure`.
+bool openSteps(DeviceSession& session, const AudioBackEnd& backEnd, const SessionRequest& request,
+               const SessionHooks& hooks, std::wstring& failure) {
+  if (request.deviceName.empty()) {
+    failure = L"Select an ASIO device.";
+    return false;
+  }
+  session.currentDriver = backEnd.loadAsioDriver(request.deviceName);
+  if (!session.currentDriver) {
+    failure = L"ASIO loadDriver failed for: " + request.deviceName;
+    return false;
+  }
+  session.deviceName = request.deviceName;
+  const double rate = request.sampleRate > 1.0 ? request.sampleRate : kFallbackRate;
+  AudioInitRequest init;
+  init.systemReference = request.systemReference;
+  init.sampleRate = rate;
+  const AsioError initResult = session.currentDriver->ASIOInit(init);
+  if (initResult != ASE_OK) {
+    failure = L"ASIOInit failed: " + AsioErrorName(initResult);
+    return false;
+  }
+  session.initialised = true;
+  if (!getChannels(session)) {
+    failure = L"ASIOGetChannels failed.";
+    return false;
+  }
+  if (!getBlockLength(session, request.blockLength)) {
+    failure = L"ASIOGetBufferSize failed.";
+    return false;
+  }
+  session.sampleRate.store(rate);
+  session.outputReadySupported = session.currentDriver->ASIOOutputReady() == ASE_OK;
+  hooks.prepareMeters(session.blockLength, rate);
+  if (!createBuffers(session, hooks.callbacks)) {
+    failure = L"ASIOCreateBuffers failed.";
+    return false;
+  }
+  if (!getChannelInfos(session)) {
+    failure = L"ASIOGetChannelInfo failed.";
+    return false;
+  }
+  hooks.resetTiming();
+  // A driver may deliver its first block before its start call has returned.
+  session.acceptsBlocks.store(true, std::memory_order_seq_cst);
+  if (session.currentDriver->ASIOStart() != ASE_OK) {
+    failure = L"ASIOStart failed.";
+    return false;
+  }
+  session.started = true;
+  return true;
+}
+
+}  // namespace
+
+int32_t BlockLengthFromText(std::wstring_view text) {
+  const std::wstring copy(text);
+  wchar_t* end = nullptr;
+  const long long value = std::wcstoll(copy.c_str(), &end, 10);
+  if (end == copy.c_str()) {
+    return kDefaultBlockLength;
+  }
+  return static_cast<int32_t>(std::clamp<long long>(value, INT32_MIN, INT32_MAX));
+}
+
+int32_t ChooseBlockLength(int32_t requested, int32_t minimum, int32_t maximum, int32_t preferred) noexcept {
+  const int32_t wanted = requested >= 1 ? requested : preferred;
+  return std::min(std::max(wanted, minimum), maximum);
+}
+
+bool OpenSession(DeviceSession& session, const AudioBackEnd& backEnd, const SessionRequest& request,
+                 const SessionHooks& hooks, std::wstring* error) {
+  CloseSession(session);
+  std::wstring failure;
+  try {
+    if (openSteps(session, backEnd, request, hooks, failure)) {
+      hooks.log(L"ASIO started: " + request.deviceName + L" (buffer=" + std::to_wstring(session.blockLength) + L")");
+      return true;
+    }
+  } catch (const std::exception&) {
+    // Memory for absurd sizes, or a back end that throws.
+    failure = L"ASIOCreateBuffers failed.";
+  }
+  CloseSession(session);
+  hooks.log(failure);
+  if (error) {
+    *error = failure;
+  }
+  return false;
+}
+
+void CloseSession(DeviceSession& session) {
+  if (session.currentDriver) {
+    if (session.started) {
+      session.currentDriver->ASIOStop();
+    }
+    // Some drivers call once more after their stop call: such a block is turned away, one under way is waited for.
+    session.acceptsBlocks.store(false, std::memory_order_seq_cst);
+    AwaitCallbackIdle(session.epoch);
+    if (session.buffersCreated) {
+      session.currentDriver->ASIODisposeBuffers();
+    }
+    if (session.initialised) {
+      session.currentDriver->ASIOExit();
+    }
+  }
+  session.started = false;
+  session.buffersCreated = false;
+  session.initialised = false;
+  session.currentDriver.reset();
+  session.deviceName.clear();
+  session.sampleRate.store(kFallbackRate);
+  session.numInputs = 0;
+  session.numOutputs = 0;
+  session.blockLength = 0;
+  session.outputReadySupported = false;
+  session.bufferInfos.clear();
+  session.channelInfos.clear();
+}
+
+std::wstring AsioErrorName(AsioError error) {
+  switch (error) {
+    case ASE_NotPresent:
+      return L"ASE_NotPresent";
+    case ASE_HWMalfunction:
+      return L"ASE_HWMalfunction";
+    case ASE_InvalidParameter:
+      return L"ASE_InvalidParameter";
+    case ASE_InvalidMode:
+      return L"ASE_InvalidMode";
+    case ASE_SPNotAdvancing:
+      return L"ASE_SPNotAdvancing";
+    case ASE_NoClock:
+      return L"ASE_NoClock";
+    case ASE_NoMemory:
+      return L"ASE_NoMemory";
+    default:
+      return L"ASE_Unknown";
+  }
+}
+
+}  // namespace tarnwick::engine

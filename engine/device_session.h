@@ -1,0 +1,86 @@
+// The one audio device: its session state, opening, notifications and closing. The operations are those of the driver's
+// record; everything here runs on the user-interface thread unless it says otherwise.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "engine/callback_epoch.h"
+#include "platform/audio_driver.h"
+
+namespace tarnwick::engine {
+
+inline constexpr double kFallbackRate = 48000.0;
+inline constexpr int32_t kDefaultBlockLength = 256;
+// Larger than any device offers; a driver that asks for more is refused.
+inline constexpr int32_t kLargestBlockLength = 1 << 20;
+inline constexpr int32_t kMostChannels = 4096;  // in one direction
+
+// The fields above the line change only while no block can run. The callback reads them plainly.
+struct DeviceSession {
+  std::unique_ptr<platform::AudioDriver> currentDriver;
+  std::wstring deviceName;
+  int32_t numInputs = 0;
+  int32_t numOutputs = 0;
+  int32_t blockLength = 0;
+  std::vector<platform::AudioBufferInfo> bufferInfos;    // inputs, then outputs: entry numInputs + k is output k
+  std::vector<platform::AudioChannelInfo> channelInfos;  // same order
+  bool outputReadySupported = false;
+  bool initialised = false;
+  bool buffersCreated = false;
+  bool started = false;
+  // ----
+  std::atomic<double> sampleRate{kFallbackRate};  // written by start, stop and the driver's notification; read by all
+  std::atomic<bool> acceptsBlocks{false};         // from just before ASIOStart until after ASIOStop
+  CallbackEpoch epoch;
+};
+
+// Device buffer of input or output channel `k` for half `half` (0 or 1), null when there is none. Real-time safe.
+inline void* InputBuffer(const DeviceSession& session, int32_t k, int32_t half) noexcept {
+  return session.bufferInfos[static_cast<size_t>(k)].buffers[half];
+}
+inline void* OutputBuffer(const DeviceSession& session, int32_t k, int32_t half) noexcept {
+  return session.bufferInfos[static_cast<size_t>(session.numInputs + k)].buffers[half];
+}
+inline int32_t InputType(const DeviceSession& session, int32_t k) noexcept {
+  return session.channelInfos[static_cast<size_t>(k)].type;
+}
+inline int32_t OutputType(const DeviceSession& session, int32_t k) noexcept {
+  return session.channelInfos[static_cast<size_t>(session.numInputs + k)].type;
+}
+
+struct SessionRequest {
+  std::wstring deviceName;
+  int32_t blockLength = kDefaultBlockLength;  // samples; below 1 means the driver's preferred length
+  double sampleRate = 0.0;                    // Hz; 1.0 or less means 48000
+  void* systemReference = nullptr;
+};
+
+// What opening needs of the engine around it.
+struct SessionHooks {
+  platform::AudioCallbacks callbacks;
+  std::function<void(int32_t blockLength, double sampleRate)> prepareMeters;  // before buffers are created
+  std::function<void()> resetTiming;
+  std::function<void(const std::wstring&)> log;
+};
+
+// The block length in a text field: text that is not a number counts as 256.
+int32_t BlockLengthFromText(std::wstring_view text);
+// The block length a driver runs at for a request. Its granularity is not applied.
+int32_t ChooseBlockLength(int32_t requested, int32_t minimum, int32_t maximum, int32_t preferred) noexcept;
+
+// Opens and starts the device. On failure everything is undone, the session is closed, and `error` holds the text that
+// was also logged.
+bool OpenSession(DeviceSession& session, const platform::AudioBackEnd& backEnd, const SessionRequest& request,
+                 const SessionHooks& hooks, std::wstring* error);
+// Stops and closes whatever is open; harmless when nothing is.
+void CloseSession(DeviceSession& session);
+
+// "ASE_NotPresent" and so on.
+std::wstring AsioErrorName(platform::AsioError error);
+
+}  // namespace tarnwick::engine

@@ -1,0 +1,51 @@
+// Where drivers enter: each call lands here on a thread of the driver's own.
+#include "engine/audio_control.h"
+#include "engine/callback.h"
+#include "engine/engine.h"
+
+namespace tarnwick::engine {
+namespace {
+
+void bufferSwitch(void* context, int32_t index, bool directProcess) {
+  BufferSwitch(*static_cast<Engine*>(context), index, directProcess);
+}
+
+void* bufferSwitchTimeInfo(void* context, void* /*timeInfo*/, int32_t index, bool directProcess) {
+  return BufferSwitch(*static_cast<Engine*>(context), index, directProcess);
+}
+
+void sampleRateDidChange(void* context, double rate) {
+  auto& engine = *static_cast<Engine*>(context);
+  if (rate > 1.0) {
+    // The meters compare the rate with their window's at the next block.
+    engine.session.sampleRate.store(rate, std::memory_order_relaxed);
+  }
+}
+
+int32_t asioMessage(void* context, int32_t selector, int32_t /*value*/) {
+  switch (selector) {
+    case platform::kAsioSelectorSupported:
+    case platform::kAsioResetRequest:  // acknowledged, not acted on
+    case platform::kAsioResyncRequest:
+      return 1;
+    case platform::kAsioEngineVersion:
+      return 2;
+    case platform::kAsioLatenciesChanged: {
+      auto& engine = *static_cast<Engine*>(context);
+      if (engine.postLatenciesChanged) {
+        engine.postLatenciesChanged();
+      }
+      return 1;
+    }
+    default:
+      return 0;
+  }
+}
+
+}  // namespace
+
+platform::AudioCallbacks EngineCallbacks(Engine& engine) {
+  return {&engine, &bufferSwitch, &sampleRateDidChange, &asioMessage, &bufferSwitchTimeInfo};
+}
+
+}  // namespace tarnwick::engine

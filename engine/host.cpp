@@ -1,0 +1,310 @@
+#include "engine/host.h"
+
+#include <algorithm>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "engine/atomic_word.h"
+#include "engine/pool_control.h"
+#include "platform/clock.h"
+#include "platform/paths.h"
+#include "platform/text.h"
+
+namespace tarnwick::engine {
+namespace {
+
+double secondsSince(int64_t timestamp) {
+  return static_cast<double>(platform::CounterNow() - timestamp) / static_cast<double>(platform::CounterFrequency());
+}
+
+std::wstring missingChannels(const InstanceConfig& config) {
+  const bool noInput = config.inputChannel < 0;
+  const bool noOutput = config.outputChannel < 0;
+  return noInput && noOutput ? L"input and output channels"
+         : noInput           ? L"the input channel"
+         : noOutput          ? L"the output channel"
+                             : L"";
+}
+
+std::wstring createFailure(size_t instanceNumber) {
+  return L"Failed to create VST3 instance #" + std::to_wstring(instanceNumber) + L".";
+}
+
+void applyFirstParameter(const InstanceRow& row, plugin::PluginInstance& instance) {
+  if (row.setsFirstParameter) {
+    plugin::SetFirstParameter(instance, std::clamp(row.firstParamPercent / 100.0, 0.0, 1.0));
+  }
+}
+
+// Gives a free slot all that a block needs of it and publishes it as the last instance.
+void publishInstance(Host& host, const InstanceRow& row, plugin::PluginInstance* runner) {
+  Engine& engine = host.engine;
+  InstanceSlot* slot = engine.instances.prepareSlot();
+  const auto length = static_cast<size_t>(std::max(engine.session.blockLength, 0));
+  StoreConfig(slot->config, row.config);
+  slot->runner = runner;
+  slot->input.assign(length, 0.0f);
+  slot->output.assign(length, 0.0f);
+  ArmDetector(slot->glitch, engine.session.blockLength);
+  engine.instances.append(slot, engine.session.epoch);
+}
+
+// Everything that a start built. No block may be processing instances.
+void releaseInstances(Host& host) {
+  host.engine.instances.clear(host.engine.session.epoch);
+  plugin::UnloadModule(host.module);
+}
+
+// Checks 1 to 7: what can be told before anything is loaded. False with the refusal reported.
+bool readyToStart(Host& host, std::wstring* error, bool interactive) {
+  Engine& engine = host.engine;
+  if (!engine.asioRunning.load()) {
+    host.ui.log(L"Start request ignored: ASIO session is not running.");
+    return Refuse(host.ui, std::wstring(L"Press ASIO Start first, then ") + L"start the instance host" + L".", error,
+                  interactive);
+  }
+  for (InstanceRow& row : host.rows) {
+    DeriveGains(row.config);
+  }
+  if (!platform::FileExists(platform::Trimmed(host.pluginPath))) {
+    return Refuse(host.ui, L"Select a valid VST3 plugin file before starting.", error, interactive, BoxKind::warning);
+  }
+  if (host.rows.empty()) {
+    return Refuse(host.ui, L"Add at least one VST instance.", error, interactive, BoxKind::warning);
+  }
+  for (size_t i = 0; i < host.rows.size(); ++i) {
+    const std::wstring missing = missingChannels(host.rows[i].config);
+    if (!missing.empty()) {
+      return Refuse(host.ui, L"Set " + missing + L" for instance #" + std::to_wstring(i + 1) + L".", error, interactive,
+                    BoxKind::warning);
+    }
+  }
+  return true;
+}
+
+bool createRunners(Host& host, std::wstring* error, bool interactive) {
+  const DeviceSession& session = host.engine.session;
+  for (size_t i = 0; i < host.rows.size(); ++i) {
+    auto instance = plugin::CreateInstance(host.module, session.sampleRate.load(), session.blockLength);
+    if (!instance) {
+      plugin::UnloadModule(host.module);
+      return Refuse(host.ui, createFailure(i + 1), error, interactive, BoxKind::error);
+    }
+    host.module.instances.push_back(std::move(instance));
+  }
+  return true;
+}
+
+void resetTotals(Engine& engine) {
+  std::fill(engine.outputTotals.begin(), engine.outputTotals.end(), ChannelTotals{});
+  engine.counters.skippedBlocks.store(0);
+  engine.counters.hostTicks.store(0);
+  engine.counters.hostCount.store(0);
+  engine.counters.hostMaxTicks.store(0);
+}
+
+// Off the user-interface thread: takes the pool out, lets it go, reports back.
+void stopThread(Engine& engine, const std::function<bool()>& postStopFinished) {
+  platform::SetThreadName("twk-host-stop");
+  system::ThreadSteering steering;
+  system::ApplyIfChanged(engine.steering, system::SteeringGroup::networkUi, steering);
+  ReleasePool(engine, TakePool(engine));
+  postStopFinished();
+}
+
+bool hasRow(const Host& host, int32_t index) {
+  return index >= 0 && static_cast<size_t>(index) < host.rows.size();
+}
+
+// Whether row `index` has a running instance.
+bool runs(const Host& host, int32_t index) {
+  return host.engine.hostRunning.load() && index >= 0 && index < host.engine.instances.count();
+}
+
+}  // namespace
+
+Host::~Host() {
+  engine.hostStopping.store(true);
+  while (engine.pendingReleases.load() > 0) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  ReleasePool(engine, TakePool(engine));
+  engine.hostRunning.store(false);
+  releaseInstances(*this);
+  engine.hostStopping.store(false);
+}
+
+bool StartHost(Host& host, std::wstring* error, bool interactive) {
+  Engine& engine = host.engine;
+  if (engine.hostStopping.load()) {
+    host.ui.log(L"Stop is in progress. Please wait...");
+    return Refuse(host.ui, L"Stop is in progress. Please wait...", error, false);
+  }
+  if (engine.hostRunning.load()) {
+    return true;
+  }
+  if (!readyToStart(host, error, interactive)) {
+    return false;
+  }
+  if (!plugin::LoadModule(host.module, platform::Trimmed(host.pluginPath))) {
+    return Refuse(host.ui, L"Failed to load the selected VST3 plugin file.", error, interactive, BoxKind::error);
+  }
+  if (!createRunners(host, error, interactive)) {
+    return false;
+  }
+  for (size_t i = 0; i < host.rows.size(); ++i) {
+    applyFirstParameter(host.rows[i], *host.module.instances[i]);
+    publishInstance(host, host.rows[i], host.module.instances[i].get());
+  }
+  ReconfigurePool(engine, true);
+  resetTotals(engine);
+  engine.glitchesArmed.store(true);
+  engine.hostStartTimestamp.store(platform::CounterNow());
+  engine.hostRunning.store(true);
+  host.ui.log(L"Host running.");
+  engine.meteringEnabled.store(true);
+  host.ui.refresh();
+  return true;
+}
+
+void StopHostAsync(Host& host) {
+  Engine& engine = host.engine;
+  if (engine.hostStopping.exchange(true)) {
+    return;
+  }
+  if (!engine.hostRunning.load()) {
+    CompleteHostStop(host);
+    return;
+  }
+  host.ui.log(L"Stopping host asynchronously...");
+  host.ui.refresh();
+  engine.pendingReleases.fetch_add(1);
+  try {
+    std::thread([&engine, post = host.ui.postStopFinished] {
+      stopThread(engine, post);
+      engine.pendingReleases.fetch_sub(1);
+    }).detach();
+  } catch (const std::system_error&) {
+    engine.pendingReleases.fetch_sub(1);
+    ReleasePool(engine, TakePool(engine));
+    CompleteHostStop(host);
+  }
+}
+
+void CompleteHostStop(Host& host) {
+  Engine& engine = host.engine;
+  if (engine.hostRunning.load()) {
+    host.lastRunSeconds = secondsSince(engine.hostStartTimestamp.load());
+    engine.hostRunning.store(false);
+    AwaitCallbackIdle(engine.session.epoch);
+    releaseInstances(host);
+    engine.hostStartTimestamp.store(-1);
+    engine.counters.callbackCount.store(0);
+    engine.hostStopping.store(false);
+    host.ui.refresh();
+    host.ui.log(L"Host stopped.");
+  } else {
+    engine.hostStopping.store(false);
+    host.ui.refresh();
+  }
+  if (host.closePending) {
+    host.closePending = false;
+    host.ui.destroyMainWindow();
+  }
+}
+
+bool AddInstance(Host& host, const InstanceRow& row, std::wstring* error) {
+  Engine& engine = host.engine;
+  if (host.rows.size() >= kMaximumInstances) {
+    return Refuse(host.ui, L"No more than 127 instances are possible.", error, false);
+  }
+  if (engine.hostStopping.load()) {
+    return Refuse(host.ui, L"Stop is in progress. Please wait...", error, false);
+  }
+  InstanceRow added = row;
+  added.firstParamPercent = std::clamp(added.firstParamPercent, 0, 100);
+  DeriveGains(added.config);
+  if (engine.hostRunning.load()) {
+    const DeviceSession& session = engine.session;
+    auto instance = plugin::CreateInstance(host.module, session.sampleRate.load(), session.blockLength);
+    if (!instance) {
+      return Refuse(host.ui, createFailure(host.rows.size() + 1), error, false);
+    }
+    applyFirstParameter(added, *instance);
+    host.module.instances.push_back(std::move(instance));
+    publishInstance(host, added, host.module.instances.back().get());
+  }
+  host.rows.push_back(std::move(added));
+  ReconfigurePool(engine, false);
+  host.ui.refresh();
+  return true;
+}
+
+bool RemoveInstance(Host& host, int32_t index, std::wstring* error) {
+  Engine& engine = host.engine;
+  if (!hasRow(host, index)) {
+    return Refuse(host.ui, L"There is no such instance.", error, false);
+  }
+  if (engine.hostStopping.load()) {
+    return Refuse(host.ui, L"Stop is in progress. Please wait...", error, false);
+  }
+  if (runs(host, index)) {
+    engine.instances.remove(index, engine.session.epoch);
+    const auto at = host.module.instances.begin() + index;
+    plugin::DestroyInstance(host.module, std::move(*at));
+    host.module.instances.erase(at);
+  }
+  host.rows.erase(host.rows.begin() + index);
+  ReconfigurePool(engine, false);
+  host.ui.refresh();
+  return true;
+}
+
+bool ConfigureInstance(Host& host, int32_t index, const InstanceConfig& config) {
+  if (!hasRow(host, index)) {
+    return false;
+  }
+  InstanceConfig& row = host.rows[static_cast<size_t>(index)].config;
+  row = config;
+  DeriveGains(row);
+  if (runs(host, index)) {
+    StoreConfig(host.engine.instances.instance(index).config, row);
+  }
+  return true;
+}
+
+bool SetFirstParamPercent(Host& host, int32_t index, int32_t percent) {
+  if (!hasRow(host, index)) {
+    return false;
+  }
+  InstanceRow& row = host.rows[static_cast<size_t>(index)];
+  row.firstParamPercent = std::clamp(percent, 0, 100);
+  row.setsFirstParameter = true;
+  if (!runs(host, index)) {
+    return true;
+  }
+  return plugin::SetFirstParameter(*host.module.instances[static_cast<size_t>(index)], row.firstParamPercent / 100.0);
+}
+
+float InstanceMeterDb(const Host& host, int32_t index) {
+  return runs(host, index) ? LoadWord(host.engine.instances.instance(index).meterDb) : kNoSignalDb;
+}
+
+uint64_t InstanceGlitchCount(const Host& host, int32_t index) {
+  return runs(host, index) ? LoadWord(host.engine.instances.instance(index).glitch.glitchCount) : 0;
+}
+
+std::wstring HostTitle(const Host& host) {
+  return std::wstring(kProgramName) + (host.engine.hostRunning.load() ? L" - Running" : L" - Stopped");
+}
+
+std::wstring InstanceCaption(size_t instances) {
+  return std::to_wstring(instances) + (instances == 1 ? L" instance" : L" instances");
+}
+
+std::wstring DeviceButtonText(const Engine& engine) {
+  return engine.asioRunning.load() ? L"ASIO Stop" : L"ASIO Start";
+}
+
+}  // namespace tarnwick::engine

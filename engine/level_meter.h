@@ -1,0 +1,83 @@
+// Level meters: a 100 ms sliding window of squares for each instance and each device channel.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace tarnwick::engine {
+
+inline constexpr float kNoSignalDb = -100.0f;     // an instance without a source
+inline constexpr int32_t kMeteredChannels = 128;  // device inputs, and as many outputs
+
+// Meter window in samples: a tenth of a second, at least 1. A rate of 1.0 Hz or less means 48000.
+int32_t MeterWindowLength(double sampleRate) noexcept;
+
+// A ring of the last samples fed and the running sum of their squares. Fed by one audio thread at a time; the sum and
+// the count may be read by the user-interface thread.
+//
+// A block's new squares are added and the squares that they push out subtracted, in double precision. Once a lap of the
+// ring the sum is replaced by one that was built by adding alone (`lapSquares`), so rounding never piles up for longer
+// than two windows: with W samples of at most magnitude A the sum is off by at most 2 * W * 2^-53 * (W * A^2), for a
+// window of 4800 full-scale samples 5e-9, a level of -120 dBFS. The same replacement lets the meter recover two windows
+// after an input that was not a number.
+struct MeterRing {
+  float* ring = nullptr;  // storage of `capacity` samples, owned by a MeterBank
+  int32_t capacity = 0;
+  int32_t length = 0;       // the window W, at most capacity
+  uint32_t generation = 0;  // of the window that `length` was taken from
+  double sumSquares = 0.0;
+  int32_t writeIndex = 0;
+  int32_t fillCount = 0;    // samples fed so far, saturating at `length`
+  double lapSquares = 0.0;  // squares fed since writeIndex was last 0
+};
+
+// The window that a set of rings uses; its generation changes with every recomputation.
+struct MeterWindow {
+  double rateUsed = 0.0;
+  int32_t length = 0;
+  uint32_t generation = 0;
+};
+
+// Empties a ring. Real-time safe.
+void ResetRing(MeterRing& ring) noexcept;
+// Feeds `n` samples; a ring that still has another window is emptied and takes this one first, cut to its storage.
+// Returns the sum of the squares fed. Real-time safe.
+double FeedRing(MeterRing& ring, const MeterWindow& window, const float* samples, int32_t n) noexcept;
+// RMS level in dBFS of what the ring holds, at least -180; for an empty ring that floor. Any thread.
+float RingLevelDb(const MeterRing& ring) noexcept;
+
+// Peak and energy of a channel since the host started, for the closing summary. Fed by the callback.
+struct ChannelTotals {
+  float peak = 0.0f;
+  double squares = 0.0;
+  int64_t frames = 0;
+};
+
+// The storage of a set of rings that share one window. Allocated on the user-interface thread while no block runs; the
+// storage is large enough for kMaximumMeterRate, so that a device that changes its rate needs no allocation.
+class MeterBank {
+ public:
+  static constexpr double kMaximumMeterRate = 384000.0;
+
+  explicit MeterBank(int32_t rings);
+
+  // Allocates the storage (once) and makes the pages of the present window resident. User-interface thread.
+  void prepare(double sampleRate);
+  // Recomputes the window when `sampleRate` differs from the rate last used by more than 0.25 Hz or gives another
+  // length; every ring is then emptied as it is next fed. Callback; real-time safe.
+  void adoptRate(double sampleRate) noexcept;
+  // Makes the next adoptRate recompute. User-interface thread, while no block runs.
+  void markStale() noexcept { window_.length = 0; }
+  const MeterWindow& window() const noexcept { return window_; }
+
+  MeterRing& ring(int32_t index) noexcept { return rings_[static_cast<size_t>(index)]; }
+  const MeterRing& ring(int32_t index) const noexcept { return rings_[static_cast<size_t>(index)]; }
+
+ private:
+  std::vector<MeterRing> rings_;
+  std::unique_ptr<float[]> storage_;
+  MeterWindow window_;
+};
+
+}  // namespace tarnwick::engine

@@ -1,0 +1,71 @@
+#include "engine/pool_control.h"
+
+#include <bit>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+namespace tarnwick::engine {
+namespace {
+
+std::shared_ptr<RealtimeThreadPool> makePool(Engine& engine, uint64_t instances) {
+  const uint64_t machine = system::SystemMask();
+  const uint64_t chosen = system::ChosenMasks(engine.steering)[static_cast<size_t>(system::SteeringGroup::engine)];
+  const uint64_t mine = system::GroupMask(chosen, machine);
+  const uint64_t threads = WorkerThreadsFor(instances, static_cast<uint64_t>(std::popcount(mine)), mine == machine);
+  if (threads == 0) {
+    return nullptr;
+  }
+  try {
+    return std::make_shared<RealtimeThreadPool>(
+        instances, threads, PoolEnvironment{&engine.mmcssEnabled, &engine.steering, &engine.granted.workers});
+  } catch (const std::system_error&) {
+    return nullptr;
+  }
+}
+
+}  // namespace
+
+void ReconfigurePool(Engine& engine, bool force) {
+  if (!engine.hostRunning.load() && !force) {
+    ReleasePool(engine, TakePool(engine));
+    return;
+  }
+  const auto instances = static_cast<uint64_t>(engine.instances.count());
+  if (instances >= 2) {
+    const std::lock_guard<std::mutex> lock(engine.poolMutex);
+    if (engine.pool && engine.pool->workerCount() == instances) {
+      return;
+    }
+  }
+  ReleasePool(engine, TakePool(engine, instances >= 2 ? makePool(engine, instances) : nullptr));
+}
+
+std::shared_ptr<RealtimeThreadPool> TakePool(Engine& engine, std::shared_ptr<RealtimeThreadPool> next) {
+  const std::lock_guard<std::mutex> lock(engine.poolMutex);
+  return std::exchange(engine.pool, std::move(next));
+}
+
+void ReleasePool(Engine& engine, std::shared_ptr<RealtimeThreadPool> pool) {
+  if (!pool) {
+    return;
+  }
+  // Held in a box, so that no copy on this thread can turn out to be the last one.
+  const auto box = std::make_shared<std::shared_ptr<RealtimeThreadPool>>(std::move(pool));
+  const auto release = [&engine, box] {
+    AwaitCallbackIdle(engine.session.epoch);
+    box->reset();
+  };
+  engine.pendingReleases.fetch_add(1);
+  try {
+    std::thread([&engine, release] {
+      release();
+      engine.pendingReleases.fetch_sub(1);
+    }).detach();
+  } catch (const std::system_error&) {
+    engine.pendingReleases.fetch_sub(1);
+    release();
+  }
+}
+
+}  // namespace tarnwick::engine
