@@ -5,7 +5,7 @@
 add_library(tarnwick_options INTERFACE)
 target_compile_options(tarnwick_options INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
-  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual>)
+  $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual>)
 if(TARNWICK_SANITIZE)
   list(JOIN TARNWICK_SANITIZE "," sanitizers)
   target_compile_options(tarnwick_options INTERFACE

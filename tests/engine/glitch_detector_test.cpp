@@ -1,0 +1,67 @@
+#include "engine/glitch_detector.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+
+namespace tarnwick::engine {
+namespace {
+
+constexpr int32_t kLength = 8;
+
+// Feeds one block per letter: s = signal, 0 = silence, m = silence but for one sample, z = signal with one zero,
+// n = silence with a sample that is not a number.
+uint64_t countAfter(GlitchDetector& detector, const std::string& blocks) {
+  for (const char kind : blocks) {
+    float* block = NextHistoryBlock(detector, kLength);
+    std::fill_n(block, kLength, kind == 's' || kind == 'z' ? 0.25f : 0.0f);
+    if (kind == 'm') {
+      block[5] = 0.1f;
+    } else if (kind == 'z') {
+      block[7] = 0.0f;
+    } else if (kind == 'n') {
+      block[0] = NAN;
+    }
+    EvaluateHistory(detector);
+  }
+  return detector.glitchCount;
+}
+
+TEST(GlitchDetector, CountsOnlyAnIsolatedSilentBlock) {
+  const struct {
+    const char* blocks;
+    uint64_t count;
+  } cases[] = {{"s0s", 1}, {"ss0sss", 1}, {"s0s0s", 2}, {"s00s", 0}, {"0s", 0},      {"s0", 0}, {"000", 0},
+               {"sms", 0}, {"z0s", 0},    {"s0z", 0},   {"sns", 0},  {"s0sss0s", 2}, {"", 0}};
+  for (const auto& c : cases) {
+    GlitchDetector detector;
+    ArmDetector(detector, kLength);
+    EXPECT_EQ(countAfter(detector, c.blocks), c.count) << c.blocks;
+  }
+}
+
+TEST(GlitchDetector, SaturatesAndForgets) {
+  GlitchDetector detector;
+  ArmDetector(detector, kLength);
+  detector.glitchCount = kMaximumGlitchCount - 1;
+  EXPECT_EQ(countAfter(detector, "s0s0s0s"), kMaximumGlitchCount);
+  ForgetBlocks(detector);
+  EXPECT_EQ(detector.glitchCount, kMaximumGlitchCount);
+  ArmDetector(detector, kLength);
+  EXPECT_EQ(detector.glitchCount, 0u);
+  EXPECT_EQ(countAfter(detector, "s0"), 0u);
+  ForgetBlocks(detector);
+  EXPECT_EQ(countAfter(detector, "s"), 0u) << "the pattern may not span what was forgotten";
+}
+
+TEST(GlitchDetector, RefusesBlocksOfAnotherLength) {
+  GlitchDetector detector;
+  ArmDetector(detector, kLength);
+  EXPECT_EQ(NextHistoryBlock(detector, kLength + 1), nullptr);
+  EXPECT_EQ(NextHistoryBlock(detector, kLength - 1), nullptr);
+}
+
+}  // namespace
+}  // namespace tarnwick::engine

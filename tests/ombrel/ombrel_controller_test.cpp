@@ -1,0 +1,143 @@
+// The module's parameters and its saved state.
+#include <bit>
+#include <functional>
+#include <limits>
+#include <utility>
+
+#include "ombrel_module_fixture.h"
+
+namespace tarnwick::ombrel::test {
+namespace {
+
+using namespace Steinberg;
+using namespace Steinberg::Vst;
+
+TEST_F(OmbrelModule, StateComesBackExactly) {
+  const std::array<double, 3> wanted = {0.1, 1.0 / 3.0, 1.0};
+  for (ParamID id = 0; id < 3; ++id) {
+    controller_->setParamNormalized(id, wanted[id]);
+  }
+  const std::vector<uint8_t> saved = savedState();
+  MemoryStream dribbled({}, 3);
+  ASSERT_EQ(component_->getState(&dribbled), kResultOk);
+  EXPECT_EQ(dribbled.bytes, saved);
+  std::vector<uint8_t> longer = saved;
+  longer.push_back(99);
+
+  const std::function<tresult(IBStream*)> ways[] = {
+      [&](IBStream* stream) { return component_->setState(stream); },
+      [&](IBStream* stream) { return controller_->setState(stream); },
+      [&](IBStream* stream) { return controller_->setComponentState(stream); }};
+  for (const auto& restore : ways) {
+    for (const auto& [bytes, largestMove] : {std::pair(saved, SIZE_MAX), {saved, 1}, {longer, SIZE_MAX}}) {
+      for (ParamID id = 0; id < 3; ++id) {
+        controller_->setParamNormalized(id, 0.5);
+      }
+      MemoryStream stream(bytes, largestMove);
+      EXPECT_EQ(restore(&stream), kResultOk);
+      EXPECT_EQ(values(), wanted);
+    }
+  }
+}
+
+TEST_F(OmbrelModule, BadStatesChangeNothing) {
+  const std::vector<uint8_t> good = savedState();
+  const auto before = values();
+  std::vector<std::vector<uint8_t>> bad;
+  for (size_t length = 0; length < good.size(); ++length) {
+    bad.emplace_back(good.begin(), good.begin() + static_cast<std::ptrdiff_t>(length));
+  }
+  for (const size_t changed : {0UL, 3UL, 4UL, 7UL}) {  // mark and version
+    bad.push_back(good);
+    bad.back()[changed] ^= 0x20;
+  }
+  for (const double value : {-0.01, 1.01, std::numeric_limits<double>::quiet_NaN()}) {
+    const auto word = std::bit_cast<std::array<uint8_t, 8>>(value);
+    bad.push_back(good);
+    std::copy(word.begin(), word.end(), bad.back().end() - 8);
+  }
+  // The bad ones hold another Amount, and a good one: it must not be taken before a later fault shows.
+  controller_->setParamNormalized(kAmountId, 0.75);
+  auto expected = before;
+  expected[kAmountId] = 0.75;
+  for (const auto& bytes : bad) {
+    MemoryStream stream(bytes);
+    EXPECT_NE(component_->setState(&stream), kResultOk);
+    EXPECT_EQ(values(), expected);
+  }
+  EXPECT_NE(component_->setState(nullptr), kResultOk);
+  EXPECT_NE(component_->getState(nullptr), kResultOk);
+}
+
+TEST_F(OmbrelModule, FirstParameterIsAmountInPercent) {
+  ASSERT_EQ(controller_->getParameterCount(), 3);
+  ParameterInfo info = {};
+  ASSERT_EQ(controller_->getParameterInfo(0, info), kResultOk);
+  EXPECT_EQ(std::string(info.title, std::find(info.title, std::end(info.title), 0)), "Amount");
+  EXPECT_EQ(info.units[0], '%');
+  EXPECT_EQ(info.defaultNormalizedValue, 0.5);
+  EXPECT_NE(controller_->getParameterInfo(-1, info), kResultOk);
+  EXPECT_NE(controller_->getParameterInfo(3, info), kResultOk);
+  EXPECT_NE(controller_->setParamNormalized(3, 0.5), kResultOk);
+  EXPECT_NE(controller_->setParamNormalized(kAmountId, std::numeric_limits<double>::quiet_NaN()), kResultOk);
+  EXPECT_EQ(controller_->getParamNormalized(kAmountId), 0.5);
+  EXPECT_EQ(controller_->setParamNormalized(kAmountId, 1.5), kResultOk);
+  EXPECT_EQ(controller_->getParamNormalized(kAmountId), 1.0);
+}
+
+TEST_F(OmbrelModule, ValuesAndTheirText) {
+  const struct {
+    ParamID id;
+    double normalized;
+    double plain;
+    const char* text;
+  } cases[] = {{kAmountId, 0.0, 0.0, "0.0"},        {kAmountId, 0.375, 37.5, "37.5"},
+               {kAmountId, 1.0, 100.0, "100.0"},    {kThresholdId, 0.0, -80.0, "-80.0"},
+               {kThresholdId, 0.5, -50.0, "-50.0"}, {kReleaseId, 0.0, 20.0, "20"},
+               {kReleaseId, 0.5, 141.42, "141"},    {kReleaseId, 1.0, 1000.0, "1000"}};
+  for (const auto& c : cases) {
+    EXPECT_NEAR(controller_->normalizedParamToPlain(c.id, c.normalized), c.plain, 0.005);
+    EXPECT_NEAR(controller_->plainParamToNormalized(c.id, c.plain), c.normalized, 1e-5);
+    EXPECT_EQ(textOf(c.id, c.normalized), c.text);
+  }
+  const struct {
+    ParamID id;
+    const char* text;
+    double plain;  // NaN: not a value
+  } typed[] = {{kAmountId, "50", 50},
+               {kAmountId, " 12,5 % ", 12.5},
+               {kAmountId, "+7%", 7},
+               {kAmountId, "250", 100},
+               {kThresholdId, "-35.5 dB", -35.5},
+               {kReleaseId, "300ms", 300},
+               {kReleaseId, "0", 20},
+               {kAmountId, "", NAN},
+               {kAmountId, "loud", NAN},
+               {kAmountId, "5 dB", NAN},
+               {kAmountId, "nan", NAN},
+               {kAmountId, "inf", NAN},
+               {kAmountId, "+-5", NAN},
+               {kAmountId, "1 2", NAN},
+               {kAmountId, "\x7f", NAN}};
+  for (const auto& c : typed) {
+    const std::string text = c.text;
+    std::vector<TChar> wide(text.begin(), text.end());
+    wide.push_back(0);
+    double value = -1.0;
+    const tresult result = controller_->getParamValueByString(c.id, wide.data(), value);
+    if (std::isnan(c.plain)) {
+      EXPECT_NE(result, kResultOk) << c.text;
+      EXPECT_EQ(value, -1.0) << c.text;
+    } else {
+      EXPECT_EQ(result, kResultOk) << c.text;
+      EXPECT_NEAR(controller_->normalizedParamToPlain(c.id, value), c.plain, 1e-9) << c.text;
+    }
+  }
+  std::vector<TChar> endless(4096, '1');
+  endless.back() = 0;
+  double value = 0.0;
+  EXPECT_NE(controller_->getParamValueByString(kAmountId, endless.data(), value), kResultOk);
+}
+
+}  // namespace
+}  // namespace tarnwick::ombrel::test

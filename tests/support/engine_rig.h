@@ -1,0 +1,77 @@
+// An engine on a fake device, with the texts that reach the user written down.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "engine/audio_control.h"
+#include "engine/callback.h"
+#include "engine/host.h"
+#include "platform/clock.h"
+#include "support/fake_driver.h"
+
+namespace tarnwick::tests {
+
+struct UserSees {
+  std::vector<std::wstring> log;
+  std::vector<std::wstring> boxes;  // "title: text"
+  bool recording = false;
+  bool playing = false;
+  int windowsDestroyed = 0;
+  std::atomic<int> stopsFinished{0};
+
+  engine::HostUi ui() {
+    engine::HostUi ui;
+    ui.log = [this](const std::wstring& line) { log.push_back(line); };
+    ui.messageBox = [this](engine::BoxKind, const std::wstring& title, const std::wstring& text) {
+      boxes.push_back(title + L": " + text);
+    };
+    ui.refresh = [] {};
+    ui.recordRunning = [this] { return recording; };
+    ui.playbackRunning = [this] { return playing; };
+    ui.postStopFinished = [this] {
+      stopsFinished.fetch_add(1);
+      return true;
+    };
+    ui.destroyMainWindow = [this] { windowsDestroyed += 1; };
+    return ui;
+  }
+};
+
+struct EngineRig {
+  FakeDevice device;
+  UserSees user;
+  system::CpuSteering steering;
+  engine::Engine engine{steering};
+
+  bool startDevice(int32_t blockLength = 64, double rate = 48000.0, std::wstring* error = nullptr) {
+    engine::SessionRequest request;
+    request.deviceName = L"Fake";
+    request.blockLength = blockLength;
+    request.sampleRate = rate;
+    return engine::StartAsio(engine, device.backEnd(), request, user.ui(), error, false);
+  }
+
+  // Publishes an instance with buffers of the present block length, as a host start does.
+  engine::InstanceSlot& addInstance(int32_t input, int32_t output, plugin::PluginInstance* runner = nullptr) {
+    engine::InstanceSlot* slot = engine.instances.prepareSlot();
+    slot->config.inputChannel = input;
+    slot->config.outputChannel = output;
+    slot->runner = runner;
+    slot->input.assign(static_cast<size_t>(engine.session.blockLength), 0.0f);
+    slot->output.assign(static_cast<size_t>(engine.session.blockLength), 0.0f);
+    engine::ArmDetector(slot->glitch, engine.session.blockLength);
+    engine.instances.append(slot, engine.session.epoch);
+    return *slot;
+  }
+
+  // As if the host had started long enough ago for dropouts to count.
+  void runHost() {
+    engine.glitchesArmed.store(true);
+    engine.hostStartTimestamp.store(platform::CounterNow() - 10 * platform::CounterFrequency());
+    engine.meteringEnabled.store(true);
+    engine.hostRunning.store(true);
+  }
+};
+
+}  // namespace tarnwick::tests
