@@ -41,6 +41,7 @@ struct GrantedScheduling {
   std::atomic<int32_t> callbackValue{0};
   std::atomic<int32_t> callbackPriority{0};  // thread priority level granted
   std::atomic<int32_t> workers{-1};
+  std::atomic<int32_t> workersValue{0};
 };
 
 // Called in every block with (buffer half, block length in samples). Set while no device is open; must be real-time

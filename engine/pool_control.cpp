@@ -18,7 +18,8 @@ std::shared_ptr<RealtimeThreadPool> makePool(Engine& engine, uint64_t instances)
   }
   try {
     return std::make_shared<RealtimeThreadPool>(
-        instances, threads, PoolEnvironment{&engine.mmcssEnabled, &engine.steering, &engine.granted.workers});
+        instances, threads,
+        PoolEnvironment{&engine.mmcssEnabled, &engine.steering, &engine.granted.workers, &engine.granted.workersValue});
   } catch (const std::system_error&) {
     return nullptr;
   }

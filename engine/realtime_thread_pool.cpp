@@ -88,6 +88,9 @@ void RealtimeThreadPool::work(uint64_t worker) noexcept {
     const bool wanted = environment_.mmcssEnabled->load(std::memory_order_relaxed);
     if (wanted && !registration.registered) {
       platform::RegisterProAudio(platform::RealtimeUse::spins, registration);
+      if (environment_.grantValue != nullptr) {
+        environment_.grantValue->store(registration.value, std::memory_order_relaxed);
+      }
       if (environment_.grant != nullptr) {
         environment_.grant->store(static_cast<int32_t>(registration.grant), std::memory_order_relaxed);
       }

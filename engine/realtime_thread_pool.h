@@ -17,7 +17,9 @@ inline constexpr size_t kCacheLine = 64;
 struct PoolEnvironment {
   const std::atomic<bool>* mmcssEnabled = nullptr;
   const system::CpuSteering* steering = nullptr;
-  std::atomic<int32_t>* grant = nullptr;  // receives the RealtimeGrant of the last worker that registered; may be null
+  // Receive the RealtimeGrant and its value of the last worker that registered; may be null.
+  std::atomic<int32_t>* grant = nullptr;
+  std::atomic<int32_t>* grantValue = nullptr;
 };
 
 // Runs job(0..count-1) once each, spread over its threads. A worker takes the next free index, so a slow instance holds

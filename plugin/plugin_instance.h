@@ -22,6 +22,7 @@ struct PluginInstance {
   Steinberg::Vst::IComponent* component = nullptr;
   Steinberg::Vst::IAudioProcessor* processor = nullptr;
   Steinberg::Vst::IEditController* controller = nullptr;  // may be null
+  bool controllerIsComponent = false;                     // one object is both: nothing to connect, one terminate
   Steinberg::Vst::IConnectionPoint* componentConnection = nullptr;
   Steinberg::Vst::IConnectionPoint* controllerConnection = nullptr;
   bool connected = false;

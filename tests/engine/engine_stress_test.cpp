@@ -73,7 +73,7 @@ struct StressRig : EngineRig {
   }
   // As ReconfigurePool does on a machine with processors to spare.
   void swapPool(uint64_t instances) {
-    const PoolEnvironment environment{&engine.mmcssEnabled, &steering, nullptr};
+    const PoolEnvironment environment{&engine.mmcssEnabled, &steering, nullptr, nullptr};
     ReleasePool(engine, TakePool(engine, std::make_shared<RealtimeThreadPool>(instances, 1, environment)));
   }
 };

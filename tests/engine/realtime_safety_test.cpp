@@ -68,7 +68,7 @@ void expectClean(const std::wstring& modulePath, uint64_t poolThreads, bool mmcs
   ASSERT_TRUE(StartHost(host, &error, false)) << std::string(error.begin(), error.end());
   rig.engine.hostStartTimestamp = platform::CounterNow() - 10 * platform::CounterFrequency();
   if (poolThreads > 0) {
-    const PoolEnvironment environment{&rig.engine.mmcssEnabled, &rig.steering, &rig.engine.granted.workers};
+    const PoolEnvironment environment{&rig.engine.mmcssEnabled, &rig.steering, &rig.engine.granted.workers, nullptr};
     ReleasePool(rig.engine, TakePool(rig.engine, std::make_shared<RealtimeThreadPool>(8, poolThreads, environment)));
     std::this_thread::sleep_for(std::chrono::milliseconds(50));  // the workers have started
   }

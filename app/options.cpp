@@ -1,0 +1,122 @@
+#include "app/options.h"
+
+#include <CLI/CLI.hpp>
+#include <map>
+
+#include "platform/paths.h"
+#include "platform/text.h"
+
+namespace tarnwick::app {
+namespace {
+
+using platform::VirtualClock;
+using platform::WideFromUtf8;
+
+// What the parser fills: UTF-8 as it comes.
+struct RawOptions {
+  std::string device;
+  std::string plugin;
+  std::string stateDir;
+  std::string settingsFile;
+  std::string virtualSource;
+  std::string virtualCapture;
+  std::string validate;
+};
+
+void addProgramOptions(CLI::App& parser, Options& options, RawOptions& raw) {
+  parser.add_option("--device", raw.device, "Audio device to select (default: the virtual device)")->type_name("NAME");
+  parser.add_option("--sample-rate", options.sampleRate, "Sample rate of the session in Hz (default 48000)")
+      ->check(CLI::Range(1000.0, 768000.0))
+      ->type_name("HZ");
+  parser
+      .add_option("--buffer-size", options.bufferSize,
+                  "Samples in a block (default 256); 0 takes the device's preferred length")
+      ->check(CLI::Range(0, 65536))
+      ->type_name("N");
+  parser.add_option("--plugin", raw.plugin, "VST3 effect (default: Ombrel.vst3 beside the program)")->type_name("PATH");
+  parser.add_option("--instances", options.instances, "Number of instances, input i to output i (default 0)")
+      ->check(CLI::Range(0, 127))
+      ->type_name("N");
+  parser.add_flag("--start", options.start, "Start the device and the host at once");
+  parser.add_option("--seconds", options.seconds, "With --start: stop after so many seconds of the device's audio")
+      ->check(CLI::Range(1e-6, 1e9))
+      ->type_name("S");
+  parser.add_option("--state-dir", raw.stateDir, "Folder that stands for the program's own (state files)")
+      ->type_name("DIR");
+  parser.add_option("--settings", raw.settingsFile, "File that holds the settings")->type_name("FILE");
+  parser.add_flag("--list-devices", options.listDevices, "List the audio devices that answer, and exit");
+  parser.add_option("--validate", raw.validate, "Tell whether a file is a usable VST3 effect, and exit")
+      ->type_name("PATH");
+  parser.add_flag("--version", options.version, "Print the version, and exit");
+}
+
+void addVirtualOptions(CLI::App& parser, platform::VirtualOptions& device, RawOptions& raw) {
+  parser.add_option("--virtual-inputs", device.inputs, "Inputs of the virtual device (default 8)")
+      ->check(CLI::Range(1, 1024))
+      ->type_name("N");
+  parser.add_option("--virtual-outputs", device.outputs, "Outputs of the virtual device (default 8)")
+      ->check(CLI::Range(1, 1024))
+      ->type_name("N");
+  parser.add_option("--virtual-source", raw.virtualSource, "WAV file for the virtual inputs, looped")
+      ->type_name("FILE");
+  parser.add_option("--virtual-capture", raw.virtualCapture, "32-bit float WAV file of all virtual outputs")
+      ->type_name("FILE");
+  parser
+      .add_option("--virtual-clock", device.clock,
+                  "real: blocks in real time (default); fast: each block as soon as the last has returned")
+      ->transform(CLI::Transformer(
+                      std::map<std::string, VirtualClock>{{"real", VirtualClock::real}, {"fast", VirtualClock::fast}})
+                      .description(""))
+      ->type_name("real|fast");
+}
+
+// What single options cannot tell. Empty when all is well.
+std::string crossCheck(const Options& options) {
+  if (options.seconds > 0.0 && !options.start) {
+    return "--seconds: needs --start, which makes the audio that it counts";
+  }
+  if (!options.stateDir.empty() && !platform::FolderExists(options.stateDir)) {
+    return "--state-dir: " + platform::Utf8FromWide(options.stateDir) + " is not a folder";
+  }
+  return {};
+}
+
+}  // namespace
+
+std::optional<Options> ParseOptions(const std::vector<std::string>& arguments, std::string& text, int& exitCode) {
+  Options options;
+  RawOptions raw;
+  CLI::App parser("Tarnwick, a live-sound effects host", "tarnwick");
+  addProgramOptions(parser, options, raw);
+  addVirtualOptions(parser, options.virtualDevice, raw);
+  try {
+    // The parser takes them from the back.
+    parser.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+  } catch (const CLI::CallForHelp&) {
+    text = parser.help();
+    exitCode = 0;
+    return std::nullopt;
+  } catch (const CLI::Error& error) {
+    text = std::string("tarnwick: ") + error.what() + "\nTry 'tarnwick --help'.\n";
+    exitCode = 2;
+    return std::nullopt;
+  }
+  if (!raw.device.empty()) {
+    options.device = WideFromUtf8(raw.device);
+  }
+  options.plugin = WideFromUtf8(raw.plugin);
+  options.stateDir = WideFromUtf8(raw.stateDir);
+  options.settingsFile = WideFromUtf8(raw.settingsFile);
+  options.validate = WideFromUtf8(raw.validate);
+  options.virtualDevice.sourceFile = WideFromUtf8(raw.virtualSource);
+  options.virtualDevice.captureFile = WideFromUtf8(raw.virtualCapture);
+  const std::string fault = crossCheck(options);
+  if (!fault.empty()) {
+    text = "tarnwick: " + fault + "\n";
+    exitCode = 2;
+    return std::nullopt;
+  }
+  return options;
+}
+
+}  // namespace tarnwick::app

@@ -1,0 +1,114 @@
+#include "app/program.h"
+
+#include "app/device.h"
+#include "app/instances.h"
+#include "app/options.h"
+#include "app/reports.h"
+#include "app/shutdown.h"
+#include "app/version.h"
+#include "platform/module.h"
+#include "platform/text.h"
+#include "platform/threads.h"
+#include "plugin/plugin_module.h"
+
+namespace tarnwick::app {
+namespace {
+
+using platform::Utf8FromWide;
+
+int validate(const std::wstring& path, const ProgramEntry& entry) {
+  std::wstring reason;
+  std::wstring className;
+  if (!plugin::ValidateModule(path, &reason, &className)) {
+    entry.printError(Utf8FromWide(reason) + "\n");
+    return 1;
+  }
+  entry.surface.print(L"Valid VST3 effect: " + className + L"\n");
+  return 0;
+}
+
+int listDevices(Application& app) {
+  // The list's own status lines are not part of the answer.
+  engine::HostUi quiet = app.host.ui;
+  quiet.log = [](const std::wstring&) {};
+  engine::RefreshDeviceList(app.engine, app.backEnd, app.devices, quiet);
+  for (const std::wstring& device : app.devices.devices) {
+    app.surface.print(device + L"\n");
+  }
+  if (app.devices.devices.empty()) {
+    app.surface.print(app.devices.placeholder + L"\n");
+  }
+  return 0;
+}
+
+// Device, then host. False with the system's own text for a failure.
+bool startAtOnce(Application& app, std::wstring& error) {
+  if (!StartDevice(app, &error, false)) {
+    return false;
+  }
+  TellMissingChannels(app);
+  if (!engine::StartHost(app.host, &error, false)) {
+    return false;
+  }
+  app.virtualDevice->release();
+  return true;
+}
+
+int run(Application& app, const ProgramEntry& entry) {
+  app.log.add(VersionLine());
+  RefreshDevices(app);
+  AddWiredInstances(app, app.options.instances);
+  std::wstring error;
+  if (app.options.start && !startAtOnce(app, error)) {
+    StopDevice(app, nullptr, false);
+    entry.printError("tarnwick: " + Utf8FromWide(error) + "\n");
+    return 1;
+  }
+  StartReports(app);
+  const int exitCode = app.ui.run();
+  if (!app.summary.empty()) {
+    app.surface.print(platform::WideFromUtf8(app.summary) + L"\n");
+  }
+  return exitCode;
+}
+
+}  // namespace
+
+int RunProgram(const std::vector<std::string>& arguments, const ProgramEntry& entry) {
+  std::string text;
+  int exitCode = 0;
+  std::optional<Options> options = ParseOptions(arguments, text, exitCode);
+  if (!options) {
+    if (exitCode == 0) {
+      entry.surface.print(platform::WideFromUtf8(text));
+    } else {
+      entry.printError(text);
+    }
+    return exitCode;
+  }
+  if (options->version) {
+    entry.surface.print(VersionLine() + L"\n");
+    return 0;
+  }
+  if (!options->validate.empty()) {
+    return validate(options->validate, entry);
+  }
+  platform::PrepareThreads();
+  if (!options->plugin.empty()) {
+    options->plugin = platform::ResolveModuleFile(options->plugin);
+  }
+  Application app(*options, entry.surface);
+  std::wstring error;
+  if (!app.virtualDevice->prepare(&error)) {
+    entry.printError("tarnwick: " + Utf8FromWide(error) + "\n");
+    return 1;
+  }
+  if (app.options.listDevices) {
+    return listDevices(app);
+  }
+  app.ui.open([&app](platform::UiMessage message, intptr_t parameter) { HandleMessage(app, message, parameter); });
+  entry.watchForEnd(app);
+  return run(app, entry);
+}
+
+}  // namespace tarnwick::app

@@ -1,0 +1,13 @@
+// Ending the program: host, then device, then the loop. User-interface thread.
+#pragma once
+
+#include "app/application.h"
+
+namespace tarnwick::app {
+
+// Begins to end: a running host is stopped first, the rest follows by itself. A second call does nothing more.
+void BeginShutdown(Application& app);
+// The last step, once the host has stopped: closes the device and ends the loop.
+void FinishShutdown(Application& app);
+
+}  // namespace tarnwick::app

@@ -1,0 +1,20 @@
+#include "app/status_log.h"
+
+#include <algorithm>
+
+#include "platform/clock.h"
+
+namespace tarnwick::app {
+
+void StatusLog::add(const std::wstring& line) {
+  std::wstring stamped = platform::LocalTimeText() + L" " + line;
+  std::replace_if(
+      stamped.begin(), stamped.end(), [](wchar_t c) { return c == L'\n' || c == L'\r'; }, L' ');
+  lines_.push_back(stamped);
+  if (lines_.size() > kKeptLines) {
+    lines_.pop_front();
+  }
+  sink_(stamped);
+}
+
+}  // namespace tarnwick::app
