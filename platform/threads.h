@@ -10,7 +10,12 @@
 
 namespace tarnwick::platform {
 
-// Processors that this process may use, bit k = logical processor k; 0 when the system does not tell.
+// Reads once what the other functions must not look up on the audio path. Call at the start of the program, on its
+// first thread, before any thread is limited to processors. Without it a thread that spins gets no SCHED_FIFO.
+void PrepareThreads() noexcept;
+
+// Processors that this process may use, bit k = logical processor k; 0 when the system does not tell. Linux: as it was
+// at the first call, because limiting the threads hides what the process was allowed.
 uint64_t SystemAffinityMask() noexcept;
 // Active processors of the machine, at least 1.
 int32_t ProcessorCount() noexcept;
@@ -25,6 +30,8 @@ void SetFlushDenormals() noexcept;
 // Thread priorities as Windows numbers them: -15 idle, -1, 0, +1, +2, +15 time-critical.
 // Linux: -15 is SCHED_IDLE, the others a nice value (5, 0, -5, -10, -20); one that is not permitted becomes the
 // nearest that is. Returns what was granted, as that number; a partial grant returns the nearest number not above it.
+// Linux, while the thread has a grant from RegisterProAudio, or is real-time by other means: the level is only
+// remembered, RevertProAudio applies it, and the answer is what the thread has now (15 when it is real-time).
 int32_t SetThreadPriorityLevel(int32_t level) noexcept;
 
 // How a thread that asks for real-time scheduling spends its time.

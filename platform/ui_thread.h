@@ -33,6 +33,7 @@ class UiThread {
   UiThread();
   UiThread(const UiThread&) = delete;
   UiThread& operator=(const UiThread&) = delete;
+  // Closes. Every thread that posts or sends must have ended, or have come back from its last call.
   ~UiThread();
 
   // Makes the calling thread the user-interface thread and begins to take requests. `handler` runs on it for every
@@ -42,13 +43,15 @@ class UiThread {
   void close();
   // Runs requests and timers until `quit`; returns its code. User-interface thread.
   int run();
-  // Any thread.
+  // Ends `run`, or the next one when none is running; what waits then is left to `close`. Any thread; on Linux also a
+  // signal handler.
   void quit(int code);
 
   // Posts a message with a small number. Any thread, the audio callback included: does not allocate, lock or wait.
   // False when the queue is full or there is no user-interface thread to take it.
   bool post(UiMessage message, intptr_t parameter = 0) noexcept;
-  // Posts work. Any thread but the audio path.
+  // Posts work, which runs in the order of posting among all work posted and sent. Any thread but the audio path. False
+  // as above; the queue takes 4096.
   bool post(std::function<void()> work);
 
   // Runs `work` on the user-interface thread and waits for it at most kUiSendTimeout: true only when it ran in time and

@@ -1,0 +1,39 @@
+#include "platform/clock.h"
+
+#include <ctime>
+#include <cwchar>
+
+namespace tarnwick::platform {
+namespace {
+
+constexpr int64_t kNanosecondsPerSecond = 1'000'000'000;
+constexpr int64_t kNanosecondsPerMillisecond = 1'000'000;
+
+}  // namespace
+
+int64_t CounterNow() noexcept {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return int64_t{now.tv_sec} * kNanosecondsPerSecond + now.tv_nsec;
+}
+
+int64_t CounterFrequency() noexcept {
+  return kNanosecondsPerSecond;
+}
+
+uint64_t TickMilliseconds() noexcept {
+  return static_cast<uint64_t>(CounterNow() / kNanosecondsPerMillisecond);
+}
+
+std::wstring LocalTimeText() {
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  tm local{};
+  localtime_r(&now.tv_sec, &local);
+  wchar_t text[32];
+  std::swprintf(text, std::size(text), L"%02d:%02d:%02d.%03d", local.tm_hour, local.tm_min, local.tm_sec,
+                static_cast<int>(now.tv_nsec / kNanosecondsPerMillisecond));
+  return text;
+}
+
+}  // namespace tarnwick::platform

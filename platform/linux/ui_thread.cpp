@@ -1,0 +1,286 @@
+// The user-interface thread without windows: two queues and the timers, run by one loop that sleeps on an eventfd.
+#include "platform/ui_thread.h"
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <condition_variable>
+#include <deque>
+#include <exception>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <utility>
+
+#include "platform/message_ring.h"
+#include "platform/text.h"
+#include "platform/timer_queue.h"
+#include "platform/trace.h"
+
+namespace tarnwick::platform {
+namespace {
+
+using SteadyClock = std::chrono::steady_clock;
+
+constexpr size_t kMessageCapacity = 1024;
+constexpr size_t kWorkCapacity = 4096;
+constexpr std::chrono::milliseconds kWithoutEventFd{10};
+constexpr int64_t kNoQuit = INT64_MIN;
+
+struct Message {
+  UiMessage number;
+  intptr_t parameter;
+};
+
+enum class Phase { waiting, running, finished, dropped };
+
+// Work in the queue. Shared with the sender, which may be gone by the time it runs. `phase` and `result` are guarded by
+// the state's mutex; `work` belongs to whoever moved the phase on from `waiting`.
+struct Request {
+  explicit Request(UiThread::Work newWork) : work(std::move(newWork)) {}
+
+  UiThread::Work work;
+  Phase phase = Phase::waiting;
+  bool result = false;
+  std::condition_variable ended;
+};
+using RequestPointer = std::shared_ptr<Request>;
+
+// Whatever runs here was handed in from elsewhere, and no exception of its own may end the loop.
+template <class Call>
+bool guarded(Call&& call) noexcept {
+  try {
+    return call();
+  } catch (const std::exception& error) {
+    Trace(L"A request of the user-interface thread failed: " + WideFromUtf8(error.what()));
+  } catch (...) {
+    Trace(L"A request of the user-interface thread failed.");
+  }
+  return false;
+}
+
+}  // namespace
+
+struct UiThread::State {
+  // From all threads to the user-interface thread.
+  MessageRing<Message, kMessageCapacity> messages;
+  std::mutex mutex;  // guards `requests`, the phases in them, and changes of `open`
+  std::deque<RequestPointer> requests;
+  std::atomic<int64_t> quitCode{kNoQuit};
+
+  // The user-interface thread's own.
+  Handler handler;
+  TimerQueue timers;
+
+  // Written by the user-interface thread, read by all.
+  std::atomic<std::thread::id> owner{};
+  std::atomic<bool> open{false};
+
+  std::atomic<bool> wakePending{false};  // set by whoever wakes the loop, cleared by the loop
+  const int eventFd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+
+  static_assert(std::atomic<int64_t>::is_always_lock_free && std::atomic<bool>::is_always_lock_free,
+                "quit is called by signal handlers, post by the audio callback");
+
+  State() = default;
+  State(const State&) = delete;
+  State& operator=(const State&) = delete;
+  ~State() {
+    if (eventFd >= 0) {
+      ::close(eventFd);
+    }
+  }
+
+  bool onOwner() const noexcept { return owner.load(std::memory_order_relaxed) == std::this_thread::get_id(); }
+
+  // Real-time and signal safe. The first to set the flag after the loop has cleared it writes; the others know that
+  // the loop will look once more. The exchanges pair with the one in `sleep`.
+  void wake() noexcept {
+    if (!wakePending.exchange(true, std::memory_order_acq_rel)) {
+      const int savedError = errno;
+      const uint64_t one = 1;
+      [[maybe_unused]] const ssize_t written = ::write(eventFd, &one, sizeof one);
+      errno = savedError;
+    }
+  }
+
+  void sleep(bool more) noexcept {
+    std::optional<SteadyClock::duration> rest;
+    if (more) {
+      rest = SteadyClock::duration::zero();
+    } else if (const auto due = timers.nextDue()) {
+      rest = std::max(*due - SteadyClock::now(), SteadyClock::duration::zero());
+    }
+    if (eventFd < 0) {  // the process had no descriptor left: look often instead of waiting to be woken
+      rest = std::min<SteadyClock::duration>(rest.value_or(kWithoutEventFd), kWithoutEventFd);
+    }
+    timespec limit{};
+    if (rest) {
+      const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(*rest);
+      limit.tv_sec = static_cast<time_t>(seconds.count());
+      limit.tv_nsec = static_cast<long>(std::chrono::nanoseconds(*rest - seconds).count());
+    }
+    pollfd ready{eventFd, POLLIN, 0};
+    ppoll(&ready, 1, rest ? &limit : nullptr, nullptr);
+    uint64_t count = 0;
+    [[maybe_unused]] const ssize_t taken = ::read(eventFd, &count, sizeof count);
+    wakePending.exchange(false, std::memory_order_acq_rel);
+  }
+
+  bool quitting() const noexcept { return quitCode.load(std::memory_order_relaxed) != kNoQuit; }
+
+  // True when some are left: a flood of messages may not keep the timers and the other queue waiting.
+  bool runMessages() {
+    Message message{};
+    for (size_t k = 0; k < kMessageCapacity; ++k) {
+      if (quitting() || !messages.pop(message)) {
+        return false;
+      }
+      guarded([&] {
+        handler(message.number, message.parameter);
+        return true;
+      });
+    }
+    return true;
+  }
+
+  bool runRequests() {
+    std::unique_lock lock(mutex);
+    for (size_t left = requests.size(); left > 0 && !requests.empty() && !quitting(); --left) {
+      const RequestPointer request = std::move(requests.front());
+      requests.pop_front();
+      request->phase = Phase::running;
+      lock.unlock();
+      const bool result = guarded(request->work);
+      request->work = nullptr;
+      lock.lock();
+      request->result = result;
+      request->phase = Phase::finished;
+      request->ended.notify_all();
+    }
+    return !requests.empty();
+  }
+
+  void runTimers() {
+    const auto now = SteadyClock::now();
+    while (!quitting()) {
+      const auto tick = timers.takeDue(now);
+      if (!tick) {
+        return;
+      }
+      guarded([&] {
+        (*tick)();
+        return true;
+      });
+    }
+  }
+
+  bool enqueue(const RequestPointer& request) {
+    {
+      const std::lock_guard lock(mutex);
+      if (!open.load(std::memory_order_relaxed) || requests.size() >= kWorkCapacity) {
+        return false;
+      }
+      requests.push_back(request);
+    }
+    wake();
+    return true;
+  }
+
+  bool await(const RequestPointer& request, SteadyClock::time_point deadline) {
+    std::unique_lock lock(mutex);
+    request->ended.wait_until(lock, deadline,
+                              [&] { return request->phase == Phase::finished || request->phase == Phase::dropped; });
+    if (request->phase == Phase::waiting) {
+      request->phase = Phase::dropped;
+      std::erase(requests, request);
+    }
+    return request->phase == Phase::finished && request->result;
+  }
+};
+
+UiThread::UiThread() : state_(std::make_unique<State>()) {}
+
+UiThread::~UiThread() {
+  close();
+}
+
+void UiThread::open(Handler handler) {
+  // What was left at the last `close`, or posted while it was at work.
+  Message dropped{};
+  while (state_->messages.pop(dropped)) {
+  }
+  state_->handler = std::move(handler);
+  state_->owner.store(std::this_thread::get_id(), std::memory_order_relaxed);
+  const std::lock_guard lock(state_->mutex);
+  state_->open.store(true, std::memory_order_release);
+}
+
+void UiThread::close() {
+  std::deque<RequestPointer> dropped;  // their work is destroyed without the lock
+  {
+    const std::lock_guard lock(state_->mutex);
+    state_->open.store(false, std::memory_order_release);
+    dropped.swap(state_->requests);
+    for (const RequestPointer& request : dropped) {
+      request->phase = Phase::dropped;
+      request->ended.notify_all();
+    }
+  }
+  state_->timers.clear();
+}
+
+int UiThread::run() {
+  bool more = false;
+  while (!state_->quitting()) {
+    state_->sleep(more);
+    const bool moreMessages = state_->runMessages();
+    const bool moreRequests = state_->runRequests();
+    more = moreMessages || moreRequests;
+    state_->runTimers();
+  }
+  return static_cast<int>(state_->quitCode.exchange(kNoQuit));
+}
+
+void UiThread::quit(int code) {
+  state_->quitCode.store(code, std::memory_order_relaxed);
+  state_->wake();
+}
+
+bool UiThread::post(UiMessage message, intptr_t parameter) noexcept {
+  if (!state_->open.load(std::memory_order_acquire) || !state_->messages.push({message, parameter})) {
+    return false;
+  }
+  state_->wake();
+  return true;
+}
+
+bool UiThread::post(std::function<void()> work) {
+  return state_->enqueue(std::make_shared<Request>([work = std::move(work)] {
+    work();
+    return true;
+  }));
+}
+
+bool UiThread::send(Work work) {
+  if (state_->onOwner()) {
+    return state_->open.load(std::memory_order_relaxed) && guarded(work);
+  }
+  const auto deadline = SteadyClock::now() + kUiSendTimeout;
+  const auto request = std::make_shared<Request>(std::move(work));
+  return state_->enqueue(request) && state_->await(request, deadline);
+}
+
+UiThread::TimerId UiThread::startTimer(std::chrono::milliseconds interval, std::function<void()> tick) {
+  return state_->timers.start(SteadyClock::now(), interval, std::move(tick));
+}
+
+void UiThread::stopTimer(TimerId timer) {
+  state_->timers.stop(timer);
+}
+
+}  // namespace tarnwick::platform

@@ -1,0 +1,327 @@
+#include "platform/ui_thread.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <csignal>
+#include <future>
+#include <memory>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+namespace tarnwick::platform {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+constexpr milliseconds kSoon{800};  // clearly before a send gives up
+
+// A user-interface thread of its own for each test.
+class UiThreadTest : public ::testing::Test {
+ protected:
+  ~UiThreadTest() override { stop(); }
+
+  void start() {
+    const auto opened = std::make_shared<std::promise<void>>();
+    loop_ = std::thread([this, opened] {
+      ui_.open([this](UiMessage number, intptr_t parameter) { handle(number, parameter); });
+      opened->set_value();
+      code_ = ui_.run();
+      ui_.close();
+    });
+    opened->get_future().wait();
+  }
+  void stop() {
+    if (loop_.joinable()) {
+      ui_.quit(0);
+      loop_.join();
+    }
+  }
+  // Returns when everything posted before has run.
+  void flush() {
+    ASSERT_TRUE(ui_.send([] { return true; }));
+    ASSERT_TRUE(ui_.send([] { return true; }));  // messages posted before are taken before this one
+  }
+  // Keeps the user-interface thread busy until the promise is set.
+  std::promise<void> occupy() {
+    std::promise<void> release;
+    const auto begun = std::make_shared<std::promise<void>>();
+    EXPECT_TRUE(ui_.post([begun, wait = release.get_future().share()] {
+      begun->set_value();
+      wait.wait();
+    }));
+    begun->get_future().wait();
+    return release;
+  }
+  virtual void handle(UiMessage number, intptr_t parameter) { received_.emplace_back(number, parameter); }
+
+  UiThread ui_;
+  std::thread loop_;
+  std::atomic<int> code_{-1};
+  std::vector<std::pair<UiMessage, intptr_t>> received_;  // written on the user-interface thread, read after stop()
+};
+
+TEST_F(UiThreadTest, RefusesEverythingAtOnceBeforeOpenAndAfterClose) {
+  const auto refusesAll = [this] {
+    const auto before = steady_clock::now();
+    EXPECT_FALSE(ui_.post(UiMessage::refreshFirst));
+    EXPECT_FALSE(ui_.post([] { ADD_FAILURE() << "ran"; }));
+    EXPECT_FALSE(ui_.send([] { return true; }));
+    EXPECT_LT(steady_clock::now() - before, kSoon);
+  };
+  refusesAll();
+  start();
+  EXPECT_TRUE(ui_.send([] { return true; }));
+  stop();
+  refusesAll();
+  start();  // and may be opened again
+  EXPECT_TRUE(ui_.send([] { return true; }));
+}
+
+TEST_F(UiThreadTest, DeliversMessagesInOrderUntilTheQueueIsFull) {
+  start();
+  auto release = occupy();
+  intptr_t accepted = 0;
+  while (accepted < 100'000 && ui_.post(UiMessage::refreshSecond, accepted - 5)) {
+    ++accepted;
+  }
+  EXPECT_EQ(accepted, 1024);
+  release.set_value();
+  flush();
+  EXPECT_TRUE(ui_.post(UiMessage::latenciesChanged, 77)) << "room again";
+  flush();
+  stop();
+  ASSERT_EQ(received_.size(), 1025u);
+  for (intptr_t k = 0; k < accepted; ++k) {
+    ASSERT_EQ(received_[static_cast<size_t>(k)], std::pair(UiMessage::refreshSecond, k - 5));
+  }
+  EXPECT_EQ(received_.back(), std::pair(UiMessage::latenciesChanged, intptr_t{77}));
+}
+
+TEST_F(UiThreadTest, WakesForEveryPostOfManyThreads) {
+  constexpr int kThreads = 3;
+  constexpr int kEach = 2000;
+  std::atomic<int> ran{0};
+  start();
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&] {
+      for (int k = 0; k < kEach; ++k) {
+        while (!ui_.post(UiMessage::refreshFirst, k)) {
+          std::this_thread::yield();
+        }
+        while (!ui_.post([&ran] { ++ran; })) {
+          std::this_thread::yield();
+        }
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  flush();
+  stop();
+  EXPECT_EQ(ran, kThreads * kEach);
+  EXPECT_EQ(received_.size(), size_t{kThreads} * kEach);
+}
+
+TEST_F(UiThreadTest, SendBringsTheAnswerOfTheWork) {
+  start();
+  const std::pair<UiThread::Work, bool> cases[] = {
+      {[] { return true; }, true},
+      {[] { return false; }, false},
+      {[]() -> bool { throw std::runtime_error("no"); }, false},
+      {[]() -> bool { throw 5; }, false},
+      {UiThread::Work(), false},
+      {[this] { return std::this_thread::get_id() == loop_.get_id(); }, true},
+      {[this] { return ui_.send([this] { return ui_.send([] { return true; }); }); }, true},  // runs at once
+      {[this] { return ui_.send([]() -> bool { throw 5; }); }, false},
+  };
+  for (const auto& [work, answer] : cases) {
+    EXPECT_EQ(ui_.send(work), answer) << &work - &cases[0].first;
+  }
+}
+
+TEST_F(UiThreadTest, WorkThatThrowsLeavesTheLoopRunning) {
+  start();
+  EXPECT_TRUE(ui_.post([] { throw std::runtime_error("no"); }));
+  EXPECT_TRUE(ui_.post(std::function<void()>()));
+  EXPECT_TRUE(ui_.send([] { return true; }));
+}
+
+TEST_F(UiThreadTest, SendRecordBringsTheRecordBackOnlyWithATrueAnswer) {
+  start();
+  struct Record {
+    int asked;
+    int answer;
+  };
+  for (const bool accept : {true, false}) {
+    Record record{20, 0};
+    EXPECT_EQ(SendRecord(ui_, record,
+                         [accept](Record& r) {
+                           r.answer = r.asked + 1;
+                           return accept;
+                         }),
+              accept);
+    EXPECT_EQ(record.answer, accept ? 21 : 0);
+  }
+}
+
+TEST_F(UiThreadTest, SendGivesUpAfterASecondWorkBegunRunsOnAndWorkNotBegunNeverRuns) {
+  start();
+  std::promise<void> begun;
+  std::promise<void> release;
+  auto written = std::make_shared<std::atomic<int>>(0);
+  auto neverRan = std::make_shared<std::atomic<bool>>(true);
+  const auto before = steady_clock::now();
+  auto first = std::async(std::launch::async, [&, written] {
+    return ui_.send([written, &begun, wait = release.get_future().share()] {
+      begun.set_value();
+      wait.wait();
+      *written = 1;
+      return true;
+    });
+  });
+  begun.get_future().wait();
+  EXPECT_FALSE(ui_.send([neverRan] {
+    *neverRan = false;
+    return true;
+  }));
+  EXPECT_FALSE(first.get());
+  EXPECT_GE(steady_clock::now() - before, kUiSendTimeout);
+  EXPECT_EQ(neverRan.use_count(), 1) << "work that will never run is not kept";
+  EXPECT_EQ(*written, 0);
+  release.set_value();
+  flush();
+  EXPECT_EQ(*written, 1);
+  EXPECT_TRUE(*neverRan);
+}
+
+TEST_F(UiThreadTest, CloseFailsThoseThatWaitAtOnceAndDropsWhatWasPosted) {
+  start();
+  auto release = occupy();
+  auto kept = std::make_shared<int>(0);
+  auto waiting = std::async(std::launch::async, [&] {
+    const bool answer = ui_.send([] { return true; });
+    return std::pair(answer, steady_clock::now());
+  });
+  while (waiting.wait_for(milliseconds(50)) == std::future_status::ready) {
+    FAIL() << "the send did not wait";
+  }
+  EXPECT_TRUE(ui_.post([kept] { ADD_FAILURE() << "ran"; }));
+  EXPECT_TRUE(ui_.post(UiMessage::refreshFirst));
+  ui_.quit(3);
+  const auto before = steady_clock::now();
+  release.set_value();
+  loop_.join();
+  const auto [answer, returned] = waiting.get();
+  EXPECT_FALSE(answer);
+  EXPECT_LT(returned - before, kSoon);
+  EXPECT_EQ(code_, 3);
+  EXPECT_EQ(kept.use_count(), 1);
+  start();
+  flush();
+  stop();
+  EXPECT_TRUE(received_.empty());
+}
+
+TEST_F(UiThreadTest, TakesNoMoreWorkThanItsLimit) {
+  start();
+  auto release = occupy();
+  std::atomic<int> ran{0};
+  int accepted = 0;
+  while (accepted < 100'000 && ui_.post([&ran] { ++ran; })) {
+    ++accepted;
+  }
+  EXPECT_EQ(accepted, 4096);
+  const auto before = steady_clock::now();
+  EXPECT_FALSE(ui_.send([] { return true; }));
+  EXPECT_LT(steady_clock::now() - before, kSoon);
+  release.set_value();
+  while (ran < accepted) {
+    std::this_thread::yield();
+  }
+  flush();
+  EXPECT_EQ(ran, accepted);
+}
+
+TEST_F(UiThreadTest, QuitBeforeRunEndsIt) {
+  ui_.open([](UiMessage, intptr_t) {});
+  ui_.quit(-7);
+  EXPECT_EQ(ui_.run(), -7);
+  ui_.post([this] { ui_.quit(8); });
+  EXPECT_EQ(ui_.run(), 8) << "the first code is used up";
+  ui_.close();
+}
+
+UiThread* signalTarget = nullptr;
+
+TEST_F(UiThreadTest, QuitWorksInASignalHandler) {
+  signalTarget = &ui_;
+  struct sigaction action {};
+  struct sigaction old {};
+  action.sa_handler = [](int) { signalTarget->quit(9); };
+  ASSERT_EQ(sigaction(SIGUSR1, &action, &old), 0);
+  start();
+  flush();
+  pthread_kill(loop_.native_handle(), SIGUSR1);
+  loop_.join();
+  EXPECT_EQ(code_, 9);
+  sigaction(SIGUSR1, &old, nullptr);
+}
+
+TEST_F(UiThreadTest, TimersTickUntilTheyAreStopped) {
+  std::vector<steady_clock::time_point> ticks;
+  int others = 0;
+  UiThread::TimerId timer = 0;
+  ui_.open([](UiMessage, intptr_t) {});
+  const auto before = steady_clock::now();
+  timer = ui_.startTimer(milliseconds(20), [&] {
+    ticks.push_back(steady_clock::now());
+    if (ticks.size() == 2) {
+      ui_.stopTimer(timer);
+      ui_.startTimer(milliseconds(30), [&] {
+        if (++others == 2) {
+          ui_.quit(0);
+        }
+      });
+    }
+  });
+  ui_.run();
+  ui_.close();
+  ASSERT_EQ(ticks.size(), 2u);
+  EXPECT_GE(ticks[0] - before, milliseconds(20));
+  EXPECT_GE(ticks[1] - before, milliseconds(40));
+  EXPECT_EQ(others, 2);
+}
+
+TEST_F(UiThreadTest, AFloodOfPostsDoesNotHoldBackTheTimersOrEachOther) {
+  std::atomic<int> works{0};
+  std::function<void()> again = [&] {
+    ++works;
+    ui_.post(again);
+  };
+  int messages = 0;
+  ui_.open([&](UiMessage, intptr_t) {
+    ++messages;
+    ui_.post(UiMessage::refreshFirst);
+  });
+  ui_.post(again);
+  ui_.post(UiMessage::refreshFirst);
+  int ticks = 0;
+  ui_.startTimer(milliseconds(5), [&] {
+    if (++ticks == 3) {
+      ui_.quit(0);
+    }
+  });
+  ui_.run();
+  ui_.close();
+  EXPECT_EQ(ticks, 3);
+  EXPECT_GT(works, 1);
+  EXPECT_GT(messages, 1);
+}
+
+}  // namespace
+}  // namespace tarnwick::platform
