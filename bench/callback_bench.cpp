@@ -29,8 +29,6 @@ struct BenchRig : tests::EngineRig {
   BenchRig() {
     device.inputs = device.outputs = kChannels;
     device.calls.reserve(1000);
-    engine.mmcssEnabled = false;
-    engine.enginePriority = 2;
     startDevice(kFrames);
     device.results["ASIOOutputReady"] = 0;
     std::mt19937 random(3);

@@ -41,7 +41,6 @@ engine::InstanceRow row() {
 void run(int32_t frames) {
   tests::EngineRig rig;
   engine::Host host(rig.engine, rig.user.ui());
-  rig.engine.mmcssEnabled = false;
   rig.startDevice(frames);
   host.pluginPath = platform::WideFromUtf8(TARNWICK_TEST_MODULES "/gain.vst3");
   host.rows = {row()};

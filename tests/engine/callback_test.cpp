@@ -104,7 +104,6 @@ TEST(Callback, PoolAndSerialLoopGiveTheSameSound) {
     }
     rig.runHost();
     const PoolEnvironment environment{&rig.engine.mmcssEnabled, &rig.steering, nullptr, nullptr};
-    rig.engine.mmcssEnabled = false;
     // One thread for four instances is too small a pool for five: it must not be used.
     rig.engine.pool = std::make_shared<RealtimeThreadPool>(pooled ? 5 : 4, 1, environment);
     for (int block = 0; block < 4; ++block) {
@@ -116,7 +115,6 @@ TEST(Callback, PoolAndSerialLoopGiveTheSameSound) {
 
 TEST(Callback, ReconfigurationFollowsTheInstances) {
   EngineRig rig;
-  rig.engine.mmcssEnabled = false;
   ASSERT_TRUE(rig.startDevice());
   rig.addInstance(0, 0);
   ReconfigurePool(rig.engine, true);

@@ -25,7 +25,6 @@ struct StressRig : EngineRig {
   std::thread driver;
 
   StressRig() {
-    engine.mmcssEnabled = false;
     device.inputs = device.outputs = 8;
     host.pluginPath = gainModule();
     host.rows.resize(4);

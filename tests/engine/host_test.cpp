@@ -22,7 +22,6 @@ struct HostRig : EngineRig {
   Host host{engine, user.ui()};
 
   HostRig() {
-    engine.mmcssEnabled = false;
     host.pluginPath = L"  " + moduleFile("gain") + L" \n";
     host.rows.resize(2);
     for (int32_t i = 0; i < 2; ++i) {

@@ -44,6 +44,12 @@ struct EngineRig {
   system::CpuSteering steering;
   engine::Engine engine{steering};
 
+  // Blocks run on the test's own thread, which must not become a real-time one: its spinning children would inherit that.
+  EngineRig() {
+    engine.mmcssEnabled = false;
+    engine.enginePriority = 2;
+  }
+
   bool startDevice(int32_t blockLength = 64, double rate = 48000.0, std::wstring* error = nullptr) {
     engine::SessionRequest request;
     request.deviceName = L"Fake";
