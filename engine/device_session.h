@@ -44,13 +44,13 @@ inline void* InputBuffer(const DeviceSession& session, int32_t k, int32_t half) 
   return session.bufferInfos[static_cast<size_t>(k)].buffers[half];
 }
 inline void* OutputBuffer(const DeviceSession& session, int32_t k, int32_t half) noexcept {
-  return session.bufferInfos[static_cast<size_t>(session.numInputs + k)].buffers[half];
+  return session.bufferInfos[static_cast<size_t>(session.numInputs) + static_cast<size_t>(k)].buffers[half];
 }
 inline int32_t InputType(const DeviceSession& session, int32_t k) noexcept {
   return session.channelInfos[static_cast<size_t>(k)].type;
 }
 inline int32_t OutputType(const DeviceSession& session, int32_t k) noexcept {
-  return session.channelInfos[static_cast<size_t>(session.numInputs + k)].type;
+  return session.channelInfos[static_cast<size_t>(session.numInputs) + static_cast<size_t>(k)].type;
 }
 
 struct SessionRequest {

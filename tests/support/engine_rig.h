@@ -44,7 +44,8 @@ struct EngineRig {
   system::CpuSteering steering;
   engine::Engine engine{steering};
 
-  // Blocks run on the test's own thread, which must not become a real-time one: its spinning children would inherit that.
+  // Blocks run on the test's own thread, which must not become a real-time one: its spinning children would inherit
+  // that.
   EngineRig() {
     engine.mmcssEnabled = false;
     engine.enginePriority = 2;

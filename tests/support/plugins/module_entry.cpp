@@ -5,12 +5,40 @@
 
 using namespace tarnwick::test_plugin;
 
-extern "C" SMTG_EXPORT_SYMBOL bool ModuleEntry(void* handle) {
-  Log(handle != nullptr ? "ModuleEntry" : "ModuleEntry without handle");
+namespace {
+
+// The log has one name for each, so that a test reads the same on every system.
+bool enter() {
+  Log("ModuleEntry");
   return !Fails("entry");
 }
-
-extern "C" SMTG_EXPORT_SYMBOL bool ModuleExit() {
+bool leave() {
   Log("ModuleExit with " + std::to_string(liveObjects) + " objects");
   return true;
 }
+
+}  // namespace
+
+#ifdef _WIN32
+
+extern "C" SMTG_EXPORT_SYMBOL bool InitDll() {
+  return enter();
+}
+extern "C" SMTG_EXPORT_SYMBOL bool ExitDll() {
+  return leave();
+}
+
+#else
+
+extern "C" SMTG_EXPORT_SYMBOL bool ModuleEntry(void* handle) {
+  if (handle == nullptr) {
+    Log("ModuleEntry without handle");
+    return false;
+  }
+  return enter();
+}
+extern "C" SMTG_EXPORT_SYMBOL bool ModuleExit() {
+  return leave();
+}
+
+#endif

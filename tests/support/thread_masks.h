@@ -1,0 +1,71 @@
+// Processor sets of threads as the kernel shows them in /proc, not as the code under test would read them.
+#pragma once
+
+#include <dirent.h>
+
+#include <chrono>
+#include <cstdint>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+namespace tarnwick::tests {
+
+struct ThreadMask {
+  std::string name;
+  uint64_t mask = 0;
+};
+
+// All threads of a process ("self" or a number) that run now.
+inline std::vector<ThreadMask> ThreadMasks(const std::string& process) {
+  std::vector<ThreadMask> threads;
+  const std::string folder = "/proc/" + process + "/task";
+  const std::unique_ptr<DIR, int (*)(DIR*)> directory(opendir(folder.c_str()), &closedir);
+  while (const dirent* entry = directory ? readdir(directory.get()) : nullptr) {
+    std::ifstream status(folder + "/" + entry->d_name + "/status");
+    ThreadMask thread;
+    constexpr std::string_view kName = "Name:\t";
+    constexpr std::string_view kAllowed = "Cpus_allowed:\t";
+    bool complete = false;
+    for (std::string line; std::getline(status, line);) {
+      if (line.starts_with(kName)) {
+        thread.name = line.substr(kName.size());
+      } else if (line.starts_with(kAllowed)) {
+        // Words of 32 bits, the highest first, with commas between.
+        for (const char digit : line.substr(kAllowed.size())) {
+          thread.mask = digit == ',' ? thread.mask : thread.mask << 4 | std::stoul(std::string(1, digit), nullptr, 16);
+        }
+        complete = true;
+      }
+    }
+    if (complete && entry->d_name[0] != '.') {
+      threads.push_back(thread);
+    }
+  }
+  return threads;
+}
+
+// The masks of this process's threads of one name.
+inline std::vector<uint64_t> MasksOfThreadsNamed(std::string_view name) {
+  std::vector<uint64_t> masks;
+  for (const ThreadMask& thread : ThreadMasks("self")) {
+    if (thread.name == name) {
+      masks.push_back(thread.mask);
+    }
+  }
+  return masks;
+}
+
+inline bool Eventually(const std::function<bool()>& holds) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (!holds() && std::chrono::steady_clock::now() < end) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return holds();
+}
+
+}  // namespace tarnwick::tests
