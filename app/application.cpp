@@ -4,19 +4,33 @@
 
 #include "app/device.h"
 #include "app/shutdown.h"
+#include "platform/audio_back_ends.h"
 #include "platform/paths.h"
 
 namespace tarnwick::app {
 namespace {
 
-// The virtual device begins with the host where it need not keep real time, so that a run repeats from its first block.
+constexpr int32_t kNormalPriorityIndex = 2;  // row "Normal" of the priority table
+
+// The virtual device's first block is the host's first, however long the effects take to load.
 platform::VirtualOptions virtualOptions(const Options& options) {
   platform::VirtualOptions device = options.virtualDevice;
-  device.held = options.start && device.clock == platform::VirtualClock::fast;
+  device.held = options.start;
   if (options.seconds > 0.0) {
     device.blockLimit = BlocksForSeconds(options);
   }
   return device;
+}
+
+platform::AudioBackEnd allBackEnds(Application& app) {
+  platform::BackEndHooks hooks;
+  hooks.log = [&app](const std::wstring& line) { app.ui.post([&app, line] { app.log.add(line); }); };
+  hooks.deviceLost = [&app](const std::wstring& reason) {
+    app.ui.post([&app, reason, session = app.sessionNumber.load()] { LoseDevice(app, session, reason); });
+  };
+  std::vector<platform::AudioBackEnd> all = platform::SystemBackEnds(hooks);
+  all.push_back(app.virtualDevice->backEnd());
+  return platform::CombineBackEnds(std::move(all));
 }
 
 }  // namespace
@@ -26,12 +40,15 @@ Application::Application(Options programOptions, Surface programSurface)
       surface(std::move(programSurface)),
       log([this](const std::wstring& line) { surface.logLine(line); }),
       virtualDevice(std::make_unique<platform::VirtualDevice>(virtualOptions(options))),
-      backEnd(platform::CombineBackEnds({virtualDevice->backEnd()})),
+      backEnd(allBackEnds(*this)),
       engine(steering),
       host(engine, MakeHostUi(*this)) {
   engine.postLatenciesChanged = [this] { ui.post(platform::UiMessage::latenciesChanged); };
-  // A clock that never waits would take a processor whole under real-time scheduling.
-  engine.mmcssEnabled = options.virtualDevice.clock != platform::VirtualClock::fast;
+  if (options.virtualDevice.clock == platform::VirtualClock::fast) {
+    // A clock that never waits has no deadlines, and at a raised priority it would keep a processor from all others.
+    engine.mmcssEnabled = false;
+    engine.enginePriority = kNormalPriorityIndex;
+  }
   host.pluginPath =
       options.plugin.empty() ? platform::JoinPath(platform::ExecutableFolder(), L"Ombrel.vst3") : options.plugin;
   devices.selected = options.device;
@@ -51,6 +68,7 @@ engine::HostUi MakeHostUi(Application& app) {
   ui.recordRunning = [] { return false; };
   ui.playbackRunning = [] { return false; };
   ui.postStopFinished = [&app] { return app.ui.post(platform::UiMessage::hostStopFinished); };
+  ui.hostQuiet = [&app] { TakeSummary(app); };
   ui.destroyMainWindow = [&app] { FinishShutdown(app); };
   return ui;
 }
@@ -62,6 +80,7 @@ void HandleMessage(Application& app, platform::UiMessage message, intptr_t /*par
       break;
     case platform::UiMessage::hostStopFinished:
       engine::CompleteHostStop(app.host);
+      CloseLostDevice(app);
       break;
     default:
       break;

@@ -2,12 +2,14 @@
 // stands in a file of its own beside this one; options, pages and windows all go through those same requests.
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <string>
 
 #include "app/options.h"
 #include "app/status_log.h"
+#include "app/system_control.h"
 #include "engine/audio_control.h"
 #include "engine/engine.h"
 #include "engine/host.h"
@@ -26,6 +28,14 @@ struct Surface {
   std::function<void(const std::wstring& text)> print;  // an answer the user asked for
 };
 
+// What the log has told of, so that it does so once.
+struct Told {
+  std::wstring callbackGrant;
+  std::wstring workerGrant;
+  bool captureLost = false;
+  bool refusedBlocks = false;
+};
+
 // Owned by the user-interface thread. The members end in the opposite order.
 struct Application {
   Application(Options programOptions, Surface programSurface);
@@ -39,11 +49,15 @@ struct Application {
   platform::UiThread ui;
   system::CpuSteering steering;
   std::unique_ptr<platform::VirtualDevice> virtualDevice;
-  platform::AudioBackEnd backEnd;
+  platform::AudioBackEnd backEnd;  // the system's devices, then the virtual one
   engine::Engine engine;
   engine::Host host;
+  SystemControl systemControl;
   engine::DeviceList devices;
   std::wstring latencyText;
+  std::atomic<uint32_t> sessionNumber{0};  // counts device starts; written here, read by threads of the back ends
+  bool deviceLost = false;                 // the session goes once the host has stopped
+  Told told;
   std::string summary;  // once the run that --seconds asked for has ended
   int exitCode = 0;
 };

@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "app/shutdown.h"
+
 namespace tarnwick::app {
 namespace {
 
@@ -22,6 +24,15 @@ void tellSourceRate(Application& app) {
   }
 }
 
+// What runs may differ from what was asked for: the device's limits count.
+void tellBlockLength(Application& app) {
+  const int32_t running = app.engine.session.blockLength;
+  if (app.options.bufferSize >= 1 && running != app.options.bufferSize) {
+    app.log.add(L"The device runs at " + std::to_wstring(running) + L" samples a block, not at the requested " +
+                std::to_wstring(app.options.bufferSize) + L".");
+  }
+}
+
 }  // namespace
 
 void RefreshDevices(Application& app) {
@@ -29,12 +40,43 @@ void RefreshDevices(Application& app) {
 }
 
 bool StartDevice(Application& app, std::wstring* error, bool interactive) {
+  if (!app.engine.asioRunning.load()) {
+    app.sessionNumber.fetch_add(1);
+  }
   if (!engine::StartAsio(app.engine, app.backEnd, sessionRequest(app), app.host.ui, error, interactive)) {
     return false;
   }
   ShowLatencies(app);
+  tellBlockLength(app);
   tellSourceRate(app);
   return true;
+}
+
+void LoseDevice(Application& app, uint32_t session, const std::wstring& reason) {
+  if (session != app.sessionNumber.load() || !app.engine.asioRunning.load()) {
+    return;
+  }
+  app.log.add(L"Audio device lost: " + reason);
+  app.deviceLost = true;
+  if (app.options.seconds > 0.0) {
+    app.exitCode = 1;  // what was to be counted will not come
+    BeginShutdown(app);
+    return;
+  }
+  if (app.engine.hostRunning.load()) {
+    engine::StopHostAsync(app.host);
+  }
+  CloseLostDevice(app);
+}
+
+void CloseLostDevice(Application& app) {
+  if (app.deviceLost && !app.engine.hostRunning.load()) {
+    app.deviceLost = false;
+    std::wstring error;
+    if (!StopDevice(app, &error, false)) {
+      app.log.add(error);
+    }
+  }
 }
 
 bool StopDevice(Application& app, std::wstring* error, bool interactive) {
@@ -52,11 +94,17 @@ void ShowLatencies(Application& app) {
   }
 }
 
+int64_t FramesForSeconds(double seconds, double sampleRate) {
+  // 1.12 s at 44100 Hz are 49392 frames, of which the product falls short or goes beyond by its rounding alone.
+  constexpr double kRounding = 1e-6;
+  return static_cast<int64_t>(std::ceil(seconds * sampleRate - kRounding));
+}
+
 int64_t BlocksForSeconds(const Options& options) {
   const platform::VirtualOptions& device = options.virtualDevice;
   const int32_t length =
       engine::ChooseBlockLength(options.bufferSize, device.minimumBlock, device.maximumBlock, device.preferredBlock);
-  return static_cast<int64_t>(std::ceil(options.seconds * options.sampleRate / length));
+  return (FramesForSeconds(options.seconds, options.sampleRate) + length - 1) / length;
 }
 
 }  // namespace tarnwick::app

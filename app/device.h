@@ -13,9 +13,16 @@ void RefreshDevices(Application& app);
 // Starts the selected device; `error` receives the reason of a failure.
 bool StartDevice(Application& app, std::wstring* error, bool interactive);
 bool StopDevice(Application& app, std::wstring* error, bool interactive);
+// The device of session `session` is gone, says its back end: the host is stopped and the session closed. Late news of
+// an earlier session is passed over.
+void LoseDevice(Application& app, uint32_t session, const std::wstring& reason);
+// Closes a lost device's session as soon as the host has stopped.
+void CloseLostDevice(Application& app);
 // Asks the driver for its latencies and shows them.
 void ShowLatencies(Application& app);
 
+// Whole frames that --seconds asks for at a sample rate in Hz.
+int64_t FramesForSeconds(double seconds, double sampleRate);
 // Blocks that make the seconds of audio that the options ask for, at the virtual device's block length.
 int64_t BlocksForSeconds(const Options& options);
 

@@ -1,7 +1,8 @@
 #include "app/options.h"
 
 #include <CLI/CLI.hpp>
-#include <map>
+#include <cmath>
+#include <utility>
 
 #include "platform/paths.h"
 #include "platform/text.h"
@@ -20,6 +21,7 @@ struct RawOptions {
   std::string settingsFile;
   std::string virtualSource;
   std::string virtualCapture;
+  std::string virtualClock;
   std::string validate;
 };
 
@@ -62,16 +64,19 @@ void addVirtualOptions(CLI::App& parser, platform::VirtualOptions& device, RawOp
   parser.add_option("--virtual-capture", raw.virtualCapture, "32-bit float WAV file of all virtual outputs")
       ->type_name("FILE");
   parser
-      .add_option("--virtual-clock", device.clock,
+      .add_option("--virtual-clock", raw.virtualClock,
                   "real: blocks in real time (default); fast: each block as soon as the last has returned")
-      ->transform(CLI::Transformer(
-                      std::map<std::string, VirtualClock>{{"real", VirtualClock::real}, {"fast", VirtualClock::fast}})
-                      .description(""))
+      ->check(CLI::IsMember({"real", "fast"}).description(""))
       ->type_name("real|fast");
 }
 
 // What single options cannot tell. Empty when all is well.
 std::string crossCheck(const Options& options) {
+  for (const auto& [name, value] : {std::pair{"--sample-rate", options.sampleRate}, {"--seconds", options.seconds}}) {
+    if (!std::isfinite(value)) {
+      return std::string(name) + ": is not a number";
+    }
+  }
   if (options.seconds > 0.0 && !options.start) {
     return "--seconds: needs --start, which makes the audio that it counts";
   }
@@ -109,6 +114,7 @@ std::optional<Options> ParseOptions(const std::vector<std::string>& arguments, s
   options.settingsFile = WideFromUtf8(raw.settingsFile);
   options.validate = WideFromUtf8(raw.validate);
   options.virtualDevice.sourceFile = WideFromUtf8(raw.virtualSource);
+  options.virtualDevice.clock = raw.virtualClock == "fast" ? VirtualClock::fast : VirtualClock::real;
   options.virtualDevice.captureFile = WideFromUtf8(raw.virtualCapture);
   const std::string fault = crossCheck(options);
   if (!fault.empty()) {

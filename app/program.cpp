@@ -5,6 +5,7 @@
 #include "app/options.h"
 #include "app/reports.h"
 #include "app/shutdown.h"
+#include "app/system_requests.h"
 #include "app/version.h"
 #include "platform/module.h"
 #include "platform/text.h"
@@ -20,7 +21,9 @@ int validate(const std::wstring& path, const ProgramEntry& entry) {
   std::wstring reason;
   std::wstring className;
   if (!plugin::ValidateModule(path, &reason, &className)) {
-    entry.printError(Utf8FromWide(reason) + "\n");
+    std::wstring loaderWords;
+    const auto module = platform::Module::Load(platform::ResolveModuleFile(path), &loaderWords);
+    entry.printError(Utf8FromWide(path + L": " + reason + (module ? L"" : L" (" + loaderWords + L")")) + "\n");
     return 1;
   }
   entry.surface.print(L"Valid VST3 effect: " + className + L"\n");
@@ -54,6 +57,12 @@ bool startAtOnce(Application& app, std::wstring& error) {
   return true;
 }
 
+// The system's own text for a failure does not name what it is about.
+std::string startedWith(const Application& app) {
+  return Utf8FromWide(L"The start was asked for with device \"" + app.options.device + L"\", effect \"" +
+                      app.host.pluginPath + L"\", " + engine::InstanceCaption(app.host.rows.size()) + L".\n");
+}
+
 int run(Application& app, const ProgramEntry& entry) {
   app.log.add(VersionLine());
   RefreshDevices(app);
@@ -61,7 +70,7 @@ int run(Application& app, const ProgramEntry& entry) {
   std::wstring error;
   if (app.options.start && !startAtOnce(app, error)) {
     StopDevice(app, nullptr, false);
-    entry.printError("tarnwick: " + Utf8FromWide(error) + "\n");
+    entry.printError("tarnwick: " + Utf8FromWide(error) + "\n" + startedWith(app));
     return 1;
   }
   StartReports(app);
@@ -106,6 +115,7 @@ int RunProgram(const std::vector<std::string>& arguments, const ProgramEntry& en
   if (app.options.listDevices) {
     return listDevices(app);
   }
+  StartSystemControl(app);
   app.ui.open([&app](platform::UiMessage message, intptr_t parameter) { HandleMessage(app, message, parameter); });
   entry.watchForEnd(app);
   return run(app, entry);

@@ -1,12 +1,12 @@
 #include "app/reports.h"
 
 #include <chrono>
-#include <memory>
 #include <optional>
 #include <string>
 
 #include "app/device.h"
 #include "app/shutdown.h"
+#include "app/system_requests.h"
 #include "engine/callback.h"
 #include "platform/clock.h"
 
@@ -29,61 +29,54 @@ std::wstring grantText(int32_t grant, int32_t value) {
   return L"nothing beyond the usual";
 }
 
-// Tells what the system granted the audio threads whenever it changes.
-struct GrantReport {
-  int32_t callback = -1;
-  int32_t workers = -1;
-
-  void look(Application& app) {
-    const engine::GrantedScheduling& granted = app.engine.granted;
-    const int32_t nowCallback = granted.callback.load();
-    if (nowCallback != callback) {
-      callback = nowCallback;
-      app.log.add(L"Audio thread scheduling granted: " + grantText(callback, granted.callbackValue.load()) + L".");
-    }
-    const int32_t nowWorkers = granted.workers.load();
-    if (nowWorkers != workers) {
-      workers = nowWorkers;
-      app.log.add(L"Worker thread scheduling granted: " + grantText(workers, granted.workersValue.load()) + L".");
-    }
-  }
-};
-
-// Tells of captured audio that was lost, and that blocks came twice at a time, once each.
-struct FaultReport {
-  bool captureLost = false;
-  bool refused = false;
-
-  void look(Application& app) {
-    if (!captureLost && app.virtualDevice->captureFramesLost() > 0) {
-      captureLost = true;
-      const std::wstring reason = app.virtualDevice->captureError();
-      app.log.add(L"The capture file is missing audio: " + (reason.empty() ? L"the disk is too slow." : reason));
-    }
-    if (!refused && app.engine.counters.refusedBlocks.load() > 0) {
-      refused = true;
-      app.log.add(L"The driver calls from two threads at once; the second call is turned away.");
-    }
-  }
-};
-
 bool runComplete(const Application& app) {
   const engine::DeviceSession& session = app.engine.session;
-  const auto frames = static_cast<double>(app.engine.counters.callbackCount.load()) * session.blockLength;
-  return app.engine.hostRunning.load() && frames >= app.options.seconds * session.sampleRate.load();
+  const engine::EngineCounters& counters = app.engine.counters;
+  const auto blocks = static_cast<int64_t>(counters.hostCount.load() + counters.skippedBlocks.load());
+  return app.engine.hostRunning.load() &&
+         blocks * session.blockLength >= FramesForSeconds(app.options.seconds, session.sampleRate.load());
 }
 
 }  // namespace
 
+void TellGrants(Application& app) {
+  const engine::GrantedScheduling& granted = app.engine.granted;
+  const std::wstring callback = granted.callback.load() < 0
+                                    ? L""
+                                    : grantText(granted.callback.load(), granted.callbackValue.load()) +
+                                          L", priority level " + std::to_wstring(granted.callbackPriority.load());
+  if (callback != app.told.callbackGrant && !callback.empty()) {
+    app.log.add(L"Audio thread scheduling granted: " + callback + L".");
+  }
+  app.told.callbackGrant = callback;
+  const std::wstring workers =
+      granted.workers.load() < 0 ? L"" : grantText(granted.workers.load(), granted.workersValue.load());
+  if (workers != app.told.workerGrant && !workers.empty()) {
+    app.log.add(L"Worker thread scheduling granted: " + workers + L".");
+  }
+  app.told.workerGrant = workers;
+}
+
+void TellFaults(Application& app) {
+  if (!app.told.captureLost && app.virtualDevice->captureFramesLost() > 0) {
+    app.told.captureLost = true;
+    const std::wstring reason = app.virtualDevice->captureError();
+    app.log.add(L"The capture file is missing audio: " + (reason.empty() ? L"the disk is too slow." : reason));
+  }
+  if (!app.told.refusedBlocks && app.engine.counters.refusedBlocks.load() > 0) {
+    app.told.refusedBlocks = true;
+    app.log.add(L"The driver calls from two threads at once; the second call is turned away.");
+  }
+}
+
 void StartReports(Application& app) {
-  const auto grants = std::make_shared<GrantReport>();
-  const auto faults = std::make_shared<FaultReport>();
-  app.ui.startTimer(milliseconds(1000), [&app, grants, faults] {
+  app.ui.startTimer(milliseconds(1000), [&app] {
     if (const auto line = engine::TimingReport(app.engine, platform::TickMilliseconds())) {
       app.log.add(*line);
     }
-    grants->look(app);
-    faults->look(app);
+    TellGrants(app);
+    TellFaults(app);
+    LookAfterThreads(app);
   });
   if (app.options.seconds > 0.0) {
     app.ui.startTimer(milliseconds(5), [&app] {

@@ -6,6 +6,10 @@
 
 namespace tarnwick::app {
 
+// Says in the log what scheduling the system granted the audio threads, when it has changed.
+void TellGrants(Application& app);
+// Says in the log, once each, that captured audio was lost and that blocks came two at a time.
+void TellFaults(Application& app);
 // Starts the timers.
 void StartReports(Application& app);
 

@@ -1,6 +1,7 @@
 #include "app/shutdown.h"
 
 #include "app/device.h"
+#include "app/reports.h"
 #include "app/summary.h"
 
 namespace tarnwick::app {
@@ -9,11 +10,15 @@ void BeginShutdown(Application& app) {
   if (app.host.closePending) {
     return;
   }
-  if (app.options.seconds > 0.0 && app.engine.hostRunning.load()) {
+  app.host.closePending = true;
+  TellGrants(app);  // a short run ends before the timer
+  engine::StopHostAsync(app.host);
+}
+
+void TakeSummary(Application& app) {
+  if (app.options.seconds > 0.0) {
     app.summary = SummaryJson(app.engine);
   }
-  app.host.closePending = true;
-  engine::StopHostAsync(app.host);
 }
 
 void FinishShutdown(Application& app) {
@@ -21,6 +26,7 @@ void FinishShutdown(Application& app) {
   if (!StopDevice(app, &error, false)) {
     app.log.add(error);
   }
+  TellFaults(app);  // a short run ends before the timer, and what is left of a capture is written only now
   app.ui.quit(app.exitCode);
 }
 

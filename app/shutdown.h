@@ -7,6 +7,8 @@ namespace tarnwick::app {
 
 // Begins to end: a running host is stopped first, the rest follows by itself. A second call does nothing more.
 void BeginShutdown(Application& app);
+// Before the stopped host's instances go: keeps the summary that --seconds asks for.
+void TakeSummary(Application& app);
 // The last step, once the host has stopped: closes the device and ends the loop.
 void FinishShutdown(Application& app);
 

@@ -26,8 +26,8 @@ std::string outputsJson(const engine::Engine& engine) {
   for (int32_t k = 0; k < outputs; ++k) {
     const engine::ChannelTotals& totals = engine.outputTotals[static_cast<size_t>(k)];
     const double meanSquare = totals.frames > 0 ? totals.squares / static_cast<double>(totals.frames) : 0.0;
-    json += (k > 0 ? "," : "") + std::string("{\"peakDb\":") + number(decibels(totals.peak), 2) +
-            ",\"rmsDb\":" + number(decibels(std::sqrt(meanSquare)), 2) + "}";
+    json += k > 0 ? ",{\"peakDb\":" : "{\"peakDb\":";
+    json += number(decibels(totals.peak), 2) + ",\"rmsDb\":" + number(decibels(std::sqrt(meanSquare)), 2) + "}";
   }
   return json;
 }
@@ -35,7 +35,8 @@ std::string outputsJson(const engine::Engine& engine) {
 std::string glitchesJson(const engine::Engine& engine) {
   std::string json;
   for (int32_t i = 0; i < engine.instances.count(); ++i) {
-    json += (i > 0 ? "," : "") + std::to_string(engine::LoadWord(engine.instances.instance(i).glitch.glitchCount));
+    json += i > 0 ? "," : "";
+    json += std::to_string(engine::LoadWord(engine.instances.instance(i).glitch.glitchCount));
   }
   return json;
 }

@@ -57,7 +57,7 @@ void run(int32_t frames) {
     rig.device.runBlock();
   }
   const long all = privateKilobytes();
-  const engine::PoolEnvironment environment{&rig.engine.mmcssEnabled, &rig.steering, nullptr, nullptr};
+  const engine::PoolEnvironment environment{&rig.engine.mmcssEnabled, &rig.steering, nullptr, nullptr, nullptr};
   long workers = 0;
   {
     engine::RealtimeThreadPool pool(kInstances, kInstances, environment);

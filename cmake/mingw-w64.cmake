@@ -18,3 +18,6 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 foreach(kind EXE SHARED MODULE)
   set(CMAKE_${kind}_LINKER_FLAGS_INIT -static)
 endforeach()
+
+# What was built runs here under Wine: tests that CTest starts.
+set(CMAKE_CROSSCOMPILING_EMULATOR wine)

@@ -68,7 +68,6 @@ void RefreshDeviceList(Engine& engine, const AudioBackEnd& backEnd, DeviceList& 
   if (list.devices.empty()) {
     list.placeholder = L"(No online ASIO devices)";
     ui.log(L"No ASIO devices are online (hardware ready). Installed drivers did not open.");
-    return;
   }
   const auto match = std::find_if(list.devices.begin(), list.devices.end(),
                                   [&](const std::wstring& name) { return EqualIgnoringCase(name, remembered); });

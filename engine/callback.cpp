@@ -124,14 +124,13 @@ void runHost(Engine& engine, ThreadState& thread, const InstanceOrder& order, st
 
 void addTime(Engine& engine, int64_t start, bool hostRan) noexcept {
   const int64_t end = platform::CounterNow();
-  if (end <= start) {
-    return;
-  }
-  const auto ticks = static_cast<uint64_t>(end - start);
   EngineCounters& counters = engine.counters;
-  counters.timedTicks.fetch_add(ticks, std::memory_order_relaxed);
-  counters.timedCount.fetch_add(1, std::memory_order_relaxed);
-  raiseTo(counters.maxTicks, ticks);
+  const auto ticks = static_cast<uint64_t>(std::max<int64_t>(0, end - start));
+  if (ticks > 0) {
+    counters.timedTicks.fetch_add(ticks, std::memory_order_relaxed);
+    counters.timedCount.fetch_add(1, std::memory_order_relaxed);
+    raiseTo(counters.maxTicks, ticks);
+  }
   if (hostRan) {
     counters.hostTicks.fetch_add(ticks, std::memory_order_relaxed);
     counters.hostCount.fetch_add(1, std::memory_order_relaxed);
@@ -150,6 +149,11 @@ void processBlock(Engine& engine, int32_t half) noexcept {
   if (!thread.floatModeSet) {
     platform::SetFlushDenormals();
     thread.floatModeSet = true;
+  }
+  if (engine.metersStale.load(std::memory_order_relaxed) && engine.metersStale.exchange(false)) {
+    for (MeterBank* bank : {&engine.instanceMeters, &engine.inputMeters, &engine.outputMeters}) {
+      bank->markStale();
+    }
   }
   FeedInputMeters(engine, half, n);
   callHook(engine.captureHook, half, n);

@@ -20,6 +20,7 @@ Engine::~Engine() {
 }
 
 void ResetTiming(Engine& engine) {
+  engine.granted.callback.store(-1);  // the device's thread is a new one
   EngineCounters& counters = engine.counters;
   for (std::atomic<uint64_t>* counter : {&counters.timedTicks, &counters.timedCount, &counters.maxTicks}) {
     counter->store(0);

@@ -27,7 +27,7 @@ struct EngineCounters {
   std::atomic<uint64_t> timedCount{0};
   std::atomic<uint64_t> maxTicks{0};
   std::atomic<uint64_t> lastReportTick{0};  // milliseconds
-  // As timedTicks, timedCount and maxTicks, but since the host started.
+  // As timedTicks, timedCount and maxTicks, but of the blocks that the host has finished since it started.
   std::atomic<uint64_t> hostTicks{0};
   std::atomic<uint64_t> hostCount{0};
   std::atomic<uint64_t> hostMaxTicks{0};
@@ -39,7 +39,7 @@ struct EngineCounters {
 struct GrantedScheduling {
   std::atomic<int32_t> callback{-1};
   std::atomic<int32_t> callbackValue{0};
-  std::atomic<int32_t> callbackPriority{0};  // thread priority level granted
+  std::atomic<int32_t> callbackPriority{0};  // thread priority level granted, as platform::SetThreadPriorityLevel
   std::atomic<int32_t> workers{-1};
   std::atomic<int32_t> workersValue{0};
 };
@@ -79,6 +79,7 @@ struct Engine {
   std::atomic<bool> glitchesArmed{false};
   std::atomic<bool> testSignalAll{false};
   std::atomic<int64_t> hostStartTimestamp{-1};  // counter ticks
+  std::atomic<bool> metersStale{false};         // set by the driver's rate notification, taken by the callback
 
   // Settings, written by the user-interface thread and read by the audio threads.
   std::atomic<int32_t> enginePriority{5};  // row of the priority table

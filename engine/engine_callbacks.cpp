@@ -17,8 +17,8 @@ void* bufferSwitchTimeInfo(void* context, void* /*timeInfo*/, int32_t index, boo
 void sampleRateDidChange(void* context, double rate) {
   auto& engine = *static_cast<Engine*>(context);
   if (rate > 1.0) {
-    // The meters compare the rate with their window's at the next block.
     engine.session.sampleRate.store(rate, std::memory_order_relaxed);
+    engine.metersStale.store(true);
   }
 }
 

@@ -1,6 +1,8 @@
 #include "engine/host.h"
 
 #include <algorithm>
+#include <chrono>
+#include <new>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -13,6 +15,8 @@
 
 namespace tarnwick::engine {
 namespace {
+
+constexpr wchar_t kNoMemory[] = L"There is not enough memory for the instances.";
 
 double secondsSince(int64_t timestamp) {
   return static_cast<double>(platform::CounterNow() - timestamp) / static_cast<double>(platform::CounterFrequency());
@@ -83,6 +87,14 @@ bool readyToStart(Host& host, std::wstring* error, bool interactive) {
   return true;
 }
 
+// Publishes the rows' instances, with the first parameters that they ask for.
+void publishRows(Host& host) {
+  for (size_t i = 0; i < host.rows.size(); ++i) {
+    applyFirstParameter(host.rows[i], *host.module.instances[i]);
+    publishInstance(host, host.rows[i], host.module.instances[i].get());
+  }
+}
+
 bool createRunners(Host& host, std::wstring* error, bool interactive) {
   const DeviceSession& session = host.engine.session;
   for (size_t i = 0; i < host.rows.size(); ++i) {
@@ -110,7 +122,12 @@ void stopThread(Engine& engine, const std::function<bool()>& postStopFinished) {
   system::ThreadSteering steering;
   system::ApplyIfChanged(engine.steering, system::SteeringGroup::networkUi, steering);
   ReleasePool(engine, TakePool(engine));
-  postStopFinished();
+  // A full queue empties again; without its message the stop would never be completed. When nobody takes messages any
+  // more, the host's owner completes the stop itself.
+  constexpr int kTries = 1000;
+  for (int tries = 0; tries < kTries && !postStopFinished(); ++tries) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
 }
 
 bool hasRow(const Host& host, int32_t index) {
@@ -153,9 +170,11 @@ bool StartHost(Host& host, std::wstring* error, bool interactive) {
   if (!createRunners(host, error, interactive)) {
     return false;
   }
-  for (size_t i = 0; i < host.rows.size(); ++i) {
-    applyFirstParameter(host.rows[i], *host.module.instances[i]);
-    publishInstance(host, host.rows[i], host.module.instances[i].get());
+  try {
+    publishRows(host);
+  } catch (const std::bad_alloc&) {
+    releaseInstances(host);
+    return Refuse(host.ui, kNoMemory, error, interactive, BoxKind::error);
   }
   ReconfigurePool(engine, true);
   resetTotals(engine);
@@ -198,6 +217,7 @@ void CompleteHostStop(Host& host) {
     host.lastRunSeconds = secondsSince(engine.hostStartTimestamp.load());
     engine.hostRunning.store(false);
     AwaitCallbackIdle(engine.session.epoch);
+    host.ui.hostQuiet();
     releaseInstances(host);
     engine.hostStartTimestamp.store(-1);
     engine.counters.callbackCount.store(0);
@@ -233,7 +253,13 @@ bool AddInstance(Host& host, const InstanceRow& row, std::wstring* error) {
     }
     applyFirstParameter(added, *instance);
     host.module.instances.push_back(std::move(instance));
-    publishInstance(host, added, host.module.instances.back().get());
+    try {
+      publishInstance(host, added, host.module.instances.back().get());
+    } catch (const std::bad_alloc&) {
+      plugin::DestroyInstance(host.module, std::move(host.module.instances.back()));
+      host.module.instances.pop_back();
+      return Refuse(host.ui, kNoMemory, error, false);
+    }
   }
   host.rows.push_back(std::move(added));
   ReconfigurePool(engine, false);

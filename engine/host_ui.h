@@ -18,6 +18,7 @@ struct HostUi {
   std::function<bool()> recordRunning;
   std::function<bool()> playbackRunning;
   std::function<bool()> postStopFinished;  // posts the stop-finished message; from the stop thread
+  std::function<void()> hostQuiet;         // no block processes instances any more, which are still there
   std::function<void()> destroyMainWindow;
 };
 

@@ -67,7 +67,7 @@ class MeterBank {
   // Recomputes the window when `sampleRate` differs from the rate last used by more than 0.25 Hz or gives another
   // length; every ring is then emptied as it is next fed. Callback; real-time safe.
   void adoptRate(double sampleRate) noexcept;
-  // Makes the next adoptRate recompute. User-interface thread, while no block runs.
+  // Makes the next adoptRate recompute. Callback, or the user-interface thread while no block runs.
   void markStale() noexcept { window_.length = 0; }
   const MeterWindow& window() const noexcept { return window_; }
 

@@ -8,20 +8,25 @@
 namespace tarnwick::engine {
 namespace {
 
-std::shared_ptr<RealtimeThreadPool> makePool(Engine& engine, uint64_t instances) {
+uint64_t workersFor(const Engine& engine, uint64_t instances) {
   const uint64_t machine = system::SystemMask();
   const uint64_t chosen = system::ChosenMasks(engine.steering)[static_cast<size_t>(system::SteeringGroup::engine)];
   const uint64_t mine = system::GroupMask(chosen, machine);
-  const uint64_t threads = WorkerThreadsFor(instances, static_cast<uint64_t>(std::popcount(mine)), mine == machine);
+  return WorkerThreadsFor(instances, static_cast<uint64_t>(std::popcount(mine)), mine == machine);
+}
+
+std::shared_ptr<RealtimeThreadPool> makePool(Engine& engine, uint64_t instances) {
+  const uint64_t threads = workersFor(engine, instances);
   if (threads == 0) {
     return nullptr;
   }
   try {
     return std::make_shared<RealtimeThreadPool>(
         instances, threads,
-        PoolEnvironment{&engine.mmcssEnabled, &engine.steering, &engine.granted.workers, &engine.granted.workersValue});
-  } catch (const std::system_error&) {
-    return nullptr;
+        PoolEnvironment{&engine.mmcssEnabled, &engine.steering, &engine.granted.workers, &engine.granted.workersValue,
+                        &engine.enginePriority});
+  } catch (const std::exception&) {
+    return nullptr;  // no threads, or no memory for them: the instances run one by one
   }
 }
 
@@ -40,6 +45,21 @@ void ReconfigurePool(Engine& engine, bool force) {
     }
   }
   ReleasePool(engine, TakePool(engine, instances >= 2 ? makePool(engine, instances) : nullptr));
+}
+
+void RefitPool(Engine& engine) {
+  if (!engine.hostRunning.load() || engine.hostStopping.load()) {
+    return;
+  }
+  const auto instances = static_cast<uint64_t>(engine.instances.count());
+  const uint64_t workers = workersFor(engine, instances);
+  {
+    const std::lock_guard<std::mutex> lock(engine.poolMutex);
+    if ((engine.pool ? engine.pool->threadCount() : 0) == workers) {
+      return;
+    }
+  }
+  ReleasePool(engine, TakePool(engine, makePool(engine, instances)));
 }
 
 std::shared_ptr<RealtimeThreadPool> TakePool(Engine& engine, std::shared_ptr<RealtimeThreadPool> next) {

@@ -12,6 +12,10 @@ namespace tarnwick::engine {
 // instances run serially. Never waits for workers to end.
 void ReconfigurePool(Engine& engine, bool force);
 
+// After a change of the Engine group's processors: replaces the current pool when they now allow for another number of
+// workers. Nothing happens while the host does not run or is being stopped. Never waits for workers to end.
+void RefitPool(Engine& engine);
+
 // Exchanges the current pool under the mutex and returns the old one. Any thread but the callback's.
 std::shared_ptr<RealtimeThreadPool> TakePool(Engine& engine, std::shared_ptr<RealtimeThreadPool> next = nullptr);
 

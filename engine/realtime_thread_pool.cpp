@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "system/priority.h"
+
 namespace tarnwick::engine {
 namespace {
 
@@ -53,7 +55,7 @@ void RealtimeThreadPool::run(void* context, JobFunction job, uint64_t count, uin
   done_.store(0, std::memory_order_relaxed);
   nextIndex_.store(packNext(number, count), std::memory_order_release);
   generation_.fetch_add(1, std::memory_order_release);
-  if (threads_.size() < workerCount_) {
+  if (ready_.load(std::memory_order_relaxed) < workerCount_) {
     takeInstances(number);
   }
   while (done_.load(std::memory_order_acquire) < static_cast<int32_t>(count)) {
@@ -82,9 +84,18 @@ void RealtimeThreadPool::work(uint64_t worker) noexcept {
   platform::SetFlushDenormals();
   system::ThreadSteering steering;
   platform::RealtimeRegistration registration;
+  int32_t priorityIndex = -1;
   uint64_t seen = 0;
+  bool ready = false;
   for (;;) {
     system::ApplyIfChanged(*environment_.steering, system::SteeringGroup::engine, steering);
+    if (environment_.enginePriority != nullptr) {
+      const int32_t index = system::ClampPriorityIndex(environment_.enginePriority->load(std::memory_order_relaxed));
+      if (index != priorityIndex) {
+        priorityIndex = index;
+        platform::SetThreadPriorityLevel(system::PriorityAt(index).threadPriority);
+      }
+    }
     const bool wanted = environment_.mmcssEnabled->load(std::memory_order_relaxed);
     if (wanted && !registration.registered) {
       platform::RegisterProAudio(platform::RealtimeUse::spins, registration);
@@ -96,6 +107,10 @@ void RealtimeThreadPool::work(uint64_t worker) noexcept {
       }
     } else if (!wanted && registration.registered) {
       platform::RevertProAudio(registration);
+    }
+    if (!ready) {
+      ready = true;
+      ready_.fetch_add(1, std::memory_order_relaxed);
     }
     const uint64_t generation = generation_.load(std::memory_order_acquire);
     if (generation == seen) {

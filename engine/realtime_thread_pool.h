@@ -20,13 +20,14 @@ struct PoolEnvironment {
   // Receive the RealtimeGrant and its value of the last worker that registered; may be null.
   std::atomic<int32_t>* grant = nullptr;
   std::atomic<int32_t>* grantValue = nullptr;
+  const std::atomic<int32_t>* enginePriority = nullptr;  // row of the priority table; null: as started
 };
 
 // Runs job(0..count-1) once each, spread over its threads. A worker takes the next free index, so a slow instance holds
 // up no other; workers spin with the pause instruction and occupy a processor each for as long as the pool exists.
 //
-// With as many threads as instances the callback only waits. With fewer (a machine with fewer processors than
-// instances) the callback takes indices too.
+// With as many threads as instances the callback only waits, once every worker runs. With fewer (a machine with fewer
+// processors than instances) the callback takes indices too.
 //
 // Publishing: the job's fields, then `nextIndex`, then `generation` (release). A worker that sees the generation takes
 // indices from `nextIndex`, which carries the job's number beside the index: one that comes late to a finished job
@@ -65,6 +66,7 @@ class RealtimeThreadPool {
   std::vector<std::thread> threads_;
 
   alignas(kCacheLine) std::atomic<bool> stop_{false};
+  alignas(kCacheLine) std::atomic<uint64_t> ready_{0};       // workers that run; they add, the callback reads
   alignas(kCacheLine) std::atomic<uint64_t> generation_{0};  // callback writes, workers read
   alignas(kCacheLine) std::atomic<int32_t> done_{0};         // workers add, callback resets and awaits
   // Job number in the upper 44 bits, then 10 bits of count and 10 bits of next index. All write.

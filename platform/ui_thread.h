@@ -64,6 +64,7 @@ class UiThread {
   void stopTimer(TimerId timer);
 
  private:
+  friend struct UiWindowAccess;  // Windows: the window that the requests go to
   struct State;
   std::unique_ptr<State> state_;
 };

@@ -8,6 +8,8 @@ build_packages=(
   git
   juce-modules-source-data  # the VST3 interface headers
   libcli11-dev
+  libasound2-dev
+  libjack-jackd2-dev
   ninja-build
   pkg-config
 )
@@ -17,6 +19,7 @@ test_packages=(
   espeak-ng  # a voice for the end-to-end tests
   libbenchmark-dev
   libgmock-dev
+  jackd2       # a server for the JACK tests
   libgtest-dev
   rapidjson-dev
   sox          # makes and measures sound files

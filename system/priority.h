@@ -5,10 +5,11 @@
 #include <array>
 #include <cstdint>
 
+#include "platform/processes.h"
+
 namespace tarnwick::system {
 
-// A process class as Windows names them.
-enum class ProcessClass { idle, belowNormal, normal, aboveNormal, high, realtime };
+using platform::ProcessClass;
 
 struct Priority {
   const wchar_t* name;  // as shown

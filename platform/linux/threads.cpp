@@ -12,6 +12,8 @@
 #include <cerrno>
 #include <fstream>
 
+#include "platform/linux/thread_claims.h"
+
 namespace tarnwick::platform {
 namespace {
 
@@ -171,7 +173,8 @@ void raiseThread(RealtimeUse use, RealtimeRegistration& registration) noexcept {
     registration.grant = RealtimeGrant::fifo;
     registration.value = realtimePriorityNow();
   } else {
-    const bool raised = nice < niceBefore || (policy != policyBefore && policyBefore == SCHED_IDLE);
+    // Also where the priority setting had raised it already: what counts is what the thread has.
+    const bool raised = nice < 0 || nice < niceBefore || (policy != policyBefore && policyBefore == SCHED_IDLE);
     registration.grant = raised ? RealtimeGrant::nice : RealtimeGrant::none;
     registration.value = nice;
   }
@@ -220,6 +223,7 @@ int32_t ProcessorCount() noexcept {
 }
 
 bool SetThreadAffinity(uint64_t mask) noexcept {
+  threadClaims.claim(mask);
   cpu_set_t set;
   CPU_ZERO(&set);
   for (int k = 0; k < kMaskBits; ++k) {

@@ -106,11 +106,6 @@ bool CaptureWriter::hasRoom() const {
 void CaptureWriter::run() {
   SetThreadName("twk-capture");
   ignoreClosedPipes();
-  std::wstring error;
-  writing_ = file_.begin(format_.sampleRate, &error);
-  if (!writing_) {
-    report_.setError(error);
-  }
   int64_t refreshed = CounterNow();
   bool ending = false;
   while (!ending) {
@@ -122,7 +117,11 @@ void CaptureWriter::run() {
     drain(written_.load(std::memory_order_acquire));
     if (ending || CounterNow() - refreshed >= CounterFrequency()) {
       refreshed = CounterNow();
-      file_.refreshHeader();
+      if (!file_.refreshHeader() && writing_) {
+        report_.setError(L"its header could not be brought up to date.");
+        report_.addLost(static_cast<uint64_t>(format_.blockLength));
+        writing_ = false;
+      }
     }
   }
 }
@@ -141,6 +140,14 @@ void CaptureWriter::drain(uint64_t written) {
 }
 
 void CaptureWriter::writeBlock(const float* block) {
+  if (!begun_) {
+    begun_ = true;
+    std::wstring error;
+    writing_ = file_.begin(format_.sampleRate, &error);
+    if (!writing_) {
+      report_.setError(error);
+    }
+  }
   const auto channels = static_cast<size_t>(format_.channels);
   const auto frames = static_cast<size_t>(format_.blockLength);
   if (writing_) {

@@ -66,6 +66,7 @@ class CaptureWriter {
   std::vector<float> ring_;           // slots_ blocks
   std::atomic<uint64_t> written_{0};  // blocks; clock thread writes, capture thread reads
   std::atomic<uint64_t> read_{0};     // blocks; capture thread writes, clock thread reads
+  bool begun_ = false;                // capture thread: the file was begun, with the first block
   bool writing_ = false;              // capture thread: the file takes what comes
   std::vector<float> interleaved_;    // capture thread: one block
 

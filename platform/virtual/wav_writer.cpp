@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 #include <exception>
+#include <filesystem>
 #include <system_error>
 
 #include "platform/text.h"
@@ -46,23 +47,41 @@ class HeaderBytes {
 
 }  // namespace
 
-bool WavWriter::open(const std::wstring& path, int32_t channels, std::wstring* error) {
-  path_ = path;
-  channels_ = static_cast<uint32_t>(channels);
+WavWriter::~WavWriter() {
+  if (created_) {
+    stream_.close();
+    std::error_code ignored;
+    std::filesystem::remove(wav::PathFromWide(path_), ignored);
+  }
+}
+
+bool WavWriter::openStream(std::ios::openmode mode) {
   try {
     // Unbuffered: what was written is in the file, and after a failed write the header can still be put right.
     stream_.rdbuf()->pubsetbuf(nullptr, 0);
+    stream_.clear();
     errno = 0;
-    stream_.open(wav::PathFromWide(path), std::ios::binary | std::ios::out | std::ios::trunc);
+    stream_.open(wav::PathFromWide(path_), std::ios::binary | std::ios::out | mode);
   } catch (const std::exception&) {
     stream_.setstate(std::ios::failbit);
   }
-  if (!stream_) {
+  return static_cast<bool>(stream_);
+}
+
+bool WavWriter::open(const std::wstring& path, int32_t channels, std::wstring* error) {
+  path_ = path;
+  channels_ = static_cast<uint32_t>(channels);
+  std::error_code ignored;
+  const auto kind = std::filesystem::status(wav::PathFromWide(path), ignored).type();
+  // A file that is there is opened without emptying it; anything but a file (a FIFO, a device) just to be written.
+  const bool isFile = kind == std::filesystem::file_type::regular;
+  if (!openStream(isFile ? std::ios::in : std::ios::trunc)) {
     if (error) {
       *error = L"\"" + path + L"\" cannot be created: " + reason(errno) + L".";
     }
     return false;
   }
+  created_ = kind == std::filesystem::file_type::not_found;
   seekable_ = stream_.tellp() != std::ofstream::pos_type(-1);
   stream_.clear();
   return true;
@@ -78,6 +97,13 @@ bool WavWriter::begin(double sampleRate, std::wstring* error) {
     return rate == sampleRate_;
   }
   sampleRate_ = rate;
+  created_ = false;
+  if (seekable_) {
+    stream_.close();
+    if (!openStream(std::ios::trunc)) {
+      return fail(error);
+    }
+  }
   const Header head = header(false);
   return put(head.bytes.data(), head.size) || fail(error);
 }

@@ -19,11 +19,16 @@ class WavWriter {
  public:
   explicit WavWriter(uint64_t riffLimit = kRiffLimit) : riffLimit_(riffLimit) {}
 
-  // Creates or empties the file. A FIFO waits here for its reader. `channels`: 1..1024. False with the reason and the
-  // file's name in words. Once.
+  WavWriter(const WavWriter&) = delete;
+  WavWriter& operator=(const WavWriter&) = delete;
+  // A file that was created and never begun is removed.
+  ~WavWriter();
+
+  // Finds out whether the file can be written; what it holds stays until `begin`. A FIFO waits here for its reader.
+  // `channels`: 1..1024. False with the reason and the file's name in words. Once.
   bool open(const std::wstring& path, int32_t channels, std::wstring* error);
-  // The first time, fixes the file's sample rate and writes the header; later it only checks that the rate is the same.
-  // False with words, and nothing may be written then.
+  // The first time, empties the file, fixes its sample rate and writes the header; later it only checks that the rate
+  // is the same. False with words, and nothing may be written then.
   bool begin(double sampleRate, std::wstring* error);
   // Appends interleaved frames. After a failure the file keeps what it had and takes no more.
   bool write(const float* interleaved, size_t frames, std::wstring* error);
@@ -37,6 +42,7 @@ class WavWriter {
     size_t size = 0;
   };
   Header header(bool sizesKnown) const;
+  bool openStream(std::ios::openmode mode);
   bool put(const void* bytes, size_t size);
   bool fail(std::wstring* error);
 
@@ -48,6 +54,7 @@ class WavWriter {
   uint64_t frames_ = 0;      // completely written
   bool seekable_ = false;
   bool failed_ = false;
+  bool created_ = false;  // by open, and not begun yet
 };
 
 }  // namespace tarnwick::platform

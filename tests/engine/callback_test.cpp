@@ -103,7 +103,7 @@ TEST(Callback, PoolAndSerialLoopGiveTheSameSound) {
       rig.device.fillInput(i, 0.3f);
     }
     rig.runHost();
-    const PoolEnvironment environment{&rig.engine.mmcssEnabled, &rig.steering, nullptr, nullptr};
+    const PoolEnvironment environment{&rig.engine.mmcssEnabled, &rig.steering, nullptr, nullptr, nullptr};
     // One thread for four instances is too small a pool for five: it must not be used.
     rig.engine.pool = std::make_shared<RealtimeThreadPool>(pooled ? 5 : 4, 1, environment);
     for (int block = 0; block < 4; ++block) {
@@ -126,7 +126,7 @@ TEST(Callback, ReconfigurationFollowsTheInstances) {
   ReconfigurePool(rig.engine, true);
   EXPECT_EQ(rig.engine.pool != nullptr, workers > 0);
   // Pinned to two processors of the machine the engine may use one worker, however few there are in all.
-  const PoolEnvironment environment{&rig.engine.mmcssEnabled, &rig.steering, nullptr, nullptr};
+  const PoolEnvironment environment{&rig.engine.mmcssEnabled, &rig.steering, nullptr, nullptr, nullptr};
   rig.engine.pool = std::make_shared<RealtimeThreadPool>(2, 1, environment);
   const RealtimeThreadPool* kept = rig.engine.pool.get();
   ReconfigurePool(rig.engine, true);

@@ -174,9 +174,14 @@ TEST(DeviceList, KeepsWhatAnswers) {
   EXPECT_EQ(rig.user.log.back(), L"No ASIO drivers detected.");
 
   rig.device.results["ASIOInit"] = ASE_NotPresent;
+  list.selected = L"Fake";
   RefreshDeviceList(rig.engine, rig.device.backEnd(), list, ui);
   EXPECT_EQ(list.placeholder, L"(No online ASIO devices)");
-  EXPECT_EQ(rig.user.log.back(), L"No ASIO devices are online (hardware ready). Installed drivers did not open.");
+  ASSERT_GE(rig.user.log.size(), 3u);
+  EXPECT_EQ(std::vector<std::wstring>(rig.user.log.end() - 3, rig.user.log.end()),
+            (std::vector<std::wstring>{L"No ASIO devices are online (hardware ready). Installed drivers did not open.",
+                                       L"Saved ASIO device is not available; selection cleared.",
+                                       L"Device list refreshed."}));
 }
 
 TEST(DeviceList, ARunningSessionIsNotProbed) {

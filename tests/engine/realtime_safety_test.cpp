@@ -42,6 +42,22 @@ TEST(RealtimeWatch, NoticesWhatItIsThereFor) {
   EXPECT_EQ(seen.mutexLocks, 1);
 }
 
+TEST(RealtimeWatch, NoticesAWorkerToo) {
+  std::atomic<bool> mmcss{false};
+  const system::CpuSteering steering;
+  RealtimeThreadPool pool(1, 1, PoolEnvironment{&mmcss, &steering, nullptr, nullptr, nullptr});
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));  // the worker runs, so this thread takes no job
+  TakeSeen();
+  WatchWorkers(true);
+  const auto allocate = [](void*, uint64_t, uint32_t, uint32_t) {
+    void* volatile memory = std::malloc(100);
+    std::free(memory);
+  };
+  pool.run(nullptr, allocate, 1, 0, 64);
+  WatchWorkers(false);
+  EXPECT_EQ(TakeSeen().forbidden, (std::vector<std::string>{"malloc", "free"}));
+}
+
 // Runs blocks on a watched thread through every branch that a setting opens, the first block of a fresh thread
 // included.
 void expectClean(const std::wstring& modulePath, uint64_t poolThreads, bool mmcss, int32_t sampleType) {
@@ -68,7 +84,8 @@ void expectClean(const std::wstring& modulePath, uint64_t poolThreads, bool mmcs
   ASSERT_TRUE(StartHost(host, &error, false)) << std::string(error.begin(), error.end());
   rig.engine.hostStartTimestamp = platform::CounterNow() - 10 * platform::CounterFrequency();
   if (poolThreads > 0) {
-    const PoolEnvironment environment{&rig.engine.mmcssEnabled, &rig.steering, &rig.engine.granted.workers, nullptr};
+    const PoolEnvironment environment{&rig.engine.mmcssEnabled, &rig.steering, &rig.engine.granted.workers, nullptr,
+                                      nullptr};
     ReleasePool(rig.engine, TakePool(rig.engine, std::make_shared<RealtimeThreadPool>(8, poolThreads, environment)));
     std::this_thread::sleep_for(std::chrono::milliseconds(50));  // the workers have started
   }
@@ -107,6 +124,7 @@ TEST(RealtimeSafety, SerialAndPooledInEverySampleType) {
 
 TEST(RealtimeSafety, WithTheBundledEffect) {
   expectClean(wide(TARNWICK_OMBREL), 0, true, platform::kFloat32LSB);
+  expectClean(wide(TARNWICK_OMBREL), 1, true, platform::kFloat32LSB);
 }
 
 }  // namespace

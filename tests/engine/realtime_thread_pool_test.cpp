@@ -14,7 +14,7 @@ struct PoolRig {
   system::CpuSteering steering;
   std::unique_ptr<RealtimeThreadPool> make(uint64_t instances, uint64_t threads) {
     return std::make_unique<RealtimeThreadPool>(instances, threads,
-                                                PoolEnvironment{&mmcss, &steering, nullptr, nullptr});
+                                                PoolEnvironment{&mmcss, &steering, nullptr, nullptr, nullptr});
   }
 };
 
@@ -73,7 +73,7 @@ TEST(RealtimeThreadPool, StopsWhileIdleAndFollowsTheSettings) {
   PoolRig rig;
   rig.make(3, 2).reset();
   std::atomic<int32_t> grant{-1};
-  RealtimeThreadPool pool(2, 1, PoolEnvironment{&rig.mmcss, &rig.steering, &grant, nullptr});
+  RealtimeThreadPool pool(2, 1, PoolEnvironment{&rig.mmcss, &rig.steering, &grant, nullptr, nullptr});
   EXPECT_EQ(grant.load(), -1);
   rig.mmcss = true;
   for (int tries = 0; tries < 5000 && grant.load() < 0; ++tries) {

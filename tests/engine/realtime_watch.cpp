@@ -5,12 +5,14 @@
 #include <pthread.h>
 #include <semaphore.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/select.h>
 #include <time.h>
 #include <unistd.h>
 
 #include <array>
 #include <atomic>
+#include <cstdarg>
 #include <cstddef>
 #include <cstring>
 
@@ -83,10 +85,20 @@ int posix_memalign(void** memory, size_t alignment, size_t size) {
   return *memory == nullptr ? 12 : 0;
 }
 
-int pthread_setname_np(pthread_t thread, const char* name) {
-  isWorker = pthread_equal(thread, pthread_self()) != 0 && std::strcmp(name, "twk-worker") == 0;
-  static auto* const real = next<int(pthread_t, const char*)>("pthread_setname_np");
-  return real(thread, name);
+// How a thread names itself.
+int prctl(int option, ...) {
+  va_list list;
+  va_start(list, option);
+  unsigned long words[4];
+  for (unsigned long& word : words) {
+    word = va_arg(list, unsigned long);
+  }
+  va_end(list);
+  if (option == PR_SET_NAME) {
+    isWorker = std::strcmp(reinterpret_cast<const char*>(words[0]), "twk-worker") == 0;
+  }
+  static auto* const real = next<int(int, ...)>("prctl");
+  return real(option, words[0], words[1], words[2], words[3]);
 }
 
 int pthread_mutex_lock(pthread_mutex_t* mutex) {

@@ -1,67 +1,9 @@
-#include "platform/ui_thread.h"
-
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <csignal>
-#include <future>
-#include <memory>
 #include <stdexcept>
-#include <thread>
-#include <vector>
+
+#include "ui_thread_fixture.h"
 
 namespace tarnwick::platform {
 namespace {
-
-using std::chrono::milliseconds;
-using std::chrono::steady_clock;
-
-constexpr milliseconds kSoon{800};  // clearly before a send gives up
-
-// A user-interface thread of its own for each test.
-class UiThreadTest : public ::testing::Test {
- protected:
-  ~UiThreadTest() override { stop(); }
-
-  void start() {
-    const auto opened = std::make_shared<std::promise<void>>();
-    loop_ = std::thread([this, opened] {
-      ui_.open([this](UiMessage number, intptr_t parameter) { handle(number, parameter); });
-      opened->set_value();
-      code_ = ui_.run();
-      ui_.close();
-    });
-    opened->get_future().wait();
-  }
-  void stop() {
-    if (loop_.joinable()) {
-      ui_.quit(0);
-      loop_.join();
-    }
-  }
-  // Returns when everything posted before has run.
-  void flush() {
-    ASSERT_TRUE(ui_.send([] { return true; }));
-    ASSERT_TRUE(ui_.send([] { return true; }));  // messages posted before are taken before this one
-  }
-  // Keeps the user-interface thread busy until the promise is set.
-  std::promise<void> occupy() {
-    std::promise<void> release;
-    const auto begun = std::make_shared<std::promise<void>>();
-    EXPECT_TRUE(ui_.post([begun, wait = release.get_future().share()] {
-      begun->set_value();
-      wait.wait();
-    }));
-    begun->get_future().wait();
-    return release;
-  }
-  virtual void handle(UiMessage number, intptr_t parameter) { received_.emplace_back(number, parameter); }
-
-  UiThread ui_;
-  std::thread loop_;
-  std::atomic<int> code_{-1};
-  std::vector<std::pair<UiMessage, intptr_t>> received_;  // written on the user-interface thread, read after stop()
-};
 
 TEST_F(UiThreadTest, RefusesEverythingAtOnceBeforeOpenAndAfterClose) {
   const auto refusesAll = [this] {
@@ -254,22 +196,6 @@ TEST_F(UiThreadTest, QuitBeforeRunEndsIt) {
   ui_.post([this] { ui_.quit(8); });
   EXPECT_EQ(ui_.run(), 8) << "the first code is used up";
   ui_.close();
-}
-
-UiThread* signalTarget = nullptr;
-
-TEST_F(UiThreadTest, QuitWorksInASignalHandler) {
-  signalTarget = &ui_;
-  struct sigaction action {};
-  struct sigaction old {};
-  action.sa_handler = [](int) { signalTarget->quit(9); };
-  ASSERT_EQ(sigaction(SIGUSR1, &action, &old), 0);
-  start();
-  flush();
-  pthread_kill(loop_.native_handle(), SIGUSR1);
-  loop_.join();
-  EXPECT_EQ(code_, 9);
-  sigaction(SIGUSR1, &old, nullptr);
 }
 
 TEST_F(UiThreadTest, TimersTickUntilTheyAreStopped) {

@@ -2,8 +2,10 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <random>
 
 #include "plugin_fixture.h"
+#include "support/broken_library.h"
 
 namespace tarnwick::plugin {
 namespace {
@@ -14,9 +16,9 @@ class ModuleFileTest : public PluginTest {
  protected:
   void SetUp() override {
     PluginTest::SetUp();
-    std::string name = (fs::temp_directory_path() / "tarnwick-module-XXXXXX").string();
-    ASSERT_NE(mkdtemp(name.data()), nullptr);
-    folder = name;
+    std::random_device random;
+    folder = fs::temp_directory_path() / ("tarnwick-module-" + std::to_string(random()) + std::to_string(random()));
+    ASSERT_TRUE(fs::create_directory(folder));
   }
   void TearDown() override {
     fs::remove_all(folder);
@@ -39,10 +41,6 @@ class ModuleFileTest : public PluginTest {
 TEST_F(ModuleFileTest, FilesThatAreNoWholeLibraryFailToLoad) {
   const std::string whole = readAll(platform::Utf8FromWide(TestModule("gain")));
   ASSERT_GT(whole.size(), 4096u);
-  std::string wrongHeader = whole;
-  wrongHeader[54] = 1;                             // size of a segment's entry
-  std::string noSections = whole.substr(0, 6000);  // ends within the part that is loaded
-  std::fill_n(noSections.begin() + 40, 8, '\0');   // no section table, which is legal
   std::vector<fs::path> files = {
       write("text.vst3", "This is not a library.\n" + std::string(500, 'x')),
       write("empty.vst3", ""),
@@ -50,13 +48,15 @@ TEST_F(ModuleFileTest, FilesThatAreNoWholeLibraryFailToLoad) {
       write("header.vst3", whole.substr(0, 64)),
       write("half.vst3", whole.substr(0, whole.size() / 2)),
       write("quarter.vst3", whole.substr(0, whole.size() / 4)),
-      write("sections.vst3", noSections),
-      write("odd.vst3", wrongHeader),
       folder,
       folder / "missing.vst3",
       "",
       "libc.so.6",  // would be found in the system's folders
+      "kernel32.dll",
   };
+  for (const auto& [name, bytes] : BrokenLibraries(whole)) {
+    files.push_back(write(name, bytes));
+  }
   fs::create_directory(folder / "folder.vst3");
   files.push_back(folder / "folder.vst3");
   for (const fs::path& file : files) {
@@ -72,7 +72,7 @@ TEST_F(ModuleFileTest, FilesThatAreNoWholeLibraryFailToLoad) {
 
 TEST_F(ModuleFileTest, ABundleStandsForTheLibraryInIt) {
   const fs::path bundle = folder / "My Gain \u00e4.vst3";
-  const fs::path library = bundle / "Contents" / "x86_64-linux" / "My Gain \u00e4.so";
+  const fs::path library = bundle / "Contents" / kBundleFolder / (std::string("My Gain \u00e4") + kBundleSuffix);
   fs::create_directories(library.parent_path());
   EXPECT_EQ(platform::ResolveModuleFile(wide(bundle)), wide(bundle)) << "a bundle without a library";
   fs::copy_file(platform::Utf8FromWide(TestModule("gain")), library);

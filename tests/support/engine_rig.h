@@ -33,6 +33,7 @@ struct UserSees {
       stopsFinished.fetch_add(1);
       return true;
     };
+    ui.hostQuiet = [] {};
     ui.destroyMainWindow = [this] { windowsDestroyed += 1; };
     return ui;
   }

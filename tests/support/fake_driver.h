@@ -31,6 +31,7 @@ struct FakeDevice {
   std::vector<std::vector<uint8_t>> outputBytes[2];
   int32_t loaded = 0;  // drivers alive
   int32_t nextHalf = 0;
+  bool freesBuffers = false;  // in ASIODisposeBuffers, as drivers do; a test then looks at no output afterwards
 
   platform::AsioError note(const char* operation) {
     calls.emplace_back(operation);
@@ -112,7 +113,13 @@ struct FakeDevice {
     driver->ASIOOutputReady = [this] { return note("ASIOOutputReady"); };
     driver->ASIOStart = [this] { return note("ASIOStart"); };
     driver->ASIOStop = [this] { return note("ASIOStop"); };
-    driver->ASIODisposeBuffers = [this] { return note("ASIODisposeBuffers"); };
+    driver->ASIODisposeBuffers = [this] {
+      for (int32_t half = 0; half < 2 && freesBuffers; ++half) {
+        inputBytes[half].clear();
+        outputBytes[half].clear();
+      }
+      return note("ASIODisposeBuffers");
+    };
     driver->ASIOControlPanel = [this] { return note("ASIOControlPanel"); };
     return driver;
   }

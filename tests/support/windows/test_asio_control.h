@@ -44,8 +44,8 @@ struct TestAsioStatistics {
   int32_t wrongOrder;     // calls that a driver may fall over: before init, a second start and so on
   int32_t panels;         // calls of the control panel
   int32_t outputReadies;  // calls of outputReady
-  int32_t engineVersion;  // answers of the host to the last questions: selector 2, and selector 1 about 7
-  int32_t timeInfo;
+  int32_t engineVersion;  // answers of the host when last asked: selector 2,
+  int32_t timeInfo;       // selector 7, asked where selector 1 says that it is understood
   int32_t resetAnswer;    // selector 3
   int64_t blocks;         // delivered by the clock
   int64_t timedBlocks;    // through bufferSwitchTimeInfo

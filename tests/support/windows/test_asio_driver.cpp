@@ -29,7 +29,11 @@ TestAsioDriver::~TestAsioDriver() {
       session->stop();
     }).detach();
   }
-  session_.reset();
+  if (session_) {
+    // Released with its buffers.
+    device_.wrongOrder += 1;
+    session_.reset();
+  }
   device_.objects -= 1;
   device_.report(settings_.report);
 }

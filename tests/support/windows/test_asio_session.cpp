@@ -51,10 +51,12 @@ TestAsioSession::TestAsioSession(TestAsioDevice& device, const TestAsioSettings&
       blockLength_(blockLength),
       callbacks_(callbacks),
       inputs_(makeChannels(settings.inputs, true)),
-      outputs_(makeChannels(settings.outputs, false)) {
+      outputs_(makeChannels(settings.outputs, false)),
+      tone_(static_cast<size_t>(blockLength)) {
   device_.bufferSets += 1;
   device_.engineVersion = callbacks_.asioMessage(2, 0, nullptr, nullptr);
-  device_.timeInfo = callbacks_.asioMessage(1, 7, nullptr, nullptr);
+  const bool understood = callbacks_.asioMessage(1, 7, nullptr, nullptr) != 0;
+  device_.timeInfo = understood ? callbacks_.asioMessage(7, 0, nullptr, nullptr) : 0;
   sendsTime_ = settings_.timeInfo != 0 && device_.timeInfo != 0;
 }
 
@@ -203,6 +205,10 @@ void TestAsioSession::fillInputs(int64_t block, size_t half) {
   if (settings_.signal == "silence") {
     return;
   }
+  const double step = 2.0 * std::numbers::pi * 440.0 / settings_.rate;
+  for (int32_t n = 0; settings_.signal == "tone" && n < blockLength_; ++n) {
+    tone_[static_cast<size_t>(n)] = 0.25 * std::sin(step * static_cast<double>(block * blockLength_ + n));
+  }
   for (size_t k = 0; k < inputs_.size(); ++k) {
     std::vector<uint8_t>& bytes = inputs_[k].halves[half];
     if (settings_.signal == "codes") {
@@ -212,10 +218,8 @@ void TestAsioSession::fillInputs(int64_t block, size_t half) {
       }
       continue;
     }
-    const double step = 2.0 * std::numbers::pi * 440.0 / settings_.rate;
     for (int32_t n = 0; n < blockLength_; ++n) {
-      const auto position = static_cast<double>(block * blockLength_ + n);
-      PutSample(bytes.data(), inputs_[k].type, n, 0.25 * std::sin(step * position));
+      PutSample(bytes.data(), inputs_[k].type, n, tone_[static_cast<size_t>(n)]);
     }
   }
 }

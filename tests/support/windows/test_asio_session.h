@@ -47,6 +47,7 @@ class TestAsioSession {
   bool sendsTime_ = false;
   std::vector<Channel> inputs_;
   std::vector<Channel> outputs_;
+  std::vector<double> tone_;  // of the present block
   std::thread clock_;
   std::thread second_;
   std::atomic<bool> stopping_{false};

@@ -1,0 +1,29 @@
+// Requests about processors and priorities. User-interface thread; none of them waits for other processes.
+#pragma once
+
+#include <cstdint>
+
+#include "app/application.h"
+
+namespace tarnwick::app {
+
+// Start of the program, before any other thread of it runs: priorities, the own process's processors, the
+// user-interface thread's. Masks that were stored are in `app.steering` by then; where one is stored for the other
+// processes, they are steered too.
+void StartSystemControl(Application& app);
+// To be called about once a second: threads that have begun meanwhile get the own process's processors.
+void LookAfterThreads(Application& app);
+
+// The user's masks, unchecked. A change reaches the own process, every thread that follows a group, and the number of
+// the engine's workers; a change of the last mask also the other processes, on a thread of its own.
+void SetSteering(Application& app, const system::SteeringMasks& masks);
+
+// Rows of the priority table; any number, brought into the table.
+void SetEnginePriority(Application& app, int32_t index);
+void SetUiPriority(Application& app, int32_t index);
+void SetAudioPriority(Application& app, int32_t index);
+void SetNetworkPriority(Application& app, int32_t index);
+// Whether the audio threads ask for "Pro Audio" scheduling.
+void SetMmcss(Application& app, bool enabled);
+
+}  // namespace tarnwick::app

@@ -1,0 +1,13 @@
+#include "platform/audio_back_ends.h"
+
+#include "platform/windows/asio_back_end.h"
+
+namespace tarnwick::platform {
+
+std::vector<AudioBackEnd> SystemBackEnds(const BackEndHooks& hooks) {
+  AsioOptions options;
+  options.log = hooks.log;
+  return {AsioBackEnd(options)};
+}
+
+}  // namespace tarnwick::platform

@@ -1,0 +1,230 @@
+// The application with a recorded surface in place of a console.
+#include "app/application.h"
+
+#include <gmock/gmock.h>
+
+#include "app/device.h"
+#include "app/instances.h"
+#include "app/program.h"
+#include "app/reports.h"
+#include "app/shutdown.h"
+#include "platform/text.h"
+
+namespace tarnwick::app {
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+struct Seen {
+  std::vector<std::wstring> log;  // without the stamp
+  std::wstring printed;
+  std::string faults;
+
+  Surface surface() {
+    Surface surface;
+    surface.logLine = [this](const std::wstring& line) { log.push_back(line.substr(13)); };
+    surface.messageBox = [this](engine::BoxKind, const std::wstring&, const std::wstring& text) {
+      log.push_back(L"box: " + text);
+    };
+    surface.refresh = [] {};
+    surface.print = [this](const std::wstring& text) { printed += text; };
+    return surface;
+  }
+};
+
+std::wstring testModule(const char* name) {
+  return platform::WideFromUtf8(std::string(TARNWICK_TEST_MODULES) + "/" + name + ".vst3");
+}
+
+Options runOptions(double seconds) {
+  Options options;
+  options.plugin = testModule("gain");
+  options.start = true;
+  options.seconds = seconds;
+  options.virtualDevice.inputs = options.virtualDevice.outputs = 2;
+  options.virtualDevice.clock = platform::VirtualClock::fast;
+  return options;
+}
+
+// An application whose user-interface thread is the test's own.
+struct Rig {
+  Seen seen;
+  Application app;
+
+  explicit Rig(const Options& options = runOptions(0.0)) : app(options, seen.surface()) {
+    app.ui.open([this](platform::UiMessage message, intptr_t parameter) { HandleMessage(app, message, parameter); });
+    EXPECT_TRUE(app.virtualDevice->prepare(nullptr));
+    RefreshDevices(app);
+  }
+  void start(int32_t instances) {
+    AddWiredInstances(app, instances);
+    std::wstring error;
+    ASSERT_TRUE(StartDevice(app, &error, false)) << platform::Utf8FromWide(error);
+    ASSERT_TRUE(engine::StartHost(app.host, &error, false)) << platform::Utf8FromWide(error);
+    seen.log.clear();
+  }
+};
+
+TEST(BlocksForSeconds, CountsWholeBlocksThatHoldTheSeconds) {
+  const struct {
+    double seconds;
+    double rate;
+    int32_t bufferSize;
+    int64_t blocks;
+  } cases[] = {
+      {1.0, 48000, 256, 188},   // 187.5
+      {1.0, 44100, 100, 441},   // exact
+      {1.12, 44100, 48, 1029},  // exact; the product of the two numbers is a little more
+      {0.07, 44100, 441, 7},    // likewise
+      {1.1, 48000, 100, 528},   // likewise
+      {0.7, 44100, 70, 441},    // exact; the product is a little less
+      {1e-6, 48000, 256, 1},    // the shortest
+      {1.0, 48000, 0, 188},     // the device's preferred length, 256
+      {1.0, 48000, 3, 3000},    // shorter than the device's shortest, 16
+      {1.0, 48000, 65536, 6},   // longer than its longest, 8192
+      {1e9, 768000, 16, 48000000000000},
+  };
+  for (const auto& c : cases) {
+    Options options;
+    options.seconds = c.seconds;
+    options.sampleRate = c.rate;
+    options.bufferSize = c.bufferSize;
+    EXPECT_EQ(BlocksForSeconds(options), c.blocks) << c.seconds << " s at " << c.rate << "/" << c.bufferSize;
+  }
+}
+
+TEST(Instances, AreWiredFromTheInputToTheOutputOfTheirNumber) {
+  Rig rig;
+  AddWiredInstances(rig.app, 3);
+  AddWiredInstances(rig.app, 2);  // there are more already
+  AddWiredInstances(rig.app, 5);
+  ASSERT_EQ(rig.app.host.rows.size(), 5u);
+  for (size_t i = 0; i < 5; ++i) {
+    EXPECT_EQ(rig.app.host.rows[i].config.inputChannel, static_cast<int32_t>(i));
+    EXPECT_EQ(rig.app.host.rows[i].config.outputChannel, static_cast<int32_t>(i));
+    EXPECT_EQ(rig.app.host.rows[i].name, L"Instance " + std::to_wstring(i + 1));
+  }
+  ASSERT_TRUE(StartDevice(rig.app, nullptr, false));
+  rig.seen.log.clear();
+  TellMissingChannels(rig.app);  // the device has two
+  EXPECT_THAT(rig.seen.log, ElementsAre(L"3 instances wired to channels that the device, with 2 inputs and 2 outputs, "
+                                        L"does not have."));
+  rig.seen.log.clear();
+  AddWiredInstances(rig.app, 130);
+  EXPECT_EQ(rig.app.host.rows.size(), 127u);
+  EXPECT_THAT(rig.seen.log, ElementsAre(L"No more than 127 instances are possible."));
+}
+
+TEST(Shutdown, StopsTheHostThenTheDeviceThenTheLoop) {
+  Rig rig;
+  rig.start(2);
+  EXPECT_EQ(rig.app.virtualDevice->blocks(), 0) << "the fast clock awaits the host";
+  rig.app.virtualDevice->release();
+  int asked = 0;
+  rig.app.ui.startTimer(std::chrono::milliseconds(1), [&] {
+    BeginShutdown(rig.app);
+    asked += 1;
+  });
+  EXPECT_EQ(rig.app.ui.run(), 0);
+  EXPECT_GE(asked, 1);
+  EXPECT_THAT(rig.seen.log, ElementsAre(L"Stopping host asynchronously...", L"Host stopped."));
+  EXPECT_FALSE(rig.app.engine.hostRunning.load() || rig.app.engine.asioRunning.load());
+  EXPECT_EQ(rig.app.summary, "") << "none was asked for";
+}
+
+TEST(Shutdown, NeedsNeitherHostNorDevice) {
+  for (const bool device : {false, true}) {
+    Rig rig;
+    if (device) {
+      ASSERT_TRUE(StartDevice(rig.app, nullptr, false));
+    }
+    rig.app.exitCode = 3;
+    BeginShutdown(rig.app);
+    EXPECT_EQ(rig.app.ui.run(), 3);
+    EXPECT_FALSE(rig.app.engine.asioRunning.load());
+    EXPECT_THAT(rig.seen.log, Not(Contains(L"Host stopped.")));
+  }
+}
+
+TEST(Shutdown, EndsAnApplicationWhoseLoopNeverRan) {
+  Rig rig;
+  rig.start(2);
+  rig.app.virtualDevice->release();
+}
+
+TEST(Reports, EndATimedRunWithItsSummary) {
+  Rig rig(runOptions(0.5));
+  rig.start(2);
+  StartReports(rig.app);
+  rig.app.virtualDevice->release();
+  EXPECT_EQ(rig.app.ui.run(), 0);
+  EXPECT_THAT(rig.app.summary, HasSubstr("{\"blocks\":94,"));
+  EXPECT_THAT(rig.seen.log, ElementsAre(L"Stopping host asynchronously...", L"Host stopped."));
+}
+
+TEST(Reports, TellOfEachFaultOnce) {
+  Rig rig;
+  rig.app.engine.counters.refusedBlocks = 3;
+  rig.seen.log.clear();
+  TellFaults(rig.app);
+  TellFaults(rig.app);
+  EXPECT_EQ(rig.seen.log.size(), 1u);
+}
+
+TEST(Program, AnswersAndExits) {
+  const struct {
+    std::vector<std::string> arguments;
+    int exitCode;
+    const wchar_t* printed;
+    const char* faults;
+  } cases[] = {
+      {{"--version"}, 0, L"Tarnwick ", ""},
+      {{"--list-devices"}, 0, L"Tarnwick Virtual Audio\n", ""},
+      {{"--help"}, 0, L"--virtual-clock", ""},
+      {{"--validate", std::string(TARNWICK_TEST_MODULES) + "/gain.vst3"}, 0, L"Valid VST3 effect: ", ""},
+      {{"--validate", std::string(TARNWICK_TEST_MODULES) + "/no_classes.vst3"}, 1, L"", "VST3 validation failed: "},
+      {{"--instances", "x"}, 2, L"", "--instances"},
+      {{"--virtual-source", "/no/such.wav"}, 1, L"", "/no/such.wav"},
+      {{"--start", "--plugin", std::string(TARNWICK_TEST_MODULES) + "/gain.vst3"},
+       1,
+       L"",
+       "Add at least one VST instance."},
+      {{"--start", "--instances", "1", "--device", "Nothing"}, 1, L"", "Nothing"},
+      {{"--start", "--instances", "1", "--plugin", "/no/such.vst3"}, 1, L"", "/no/such.vst3"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(::testing::PrintToString(c.arguments));
+    Seen seen;
+    ProgramEntry entry;
+    entry.surface = seen.surface();
+    entry.printError = [&seen](const std::string& text) { seen.faults += text; };
+    entry.watchForEnd = [](Application&) {};
+    EXPECT_EQ(RunProgram(c.arguments, entry), c.exitCode);
+    EXPECT_THAT(seen.printed, HasSubstr(c.printed));
+    EXPECT_THAT(seen.faults, HasSubstr(c.faults));
+    EXPECT_EQ(seen.faults.empty(), c.exitCode == 0);
+    EXPECT_EQ(seen.printed.empty(), c.exitCode != 0);
+    EXPECT_THAT(seen.log, Not(Contains(HasSubstr(L"box: ")))) << "without a message box";
+  }
+}
+
+TEST(Program, EndsWhenAskedToBeforeItHasStarted) {
+  Seen seen;
+  ProgramEntry entry;
+  entry.surface = seen.surface();
+  entry.printError = [&seen](const std::string& text) { seen.faults += text; };
+  entry.watchForEnd = [](Application& app) { app.ui.post([&app] { BeginShutdown(app); }); };
+  EXPECT_EQ(RunProgram({"--start", "--instances", "2", "--seconds", "1000", "--plugin",
+                        std::string(TARNWICK_TEST_MODULES) + "/gain.vst3"},
+                       entry),
+            0);
+  EXPECT_EQ(seen.faults, "");
+  EXPECT_EQ(seen.log.back(), L"Host stopped.");
+  EXPECT_THAT(seen.printed, HasSubstr(L"{\"blocks\":"));
+}
+
+}  // namespace
+}  // namespace tarnwick::app

@@ -1,0 +1,20 @@
+// Processors to choose between in a test.
+#pragma once
+
+#include <cstdint>
+
+#include "platform/threads.h"
+
+namespace tarnwick::platform {
+
+inline uint64_t lowest() {
+  return SystemAffinityMask() & (~SystemAffinityMask() + 1);
+}
+inline uint64_t allButLowest() {
+  return SystemAffinityMask() & ~lowest();
+}
+inline bool oneProcessor() {
+  return allButLowest() == 0;
+}
+
+}  // namespace tarnwick::platform
