@@ -56,7 +56,7 @@ void LoseDevice(Application& app, uint32_t session, const std::wstring& reason) 
   if (session != app.sessionNumber.load() || !app.engine.asioRunning.load()) {
     return;
   }
-  app.log.add(L"Audio device lost: " + reason);
+  app.log.add(L"Audio device lost: " + reason + L" It can be started again once it is back.");
   app.deviceLost = true;
   if (app.options.seconds > 0.0) {
     app.exitCode = 1;  // what was to be counted will not come

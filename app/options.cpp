@@ -13,6 +13,10 @@ namespace {
 using platform::VirtualClock;
 using platform::WideFromUtf8;
 
+// An empty text is most likely a variable of a script that was never set.
+const CLI::Validator kNotEmpty(
+    [](const std::string& text) { return text.empty() ? std::string("is empty") : std::string(); }, "");
+
 // What the parser fills: UTF-8 as it comes.
 struct RawOptions {
   std::string device;
@@ -26,7 +30,9 @@ struct RawOptions {
 };
 
 void addProgramOptions(CLI::App& parser, Options& options, RawOptions& raw) {
-  parser.add_option("--device", raw.device, "Audio device to select (default: the virtual device)")->type_name("NAME");
+  parser.add_option("--device", raw.device, "Audio device to select (default: the virtual device)")
+      ->check(kNotEmpty)
+      ->type_name("NAME");
   parser.add_option("--sample-rate", options.sampleRate, "Sample rate of the session in Hz (default 48000)")
       ->check(CLI::Range(1000.0, 768000.0))
       ->type_name("HZ");
@@ -35,7 +41,9 @@ void addProgramOptions(CLI::App& parser, Options& options, RawOptions& raw) {
                   "Samples in a block (default 256); 0 takes the device's preferred length")
       ->check(CLI::Range(0, 65536))
       ->type_name("N");
-  parser.add_option("--plugin", raw.plugin, "VST3 effect (default: Ombrel.vst3 beside the program)")->type_name("PATH");
+  parser.add_option("--plugin", raw.plugin, "VST3 effect (default: Ombrel.vst3 beside the program)")
+      ->check(kNotEmpty)
+      ->type_name("PATH");
   parser.add_option("--instances", options.instances, "Number of instances, input i to output i (default 0)")
       ->check(CLI::Range(0, 127))
       ->type_name("N");
@@ -44,10 +52,14 @@ void addProgramOptions(CLI::App& parser, Options& options, RawOptions& raw) {
       ->check(CLI::Range(1e-6, 1e9))
       ->type_name("S");
   parser.add_option("--state-dir", raw.stateDir, "Folder that stands for the program's own (state files)")
+      ->check(kNotEmpty)
       ->type_name("DIR");
-  parser.add_option("--settings", raw.settingsFile, "File that holds the settings")->type_name("FILE");
+  parser.add_option("--settings", raw.settingsFile, "File that holds the settings")
+      ->check(kNotEmpty)
+      ->type_name("FILE");
   parser.add_flag("--list-devices", options.listDevices, "List the audio devices that answer, and exit");
   parser.add_option("--validate", raw.validate, "Tell whether a file is a usable VST3 effect, and exit")
+      ->check(kNotEmpty)
       ->type_name("PATH");
   parser.add_flag("--version", options.version, "Print the version, and exit");
 }
@@ -60,8 +72,10 @@ void addVirtualOptions(CLI::App& parser, platform::VirtualOptions& device, RawOp
       ->check(CLI::Range(1, 1024))
       ->type_name("N");
   parser.add_option("--virtual-source", raw.virtualSource, "WAV file for the virtual inputs, looped")
+      ->check(kNotEmpty)
       ->type_name("FILE");
   parser.add_option("--virtual-capture", raw.virtualCapture, "32-bit float WAV file of all virtual outputs")
+      ->check(kNotEmpty)
       ->type_name("FILE");
   parser
       .add_option("--virtual-clock", raw.virtualClock,

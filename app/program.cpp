@@ -59,8 +59,15 @@ bool startAtOnce(Application& app, std::wstring& error) {
 
 // The system's own text for a failure does not name what it is about.
 std::string startedWith(const Application& app) {
-  return Utf8FromWide(L"The start was asked for with device \"" + app.options.device + L"\", effect \"" +
-                      app.host.pluginPath + L"\", " + engine::InstanceCaption(app.host.rows.size()) + L".\n");
+  std::wstring text = L"The start was asked for with device \"" + app.options.device + L"\", effect \"" +
+                      app.host.pluginPath + L"\", " + engine::InstanceCaption(app.host.rows.size()) + L".\n";
+  if (app.devices.selected.empty()) {
+    text += L"Devices that answer:\n";
+    for (const std::wstring& device : app.devices.devices) {
+      text += L"  " + device + L"\n";
+    }
+  }
+  return Utf8FromWide(text);
 }
 
 int run(Application& app, const ProgramEntry& entry) {

@@ -2,11 +2,17 @@
 
 #include <cstdint>
 #include <cwctype>
+#include <type_traits>
 
 namespace tarnwick::platform {
 namespace {
 
 constexpr uint32_t kReplacement = 0xFFFD;
+
+// One unit of wide text as a number; wchar_t is signed on some systems.
+uint32_t unitOf(wchar_t unit) {
+  return static_cast<uint32_t>(static_cast<std::make_unsigned_t<wchar_t>>(unit));
+}
 
 void appendWide(std::wstring& out, uint32_t code) {
   if (sizeof(wchar_t) == 2 && code > 0xFFFF) {
@@ -81,9 +87,9 @@ std::string Utf8FromWide(std::wstring_view text) {
   std::string out;
   out.reserve(text.size());
   for (size_t k = 0; k < text.size(); ++k) {
-    auto code = static_cast<uint32_t>(text[k]);
+    auto code = unitOf(text[k]);
     if (sizeof(wchar_t) == 2 && code >= 0xD800 && code < 0xDC00 && k + 1 < text.size()) {
-      const auto low = static_cast<uint32_t>(text[k + 1]);
+      const auto low = unitOf(text[k + 1]);
       if (low >= 0xDC00 && low < 0xE000) {
         code = 0x10000 + ((code - 0xD800) << 10) + (low - 0xDC00);
         ++k;

@@ -20,13 +20,15 @@ void onEndSignal(int /*signal*/) {
   endAsked = 1;
 }
 
-// Ends on SIGINT and SIGTERM; a second one, should the first not get through, ends the process as usual.
+// Ends on SIGINT, SIGTERM and SIGHUP (the terminal was closed); a second one, should the first not get through, ends
+// the process as usual.
 void watchForEnd(app::Application& application) {
   struct sigaction action = {};
   action.sa_handler = &onEndSignal;
   action.sa_flags = static_cast<int>(SA_RESETHAND);
   sigaction(SIGINT, &action, nullptr);
   sigaction(SIGTERM, &action, nullptr);
+  sigaction(SIGHUP, &action, nullptr);
   std::signal(SIGPIPE, SIG_IGN);
   application.ui.startTimer(std::chrono::milliseconds(50), [&application] {
     if (endAsked != 0) {

@@ -25,7 +25,8 @@ int errorOf(snd_pcm_t* pcm) {
 }  // namespace
 
 AlsaDuplex::AlsaDuplex(AlsaStream* capture, AlsaStream* playback) : capture_(capture), playback_(playback) {
-  descriptors_.resize(static_cast<size_t>(1 + descriptorCount(capture_) + descriptorCount(playback_)));
+  const int descriptors = 1 + descriptorCount(capture_) + descriptorCount(playback_);
+  descriptors_.resize(static_cast<size_t>(descriptors));
   linked_ = capture_ && playback_ && snd_pcm_link(capture_->pcm(), playback_->pcm()) >= 0;
 }
 

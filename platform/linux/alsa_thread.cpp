@@ -118,7 +118,7 @@ int AlsaThread::deliverBlock() {
 // Until every direction has a block's frames.
 int AlsaThread::awaitBlock() {
   const int blockMilliseconds = static_cast<int>(1000.0 * run_.blockLength / run_.sampleRate);
-  const auto limit = static_cast<uint64_t>(kStallMilliseconds + 3 * blockMilliseconds);
+  const auto limit = uint64_t{kStallMilliseconds} + 3 * static_cast<uint64_t>(blockMilliseconds);
   const uint64_t begin = TickMilliseconds();
   unsigned waitedFor = 0;  // one bit a direction
   bool paused = false;
