@@ -29,8 +29,16 @@ test_packages=(
 
 style_packages=(clang-format clang-tidy shellcheck)
 
-# To build what runs on Windows, and to look at it.
-windows_packages=(binutils-mingw-w64-x86-64 g++-mingw-w64-x86-64-posix)
+# To build what runs on Windows, to look at it and to run it.
+windows_packages=(
+  binutils-mingw-w64-x86-64
+  g++-mingw-w64-x86-64-posix
+  googletest  # its sources, to build for Windows
+  rapidjson-dev
+  wine
+  wine64
+  xvfb  # a screen for the program's window
+)
 
 # The packages among the given ones that are not installed, one a line.
 missing_packages() {

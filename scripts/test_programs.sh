@@ -36,6 +36,9 @@ attribute() {
   sed -n "s/.*<testsuites.* $1=\"\([0-9]*\)\".*/\1/p" "$2"
 }
 
+# Put before a path that a test program is given: where the program's system has drives, the one that holds the root.
+test_drive=
+
 # Runs one program as CTest would and counts its cases. One that ends badly with no failed case to show for it (a crash,
 # a time-out, a sanitizer's report, also one of a process that it had started) is one failure. A program of another kind
 # is one case.
@@ -45,7 +48,7 @@ run_test_program() {
   local cases=1 bad=0 skips=0 ended=0 report
   rm -rf "$results"
   mkdir -p "$results"
-  GTEST_OUTPUT="xml:$results/cases.xml" GTEST_COLOR=no \
+  GTEST_OUTPUT="xml:$test_drive$results/cases.xml" GTEST_COLOR=no \
     ASAN_OPTIONS="detect_leaks=1:log_path=$results/report" \
     UBSAN_OPTIONS="print_stacktrace=1:log_path=$results/report" \
     TSAN_OPTIONS="second_deadlock_stack=1:log_path=$results/report" \

@@ -1,7 +1,8 @@
 #include "app/status_log.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
+#include <regex>
 #include <vector>
 
 #include "platform/text.h"
@@ -16,11 +17,11 @@ TEST(StatusLog, StampsEachLineAndKeepsItOneLine) {
                                                              {L"", L""},
                                                              {L"a\r\nb\nc\r", L"a  b c "},
                                                              {L"Gr\u00fc\u00dfe", L"Gr\u00fc\u00dfe"}};
-  const char* stamp = "([01][0-9]|2[0-3]):[0-5][0-9]:[0-5][0-9]\\.[0-9]{3} ";
+  const std::wregex stamp(L"([01][0-9]|2[0-3]):[0-5][0-9]:[0-5][0-9]\\.[0-9]{3} ");
   for (const auto& [line, shown] : cases) {
     log.add(line);
     ASSERT_GE(seen.back().size(), 13u);
-    EXPECT_THAT(platform::Utf8FromWide(seen.back().substr(0, 13)), ::testing::MatchesRegex(stamp));
+    EXPECT_TRUE(std::regex_match(seen.back().substr(0, 13), stamp)) << platform::Utf8FromWide(seen.back());
     EXPECT_EQ(seen.back().substr(13), shown);
     EXPECT_EQ(log.lines().back(), seen.back());
   }

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cmath>
 #include <cstring>
+#include <memory>
 #include <numbers>
 
 #include "support/windows/test_asio_samples.h"
@@ -106,9 +107,10 @@ void TestAsioSession::stop() {
     second_.join();
   }
   if (settings_.blocksAfterStop > 0) {
-    // It holds nothing of this session, which may be gone when it calls.
-    std::thread([&device = device_, callbacks = callbacks_, count = settings_.blocksAfterStop] {
-      const CountedThread counted(device);
+    // It holds nothing of this session, which may be gone when it calls. It counts from here on: a test that waits for
+    // the driver's threads to end must not look before it has begun.
+    const auto counted = std::make_shared<const CountedThread>(device_);
+    std::thread([&device = device_, callbacks = callbacks_, count = settings_.blocksAfterStop, counted] {
       for (int32_t k = 0; k < count; ++k) {
         callbacks.bufferSwitch(k % 2, 1);
         callbacks.asioMessage(6, 0, nullptr, nullptr);

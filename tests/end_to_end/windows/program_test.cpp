@@ -1,0 +1,177 @@
+// The Windows program from outside: answers, runs, its window, and the rule of the single instance.
+#include "program.h"
+
+#include <gmock/gmock.h>
+#include <rapidjson/document.h>
+
+#include "platform/text.h"
+#include "support/windows/test_asio_rig.h"
+
+namespace tarnwick::tests {
+namespace {
+
+using Arguments = std::vector<std::string>;
+using ::testing::HasSubstr;
+
+rapidjson::Document json(const std::string& text) {
+  rapidjson::Document document;
+  document.Parse(text.c_str());
+  EXPECT_TRUE(document.IsObject()) << text;
+  return document;
+}
+
+TEST(WindowsProgram, AnswersIntoItsPipesAlsoWhileAnInstanceRuns) {
+  const struct {
+    Arguments arguments;
+    DWORD exitCode;
+    const char* out;
+    const char* err;
+  } cases[] = {
+      {{"--version"}, 0, "Tarnwick ", ""},
+      {{"--help"}, 0, "--list-devices", ""},
+      {{"--list-devices"}, 0, "Tarnwick Virtual Audio\n", ""},
+      {{"--validate", TARNWICK_OMBREL}, 0, "Valid VST3 effect: Ombrel\n", ""},
+      {{"--validate", TARNWICK_PROGRAM}, 1, "", TARNWICK_PROGRAM},
+      {{"--no-such-option"}, 2, "", "--no-such-option"},
+      {{"--instances", "128"}, 2, "", "--instances"},
+  };
+  RunningProgram instance({});
+  HWND window = instance.window();
+  ASSERT_NE(window, nullptr);
+  for (const auto& [arguments, exitCode, out, err] : cases) {
+    SCOPED_TRACE(arguments.front());
+    const ProgramResult result = RunTarnwick(arguments);
+    EXPECT_EQ(result.exitCode, exitCode);
+    EXPECT_THAT(result.out, HasSubstr(out));
+    EXPECT_THAT(result.err, HasSubstr(err));
+    EXPECT_EQ(result.out.empty(), *out == '\0') << result.out;
+    EXPECT_EQ(result.err.empty(), *err == '\0') << result.err;
+  }
+  PostMessageW(window, WM_CLOSE, 0, 0);
+  EXPECT_EQ(instance.finish().exitCode, 0u);
+}
+
+TEST(WindowsProgram, RunsForTheSecondsAskedForOnTheVirtualDevice) {
+  const ProgramResult result =
+      RunTarnwick({"--start", "--seconds", "2", "--virtual-clock", "fast", "--instances", "8"});
+  ASSERT_EQ(result.exitCode, 0u) << result.err;
+  const rapidjson::Document summary = json(result.lastLine());
+  EXPECT_EQ(summary["blocks"].GetInt(), 375);
+  EXPECT_EQ(summary["skippedBlocks"].GetInt(), 0);
+  EXPECT_EQ(summary["instances"].GetInt(), 8);
+  ASSERT_EQ(summary["outputs"].Size(), 8u);
+  EXPECT_GT(summary["outputs"][0]["peakDb"].GetDouble(), -40.0);
+}
+
+TEST(WindowsProgram, TellsOfAFailedStartWithoutABox) {
+  const ProgramResult result = RunTarnwick({"--start", "--device", "no such device", "--instances", "1"});
+  EXPECT_EQ(result.exitCode, 1u);
+  EXPECT_THAT(result.err, HasSubstr("no such device"));
+}
+
+TEST(WindowsProgram, PlaysAnAsioDeviceThroughOmbrel) {
+  const TestAsioRig rig;
+  const std::string report = "asio_report.json";
+  DeleteFileA(report.c_str());
+  SetEnvironmentVariableA("TARNWICK_TEST_ASIO_1", ("inputs=4 outputs=4 signal=tone report=" + report).c_str());
+  EXPECT_THAT(RunTarnwick({"--list-devices"}).out, HasSubstr("Tarnwick Test ASIO\n"));
+  const ProgramResult result = RunTarnwick({"--device", platform::Utf8FromWide(kTestAsioNames[0]), "--start",
+                                            "--seconds", "1", "--buffer-size", "64", "--instances", "3"});
+  SetEnvironmentVariableA("TARNWICK_TEST_ASIO_1", nullptr);
+  ASSERT_EQ(result.exitCode, 0u) << result.err;
+  const rapidjson::Document summary = json(result.lastLine());
+  EXPECT_GE(summary["blocks"].GetInt(), 750);
+  // The driver's tone is far above the expander's threshold: it passes as it is. The fourth output has no instance.
+  for (rapidjson::SizeType k = 0; k < 3; ++k) {
+    EXPECT_NEAR(summary["outputs"][k]["peakDb"].GetDouble(), -12.04, 0.1) << k;
+  }
+  EXPECT_EQ(summary["outputs"][3]["peakDb"].GetDouble(), -180.0);
+
+  std::FILE* file = std::fopen(report.c_str(), "rb");
+  ASSERT_NE(file, nullptr);
+  char text[1024] = {};
+  std::fread(text, 1, sizeof text - 1, file);
+  std::fclose(file);
+  const rapidjson::Document driver = json(text);
+  for (const char* none : {"wrongThread", "wrongOrder", "objects", "bufferSets"}) {
+    EXPECT_EQ(driver[none].GetInt(), 0) << none;
+  }
+}
+
+TEST(WindowsProgram, HasItsWindowInTheCornerAtTheSizeOfTheWorkArea) {
+  RunningProgram program({});
+  HWND window = program.window();
+  ASSERT_NE(window, nullptr);
+  EXPECT_TRUE(AwaitTitle(window, L"Tarnwick - Stopped"));
+  RECT outer = {};
+  RECT client = {};
+  RECT work = {};
+  GetWindowRect(window, &outer);
+  GetClientRect(window, &client);
+  SystemParametersInfoW(SPI_GETWORKAREA, 0, &work, 0);
+  EXPECT_EQ(outer.left, 0);
+  EXPECT_EQ(outer.top, 0);
+  EXPECT_EQ(client.right, 924);
+  EXPECT_EQ(client.bottom, work.bottom - work.top - 50);
+  const LONG style = WS_OVERLAPPEDWINDOW | WS_VSCROLL | WS_HSCROLL | WS_CLIPCHILDREN;
+  EXPECT_EQ(GetWindowLongW(window, GWL_STYLE) & style, style);
+  PostMessageW(window, WM_CLOSE, 0, 0);
+  EXPECT_EQ(program.finish().exitCode, 0u);
+}
+
+TEST(WindowsProgram, StartsAndStopsByItsButtons) {
+  RunningProgram program({"--instances", "2"});
+  HWND window = program.window();
+  ASSERT_NE(window, nullptr);
+  const struct {
+    const wchar_t* button;
+    const wchar_t* becomes;
+    const wchar_t* title;
+  } presses[] = {
+      {L"ASIO Start", L"ASIO Stop", L"Tarnwick - Stopped"},
+      {L"Start host", L"Stop host", L"Tarnwick - Running"},
+      {L"Stop host", L"Start host", L"Tarnwick - Stopped"},
+      {L"ASIO Stop", L"ASIO Start", L"Tarnwick - Stopped"},
+  };
+  for (const auto& [button, becomes, title] : presses) {
+    HWND pressed = AwaitControl(window, button);
+    ASSERT_NE(pressed, nullptr) << platform::Utf8FromWide(button);
+    PostMessageW(pressed, BM_CLICK, 0, 0);
+    EXPECT_EQ(AwaitControl(window, becomes), pressed) << platform::Utf8FromWide(becomes);
+    EXPECT_TRUE(AwaitTitle(window, title)) << platform::Utf8FromWide(title);
+  }
+  PostMessageW(window, WM_CLOSE, 0, 0);
+  EXPECT_EQ(program.finish().exitCode, 0u);
+}
+
+TEST(WindowsProgram, StopsTheHostBeforeItsWindowCloses) {
+  RunningProgram program({"--start", "--instances", "4"});
+  HWND window = program.window();
+  ASSERT_NE(window, nullptr);
+  ASSERT_TRUE(AwaitTitle(window, L"Tarnwick - Running"));
+  PostMessageW(window, WM_CLOSE, 0, 0);
+  const ProgramResult result = program.finish();
+  EXPECT_EQ(result.exitCode, 0u);
+  EXPECT_THAT(result.lastLine(), HasSubstr("Host stopped."));
+}
+
+TEST(WindowsProgram, IsRaisedByASecondStart) {
+  RunningProgram first({});
+  HWND window = first.window();
+  ASSERT_NE(window, nullptr);
+  for (const int state : {SW_MINIMIZE, SW_HIDE}) {
+    ShowWindow(window, state);
+    ASSERT_TRUE(WaitFor([&] { return IsIconic(window) || !IsWindowVisible(window); }));
+    const ProgramResult second = RunTarnwick({"--start"});
+    EXPECT_EQ(second.exitCode, 0u);
+    EXPECT_EQ(second.out, "");
+    EXPECT_TRUE(WaitFor([&] { return !IsIconic(window) && IsWindowVisible(window); })) << state;
+    EXPECT_TRUE(WaitFor([&] { return GetForegroundWindow() == window; })) << state;
+  }
+  EXPECT_TRUE(AwaitTitle(window, L"Tarnwick - Stopped"));
+  PostMessageW(window, WM_CLOSE, 0, 0);
+  EXPECT_EQ(first.finish().exitCode, 0u);
+}
+
+}  // namespace
+}  // namespace tarnwick::tests
