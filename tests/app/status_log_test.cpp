@@ -2,13 +2,20 @@
 
 #include <gtest/gtest.h>
 
-#include <regex>
+#include <algorithm>
 #include <vector>
 
 #include "platform/text.h"
 
 namespace tarnwick::app {
 namespace {
+
+// The form of a stamp with every digit as 0. GCC 12 warns of its own regular expressions in sanitizer builds.
+std::wstring formOf(std::wstring stamp) {
+  std::replace_if(
+      stamp.begin(), stamp.end(), [](wchar_t c) { return c >= L'1' && c <= L'9'; }, L'0');
+  return stamp;
+}
 
 TEST(StatusLog, StampsEachLineAndKeepsItOneLine) {
   std::vector<std::wstring> seen;
@@ -17,11 +24,13 @@ TEST(StatusLog, StampsEachLineAndKeepsItOneLine) {
                                                              {L"", L""},
                                                              {L"a\r\nb\nc\r", L"a  b c "},
                                                              {L"Gr\u00fc\u00dfe", L"Gr\u00fc\u00dfe"}};
-  const std::wregex stamp(L"([01][0-9]|2[0-3]):[0-5][0-9]:[0-5][0-9]\\.[0-9]{3} ");
   for (const auto& [line, shown] : cases) {
     log.add(line);
     ASSERT_GE(seen.back().size(), 13u);
-    EXPECT_TRUE(std::regex_match(seen.back().substr(0, 13), stamp)) << platform::Utf8FromWide(seen.back());
+    const std::wstring stamp = seen.back().substr(0, 13);
+    EXPECT_EQ(formOf(stamp), L"00:00:00.000 ") << platform::Utf8FromWide(stamp);
+    EXPECT_LT(stamp.substr(0, 2), L"24");
+    EXPECT_LT(stamp.substr(3, 2), L"60");
     EXPECT_EQ(seen.back().substr(13), shown);
     EXPECT_EQ(log.lines().back(), seen.back());
   }
