@@ -75,7 +75,8 @@ class VirtualDevice {
   VirtualDevice& operator=(const VirtualDevice&) = delete;
   ~VirtualDevice();
 
-  // Checks the options, loads the source file and creates the capture file; false with the reason in words.
+  // Checks the options, loads the source file and finds out whether the capture file can be written (what it holds goes
+  // with the first block); false with the reason in words.
   // User-interface thread, once, before the driver is loaded.
   bool prepare(std::wstring* error);
   // The back end that lists this one device. A driver that outlives the device finds it gone: ASE_NotPresent.

@@ -31,6 +31,7 @@ TEST(StatusLog, StampsEachLineAndKeepsItOneLine) {
     EXPECT_EQ(formOf(stamp), L"00:00:00.000 ") << platform::Utf8FromWide(stamp);
     EXPECT_LT(stamp.substr(0, 2), L"24");
     EXPECT_LT(stamp.substr(3, 2), L"60");
+    EXPECT_LT(stamp.substr(6, 2), L"60");
     EXPECT_EQ(seen.back().substr(13), shown);
     EXPECT_EQ(log.lines().back(), seen.back());
   }
