@@ -20,6 +20,10 @@ struct BackEndHooks {
   // silence, or nothing. The session is to be closed as usual; the device can be opened again when it is back. The
   // reason is a sentence for the log.
   std::function<void(const std::wstring& reason)> deviceLost;
+  // Told before (true) and after (false) every wait of the user-interface thread for a driver, on that thread. Such a
+  // wait lets the other threads' window messages through, which a driver's dialog that is owned by the main window
+  // needs; until it is over the window's procedure must turn away what would act on the device. Windows only.
+  std::function<void(bool waiting)> waiting;
   // Blocks that came too late, as the device's system counts them, since ASIOStart.
   std::function<void(uint64_t total)> xruns;
 };

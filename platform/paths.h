@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace tarnwick::platform {
 
@@ -11,5 +12,11 @@ std::wstring ExecutableFolder();
 std::wstring JoinPath(const std::wstring& folder, const std::wstring& name);
 bool FileExists(const std::wstring& path);  // a folder is not a file
 bool FolderExists(const std::wstring& path);
+// Where looking for a file may begin. Windows: the roots of the drives that have something in them ("C:\\"). Linux:
+// "/", the user's home folder, and what is mounted at or below /media, /run/media and /mnt. A drive of the network is
+// listed as the system knows it; whether it answers is not tried.
+std::vector<std::wstring> Drives();
+// The folders where effects are installed by custom, whether they are there or not.
+std::vector<std::wstring> PluginFolders();
 
 }  // namespace tarnwick::platform

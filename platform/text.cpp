@@ -100,6 +100,14 @@ std::string Utf8FromWide(std::wstring_view text) {
   return out;
 }
 
+std::wstring LowerCase(std::wstring_view text) {
+  std::wstring lower(text);
+  for (wchar_t& c : lower) {
+    c = static_cast<wchar_t>(std::towlower(static_cast<wint_t>(c)));
+  }
+  return lower;
+}
+
 bool EqualIgnoringCase(std::wstring_view a, std::wstring_view b) {
   if (a.size() != b.size()) {
     return false;

@@ -10,6 +10,9 @@ namespace tarnwick::platform {
 std::wstring WideFromUtf8(std::string_view text);
 std::string Utf8FromWide(std::wstring_view text);
 
+// Small letters for large ones, by the same folding as EqualIgnoringCase.
+std::wstring LowerCase(std::wstring_view text);
+
 // Compares without regard to case (ASCII letters and the locale-independent simple folding of towlower).
 bool EqualIgnoringCase(std::wstring_view a, std::wstring_view b);
 

@@ -10,8 +10,10 @@ build_packages=(
   libcli11-dev
   libasound2-dev
   libjack-jackd2-dev
+  libssl-dev
   ninja-build
   pkg-config
+  rapidjson-dev
 )
 
 # To build and run its tests and benchmarks.
@@ -21,7 +23,6 @@ test_packages=(
   libgmock-dev
   jackd2       # a server for the JACK tests
   libgtest-dev
-  rapidjson-dev
   sox          # makes and measures sound files
   util-linux   # setarch
   zam-plugins  # effects that were not written here

@@ -25,6 +25,14 @@ uint64_t TickMilliseconds() noexcept {
   return static_cast<uint64_t>(CounterNow() / kNanosecondsPerMillisecond);
 }
 
+int64_t LocalWallTime() noexcept {
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  tm local{};
+  localtime_r(&now.tv_sec, &local);
+  return (int64_t{now.tv_sec} + local.tm_gmtoff) * 10'000'000 + now.tv_nsec / 100;
+}
+
 std::wstring LocalTimeText() {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);

@@ -1,8 +1,12 @@
 #include "platform/paths.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <system_error>
 
+#include "platform/linux/files.h"
+#include "platform/linux/mounts.h"
+#include "platform/linux/user_folders.h"
 #include "platform/text.h"
 
 namespace tarnwick::platform {
@@ -35,6 +39,28 @@ bool FileExists(const std::wstring& path) {
 
 bool FolderExists(const std::wstring& path) {
   return std::filesystem::is_directory(statusOf(path));
+}
+
+std::vector<std::wstring> Drives() {
+  constexpr size_t kMostBytes = size_t{4} << 20;
+  std::vector<std::wstring> drives{L"/"};
+  const auto add = [&drives](const std::string& path) {
+    const std::wstring wide = WideFromUtf8(path);
+    if (!wide.empty() && std::find(drives.begin(), drives.end(), wide) == drives.end()) {
+      drives.push_back(wide);
+    }
+  };
+  add(HomeFolder());
+  if (const auto mounts = ReadFileText("/proc/self/mounts", kMostBytes)) {
+    for (const std::string& point : AddedMountPoints(mounts->bytes)) {
+      add(point);
+    }
+  }
+  return drives;
+}
+
+std::vector<std::wstring> PluginFolders() {
+  return {WideFromUtf8(HomeFolder() + "/.vst3"), L"/usr/local/lib/vst3", L"/usr/lib/vst3"};
 }
 
 }  // namespace tarnwick::platform

@@ -46,6 +46,7 @@ struct ThreadState {
   int32_t level = 0;
 };
 constinit thread_local ThreadState threadState;
+constinit thread_local uint64_t threadWord = 0;
 
 uint64_t affinityOf(pid_t thread) noexcept {
   cpu_set_t set;
@@ -289,6 +290,14 @@ void RevertProAudio(RealtimeRegistration& registration) noexcept {
 
 void SetThreadName(const char* name) noexcept {
   prctl(PR_SET_NAME, name);  // cuts at 15 characters by itself
+}
+
+uint64_t ThreadWord() noexcept {
+  return threadWord;
+}
+
+void SetThreadWord(uint64_t word) noexcept {
+  threadWord = word;
 }
 
 }  // namespace tarnwick::platform

@@ -7,6 +7,7 @@ namespace tarnwick::platform {
 std::vector<AudioBackEnd> SystemBackEnds(const BackEndHooks& hooks) {
   AsioOptions options;
   options.log = hooks.log;
+  options.onWait = hooks.waiting;
   return {AsioBackEnd(options)};
 }
 

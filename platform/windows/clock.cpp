@@ -23,6 +23,14 @@ uint64_t TickMilliseconds() noexcept {
   return GetTickCount64();
 }
 
+int64_t LocalWallTime() noexcept {
+  SYSTEMTIME now;
+  GetLocalTime(&now);
+  FILETIME time{};
+  SystemTimeToFileTime(&now, &time);
+  return static_cast<int64_t>((uint64_t{time.dwHighDateTime} << 32) | time.dwLowDateTime);
+}
+
 std::wstring LocalTimeText() {
   SYSTEMTIME now;
   GetLocalTime(&now);

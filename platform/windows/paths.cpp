@@ -1,8 +1,11 @@
 #include "platform/paths.h"
 
+#include <cwchar>
+#include <iterator>
 #include <string_view>
 
 #include "platform/windows/long_path.h"
+#include "platform/windows/own_program.h"
 #include "platform/windows/win32.h"
 
 namespace tarnwick::platform {
@@ -10,11 +13,26 @@ namespace {
 
 // A folder must leave room for a file name of 8.3 characters, so its limit is the lower one.
 constexpr size_t kShortPath = MAX_PATH - 12;
-constexpr size_t kLongestPath = 32768;
 constexpr std::wstring_view kPlainPrefix = L"\\\\?\\";
 constexpr std::wstring_view kSharePrefix = L"\\\\?\\UNC\\";
 constexpr std::wstring_view kShareStart = L"\\\\";
 constexpr std::wstring_view kDevicePrefixes[] = {kPlainPrefix, L"\\\\.\\"};
+
+// A drive for exchangeable media may be empty, which only a look at it tells. A drive of the network is not looked at:
+// one whose server is away would hold the look up for many seconds.
+bool isReady(const wchar_t* root) {
+  switch (GetDriveTypeW(root)) {
+    case DRIVE_FIXED:
+    case DRIVE_RAMDISK:
+    case DRIVE_REMOTE:
+      return true;
+    case DRIVE_REMOVABLE:
+    case DRIVE_CDROM:
+      return GetFileAttributesW(root) != INVALID_FILE_ATTRIBUTES;
+    default:
+      return false;
+  }
+}
 
 DWORD attributesOf(const std::wstring& path) {
   return GetFileAttributesW(ExtendedPath(path).c_str());
@@ -54,13 +72,8 @@ std::wstring ExtendedPath(const std::wstring& path) {
 }
 
 std::wstring ExecutableFolder() {
-  std::wstring program(MAX_PATH, L'\0');
-  DWORD length = GetModuleFileNameW(nullptr, program.data(), static_cast<DWORD>(program.size()));
-  while (length >= program.size() && program.size() < kLongestPath) {
-    program.resize(program.size() * 2);
-    length = GetModuleFileNameW(nullptr, program.data(), static_cast<DWORD>(program.size()));
-  }
-  const size_t end = program.substr(0, length).find_last_of(L"\\/");
+  const std::wstring program = OwnExecutable();
+  const size_t end = program.find_last_of(L"\\/");
   return end == std::wstring::npos ? std::wstring(L".") : program.substr(0, end);
 }
 
@@ -79,6 +92,34 @@ bool FileExists(const std::wstring& path) {
 bool FolderExists(const std::wstring& path) {
   const DWORD attributes = attributesOf(path);
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+std::vector<std::wstring> Drives() {
+  wchar_t roots[26 * 4 + 1] = {};  // "C:\\" and a zero for each letter, and one more zero
+  const DWORD length = GetLogicalDriveStringsW(static_cast<DWORD>(std::size(roots)), roots);
+  std::vector<std::wstring> drives;
+  if (length >= std::size(roots)) {
+    return drives;
+  }
+  // An empty drive is no cause for a message box.
+  DWORD before = 0;
+  SetThreadErrorMode(SEM_FAILCRITICALERRORS, &before);
+  for (const wchar_t* root = roots; *root != L'\0'; root += std::wcslen(root) + 1) {
+    if (isReady(root)) {
+      drives.emplace_back(root);
+    }
+  }
+  SetThreadErrorMode(before, nullptr);
+  return drives;
+}
+
+std::vector<std::wstring> PluginFolders() {
+  wchar_t common[MAX_PATH] = {};
+  const DWORD length = GetEnvironmentVariableW(L"CommonProgramFiles", common, MAX_PATH);
+  if (length == 0 || length >= MAX_PATH) {
+    return {};
+  }
+  return {JoinPath(common, L"VST3")};
 }
 
 }  // namespace tarnwick::platform

@@ -26,6 +26,9 @@ constexpr int32_t kLevels[] = {THREAD_PRIORITY_TIME_CRITICAL, THREAD_PRIORITY_HI
 std::atomic<RegisterFunction> registerTask{nullptr};
 std::atomic<RevertFunction> revertTask{nullptr};
 
+// Taken before the program's first own step, so among those that lie in the thread's block itself.
+const DWORD wordIndex = TlsAlloc();
+
 // The highest level that is not above `level`; of the two below -1 there is only the lowest.
 int32_t nearestLevel(int32_t level) noexcept {
   if (level < THREAD_PRIORITY_BELOW_NORMAL && level > THREAD_PRIORITY_IDLE) {
@@ -120,6 +123,14 @@ void SetThreadName(const char* name) noexcept {
   const size_t length = std::min(std::strlen(name), kLongestName);
   std::transform(name, name + length, description, [](char letter) { return static_cast<wchar_t>(letter); });
   describe(GetCurrentThread(), description);
+}
+
+uint64_t ThreadWord() noexcept {
+  return reinterpret_cast<uintptr_t>(TlsGetValue(wordIndex));
+}
+
+void SetThreadWord(uint64_t word) noexcept {
+  TlsSetValue(wordIndex, reinterpret_cast<void*>(uintptr_t{word}));
 }
 
 }  // namespace tarnwick::platform

@@ -24,6 +24,7 @@ constexpr wchar_t kClassName[] = L"TarnwickUiThread";
 constexpr int32_t kMessageCapacity = 1024;
 constexpr UINT_PTR kTimer = 1;
 constexpr int64_t kNoQuit = INT64_MIN;
+constexpr LRESULT kHeldBack = 2;  // answers kUiSentWork: not now, but it may still run
 
 // Posts to a window; without one nothing is posted, where the system would take the calling thread for it.
 bool tell(const std::atomic<HWND>& target, UINT message, WPARAM parameter = 0) noexcept {
@@ -48,6 +49,7 @@ struct UiThread::State {
   TimerQueue timers;
   std::optional<SteadyClock::time_point> armedFor;  // the instant that the window's timer is set to
   bool quitPosted = false;                          // a WM_QUIT of ours has not been taken yet
+  bool held = false;
 
   bool onOwner() const noexcept { return owner.load(std::memory_order_relaxed) == GetCurrentThreadId(); }
   bool isOpen() const noexcept { return target.load(std::memory_order_acquire) != nullptr; }
@@ -104,6 +106,10 @@ struct UiThread::State {
         runTimers();
         return true;
       case kUiSentWork:
+        if (held) {
+          result = kHeldBack;
+          return true;
+        }
         // A sent message overtakes the posted ones; the work before it in the queue runs first all the same.
         result = work.runUpTo(wParam, [this] { return quitting(); }) ? 1 : 0;
         return true;
@@ -132,6 +138,13 @@ struct UiThread::State {
         (*tick)();
         return true;
       });
+    }
+  }
+
+  // Work whose messages have gone without it gets new ones.
+  void announceWork() noexcept {
+    for (size_t left = work.size(); left > 0; --left) {
+      tell(target, kUiPostedWork);
     }
   }
 
@@ -166,6 +179,13 @@ void AttachWindow(UiThread& ui, HWND window) noexcept {
   if (state.isOpen()) {
     state.target.store(window != nullptr ? window : state.hidden.load(std::memory_order_relaxed),
                        std::memory_order_release);
+  }
+}
+
+void HoldRequests(UiThread& ui, bool held) noexcept {
+  auto& state = UiWindowAccess::stateOf(ui);
+  if (std::exchange(state.held, held) && !held) {
+    state.announceWork();
   }
 }
 
@@ -210,10 +230,7 @@ void UiThread::close() {
 }
 
 int UiThread::run() {
-  // What was left when the last run ended has lost its messages.
-  for (size_t left = state_->work.size(); left > 0; --left) {
-    tell(state_->target, kUiPostedWork);
-  }
+  state_->announceWork();
   MSG message;
   while (!state_->quitting()) {
     if (GetMessageW(&message, nullptr, 0, 0) > 0) {
@@ -268,7 +285,7 @@ bool UiThread::send(Work work) {
   const LRESULT answered =
       SendMessageTimeoutW(state_->target.load(std::memory_order_acquire), kUiSentWork, request->number, 0,
                           SMTO_ABORTIFHUNG | SMTO_BLOCK, static_cast<UINT>(kUiSendTimeout.count()), &answer);
-  return state_->work.settle(request, answered != 0, deadline);
+  return state_->work.settle(request, answered != 0, answered != 0 && answer == kHeldBack, deadline);
 }
 
 UiThread::TimerId UiThread::startTimer(milliseconds interval, std::function<void()> tick) {

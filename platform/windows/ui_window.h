@@ -24,6 +24,10 @@ HWND UiWindow(const UiThread& ui) noexcept;
 // main window's procedure says when the window is being destroyed. Does nothing while not open. User-interface thread.
 void AttachWindow(UiThread& ui, HWND window) noexcept;
 
+// While held, the user-interface thread begins no request, although it may take window messages in a wait for something
+// else: those that are sent wait within their time, and begin with the posted ones afterwards. User-interface thread.
+void HoldRequests(UiThread& ui, bool held) noexcept;
+
 // Called by the procedure of an attached window for every message: true when the message was one of the above, and
 // `result` is then what the procedure must return.
 bool HandleUiMessage(UiThread& ui, UINT message, WPARAM wParam, LPARAM lParam, LRESULT& result) noexcept;

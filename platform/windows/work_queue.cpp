@@ -48,11 +48,15 @@ bool WorkQueue::withdraw(const RequestPointer& request) {
   return take(request);
 }
 
-bool WorkQueue::settle(const RequestPointer& request, bool answered, std::chrono::steady_clock::time_point deadline) {
+bool WorkQueue::settle(const RequestPointer& request, bool answered, bool heldBack,
+                       std::chrono::steady_clock::time_point deadline) {
   std::unique_lock lock(mutex_);
   // Rare: the work was taken along by the message of another request and is still running, in a loop of its own that
   // has answered our message.
-  while (answered && request->phase == Phase::running && std::chrono::steady_clock::now() < deadline) {
+  const auto goesOn = [&] {
+    return request->phase == Phase::running || (heldBack && request->phase == Phase::waiting);
+  };
+  while (answered && goesOn() && std::chrono::steady_clock::now() < deadline) {
     lock.unlock();
     Sleep(1);
     lock.lock();

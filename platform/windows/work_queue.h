@@ -55,8 +55,10 @@ class WorkQueue {
   RequestPointer push(Work work);
   // Takes a request back; false when it has begun. Any thread.
   bool withdraw(const RequestPointer& request);
-  // What came of a sent request, whose message has been answered or not in time. Any thread.
-  bool settle(const RequestPointer& request, bool answered, std::chrono::steady_clock::time_point deadline);
+  // What came of a sent request, whose message has been answered or not in time. One that was held back may begin until
+  // the deadline. Any thread.
+  bool settle(const RequestPointer& request, bool answered, bool heldBack,
+              std::chrono::steady_clock::time_point deadline);
   size_t size();
 
   // Runs the request that has waited longest, if there is one. User-interface thread.

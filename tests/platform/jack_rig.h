@@ -96,6 +96,7 @@ class JackHost {
   explicit JackHost(const std::string& server)
       : backEnd_(JackBackEnd({.log = [this](const std::wstring& line) { keep(lines_, line); },
                               .deviceLost = [this](const std::wstring& reason) { keep(losses_, reason); },
+                              .waiting = {},
                               .xruns = [this](uint64_t total) { xruns = total; }},
                              {server})),
         driver_(backEnd_.loadAsioDriver(JackDeviceName({server}))) {}

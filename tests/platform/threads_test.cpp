@@ -44,5 +44,18 @@ TEST(Threads, FlushDenormalsTakesThemFromResultsAndOperands) {
   }).join();
 }
 
+TEST(Threads, EachHasAWordOfItsOwn) {
+  SetThreadWord(5);
+  for (const uint64_t word : {uint64_t{1}, ~uint64_t{0}}) {  // a thread that begins where another one has ended
+    std::thread([word] {
+      EXPECT_EQ(ThreadWord(), 0u);
+      SetThreadWord(word);
+      EXPECT_EQ(ThreadWord(), word);
+    }).join();
+  }
+  EXPECT_EQ(ThreadWord(), 5u);
+  SetThreadWord(0);
+}
+
 }  // namespace
 }  // namespace tarnwick::platform

@@ -127,6 +127,35 @@ TEST_F(UiThreadTest, RequestsAndTimersGoOnInAnotherLoopAndNoTickIsEnteredTwice) 
   EXPECT_EQ(received_.size(), 1u);
 }
 
+TEST_F(UiThreadTest, RequestsThatAreHeldBackRunAfterwardsInOrderOrNotAtAll) {
+  start();
+  for (const bool inTime : {true, false}) {
+    std::vector<int> ran;
+    std::promise<void> begun;
+    ASSERT_TRUE(ui_.post([&] {
+      HoldRequests(ui_, true);
+      begun.set_value();
+      const auto end = steady_clock::now() + (inTime ? milliseconds(200) : kUiSendTimeout + kSoon);
+      while (steady_clock::now() < end) {
+        MSG message;
+        PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE | PM_QS_SENDMESSAGE);
+        Sleep(1);
+      }
+      EXPECT_TRUE(ran.empty());
+      HoldRequests(ui_, false);
+    }));
+    begun.get_future().wait();
+    EXPECT_TRUE(ui_.post([&ran] { ran.push_back(1); }));
+    EXPECT_EQ(ui_.send([&ran] {
+      ran.push_back(2);
+      return true;
+    }),
+              inTime);
+    flush();
+    EXPECT_EQ(ran, inTime ? (std::vector{1, 2}) : (std::vector{1}));
+  }
+}
+
 TEST_F(UiThreadTest, QuitEndsAnotherLoopToo) {
   start();
   std::promise<void> begun;

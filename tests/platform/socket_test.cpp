@@ -1,0 +1,175 @@
+#include "platform/socket.h"
+
+#include <gtest/gtest.h>
+
+#include <future>
+#include <string>
+#include <string_view>
+#include <thread>
+
+namespace tarnwick::platform {
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+constexpr uint32_t kLoopback = 0x7F000001;
+
+Socket listener(uint16_t port = 0) {
+  Socket socket = Socket::Tcp();
+  EXPECT_TRUE(socket.valid() && socket.bind(kLoopback, port) && socket.listen());
+  EXPECT_NE(socket.localPort(), 0);
+  return socket;
+}
+
+struct Connection {
+  Socket listening = listener();
+  Socket client = Socket::Tcp();
+  Socket server;
+  Connection() {
+    EXPECT_FALSE(listening.waitReadable(0ms));
+    EXPECT_TRUE(client.connect(kLoopback, listening.localPort()));
+    EXPECT_TRUE(listening.waitReadable(5s));
+    server = listening.accept();
+    EXPECT_TRUE(server.valid());
+  }
+};
+
+// Sends until the peer's buffers are full or something fails.
+int64_t sendUntilRefused(Socket& socket) {
+  const std::string piece(65536, 'x');
+  int64_t sent = 1;
+  for (int k = 0; k < 2000 && sent > 0; ++k) {
+    sent = socket.send(piece.data(), piece.size());
+  }
+  return sent;
+}
+
+TEST(Socket, CarriesBytesAndTheEnd) {
+  Connection c;
+  EXPECT_TRUE(c.client.setNoDelay() && c.server.setNoDelay());
+  EXPECT_EQ(c.client.send("question", 8), 8);
+  char buffer[64];
+  ASSERT_TRUE(c.server.waitReadable(5s));
+  EXPECT_EQ(c.server.receive(buffer, 3), 3);
+  EXPECT_EQ(c.server.receive(buffer + 3, sizeof buffer - 3), 5);
+  EXPECT_EQ(std::string_view(buffer, 8), "question");
+  EXPECT_EQ(c.server.send("a", 1), 1);
+  c.server = Socket();
+  ASSERT_TRUE(c.client.waitReadable(5s));
+  EXPECT_EQ(c.client.receive(buffer, sizeof buffer), 1);
+  ASSERT_TRUE(c.client.waitReadable(5s));
+  EXPECT_EQ(c.client.receive(buffer, sizeof buffer), 0);
+  // A dead connection is a failure and no signal.
+  EXPECT_EQ(sendUntilRefused(c.client), Socket::kFailed);
+}
+
+TEST(Socket, APortHasOneListenerAndIsFreeAtOnceAfterIt) {
+  uint16_t port = 0;
+  {
+    Connection c;
+    port = c.listening.localPort();
+    Socket second = Socket::Tcp();
+    EXPECT_FALSE(second.bind(kLoopback, port) && second.listen());
+    c.server = Socket();  // the side that closes first keeps the port for a while
+    char byte = 0;
+    EXPECT_EQ(c.client.receive(&byte, 1), 0);
+  }
+  listener(port);
+}
+
+TEST(Socket, WithoutWaitingItSaysSo) {
+  Connection c;
+  char byte = 0;
+  EXPECT_TRUE(c.client.setBlocking(false));
+  EXPECT_EQ(c.client.receive(&byte, 1), Socket::kWouldBlock);
+  EXPECT_EQ(sendUntilRefused(c.client), Socket::kWouldBlock);
+  EXPECT_TRUE(c.client.setBlocking(true));
+  EXPECT_TRUE(c.client.setReceiveTimeout(50ms));
+  EXPECT_EQ(c.client.receive(&byte, 1), Socket::kFailed);
+}
+
+TEST(Socket, TimeOutsAreKept) {
+  Connection c;
+  char byte = 0;
+  EXPECT_TRUE(c.client.setReceiveTimeout(200ms) && c.client.setSendTimeout(200ms));
+  auto begin = Clock::now();
+  EXPECT_EQ(c.client.receive(&byte, 1), Socket::kFailed);
+  EXPECT_GE(Clock::now() - begin, 150ms);
+  EXPECT_LT(Clock::now() - begin, 5s);
+  begin = Clock::now();
+  EXPECT_EQ(sendUntilRefused(c.client), Socket::kFailed);
+  EXPECT_LT(Clock::now() - begin, 10s);
+  begin = Clock::now();
+  EXPECT_FALSE(c.server.waitReadable(0ms) && c.client.waitReadable(100ms));
+  EXPECT_FALSE(c.client.waitReadable(100ms));
+  EXPECT_GE(Clock::now() - begin, 95ms);
+  EXPECT_FALSE(c.client.waitReadable(-1ms));
+  EXPECT_FALSE(c.client.setReceiveTimeout(-1ms));
+}
+
+TEST(Socket, ShutWakesWhoWaitsInReceive) {
+  Connection c;
+  std::promise<void> begins;
+  auto result = std::async(std::launch::async, [&] {
+    char byte = 0;
+    begins.set_value();
+    return c.server.receive(&byte, 1);
+  });
+  begins.get_future().wait();
+  EXPECT_EQ(result.wait_for(100ms), std::future_status::timeout);
+  c.server.shut();
+  ASSERT_EQ(result.wait_for(10s), std::future_status::ready);
+  EXPECT_LE(result.get(), 0);
+  char byte = 0;
+  EXPECT_LE(c.server.receive(&byte, 1), 0);
+  EXPECT_LT(c.server.send("x", 1), 0);
+  ASSERT_TRUE(c.client.waitReadable(5s));
+  EXPECT_EQ(c.client.receive(&byte, 1), 0);
+}
+
+TEST(Socket, ShutEndsAWaitInSlices) {
+  Connection c;
+  auto waits = std::async(std::launch::async, [&] {
+    while (!c.server.waitReadable(50ms)) {
+    }
+  });
+  EXPECT_EQ(waits.wait_for(120ms), std::future_status::timeout);
+  c.server.shut();
+  EXPECT_EQ(waits.wait_for(10s), std::future_status::ready);
+}
+
+TEST(Socket, DatagramsReachABroadcastAddress) {
+  constexpr uint32_t kBroadcast = 0x7FFFFFFF;
+  Socket receiver = Socket::Udp();
+  ASSERT_TRUE(receiver.bind(Socket::kAnyAddress, 0));
+  Socket sender = Socket::Udp();
+  EXPECT_FALSE(sender.sendTo(kBroadcast, receiver.localPort(), "early", 5));
+  ASSERT_TRUE(sender.enableBroadcast());
+  ASSERT_TRUE(sender.sendTo(kBroadcast, receiver.localPort(), "beacon", 6));
+  ASSERT_TRUE(receiver.waitReadable(5s));
+  char buffer[16];
+  EXPECT_EQ(receiver.receive(buffer, sizeof buffer), 6);
+  EXPECT_FALSE(sender.sendTo(kLoopback, receiver.localPort(), std::string(70'000, 'x').data(), 70'000));
+  Socket other = Socket::Udp();
+  EXPECT_FALSE(other.bind(Socket::kAnyAddress, receiver.localPort()));
+}
+
+TEST(Socket, WithoutASocketNothingWaits) {
+  Connection c;
+  const Socket taken(std::move(c.client));
+  Socket& none = c.client;
+  char byte = 0;
+  EXPECT_FALSE(none.valid());
+  EXPECT_TRUE(taken.valid());
+  EXPECT_TRUE(none.waitReadable(10s));
+  EXPECT_EQ(none.receive(&byte, 1), Socket::kFailed);
+  EXPECT_EQ(none.send(&byte, 1), Socket::kFailed);
+  EXPECT_FALSE(none.accept().valid() || none.bind(0, 0) || none.listen() || none.connect(kLoopback, 1));
+  EXPECT_EQ(none.localPort(), 0);
+  none.shut();
+  c.listening = Socket();
+  EXPECT_FALSE(Socket::Tcp().connect(kLoopback, 1));
+}
+
+}  // namespace
+}  // namespace tarnwick::platform

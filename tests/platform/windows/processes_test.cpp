@@ -1,0 +1,127 @@
+// A process that this test starts, and its own, as Windows shows them. No other process of the machine is ever set.
+#include "platform/processes.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/text.h"
+#include "platform/windows/win32.h"
+#include "platform/processors.h"
+#include "system/process_steering.h"
+
+namespace tarnwick::platform {
+namespace {
+
+uint64_t maskOf(HANDLE process) {
+  DWORD_PTR mask = 0;
+  DWORD_PTR system = 0;
+  EXPECT_TRUE(GetProcessAffinityMask(process, &mask, &system));
+  return mask;
+}
+
+// The system's command interpreter, which never gets to run.
+class OtherProgram {
+ public:
+  OtherProgram() {
+    STARTUPINFOW start{};
+    start.cb = sizeof start;
+    wchar_t command[] = L"cmd.exe";
+    EXPECT_TRUE(CreateProcessW(nullptr, command, nullptr, nullptr, FALSE, CREATE_SUSPENDED, nullptr, nullptr, &start,
+                               &process_));
+  }
+  OtherProgram(const OtherProgram&) = delete;
+  OtherProgram& operator=(const OtherProgram&) = delete;
+  ~OtherProgram() { end(); }
+
+  uint32_t id() const { return process_.dwProcessId; }
+  uint64_t mask() const { return maskOf(process_.hProcess); }
+  void end() {
+    if (process_.hProcess != nullptr) {
+      TerminateProcess(process_.hProcess, 0);
+      WaitForSingleObject(process_.hProcess, 5000);
+      CloseHandle(process_.hThread);
+      CloseHandle(std::exchange(process_.hProcess, nullptr));
+    }
+  }
+
+ private:
+  PROCESS_INFORMATION process_ = {};
+};
+
+TEST(WindowsProcesses, TheListNamesPrograms) {
+  const OtherProgram other;
+  const Processes processes = SystemProcesses();
+  const std::vector<ProcessEntry> list = processes.list();
+  const auto has = [&list](uint32_t id, const std::wstring& name) {
+    return std::count_if(list.begin(), list.end(), [&](const ProcessEntry& entry) {
+             return entry.id == id && EqualIgnoringCase(entry.executable, name);
+           }) == 1;
+  };
+  EXPECT_TRUE(has(GetCurrentProcessId(), processes.ownExecutable()));
+  EXPECT_TRUE(has(other.id(), L"cmd.exe"));
+  EXPECT_EQ(processes.ownId(), GetCurrentProcessId());
+}
+
+TEST(WindowsProcesses, OthersAreSteered) {
+  if (oneProcessor()) {
+    GTEST_SKIP() << "one processor";
+  }
+  OtherProgram other;
+  Processes processes = SystemProcesses();
+  processes.list = [entries = std::vector<ProcessEntry>{
+                        {0, L"idle"}, {GetCurrentProcessId(), L"own"}, {other.id(), L"cmd.exe"}}] { return entries; };
+  for (const uint64_t chosen : {lowest(), allButLowest(), uint64_t{0}}) {
+    EXPECT_EQ(system::SteerOtherProcesses(processes, chosen), (system::SteeringCounts{1, 1, 0, 0}));
+    EXPECT_EQ(other.mask(), chosen != 0 ? chosen : SystemAffinityMask());
+    EXPECT_EQ(processes.readAffinity(other.id()).process, other.mask());
+    EXPECT_EQ(processes.readAffinity(other.id()).system, SystemAffinityMask());
+  }
+  EXPECT_EQ(maskOf(GetCurrentProcess()), SystemAffinityMask());
+  if (~SystemAffinityMask() != 0) {
+    EXPECT_EQ(processes.setAffinity(other.id(), ~SystemAffinityMask()), AffinityOutcome::failed);
+  }
+  other.end();
+  EXPECT_NE(processes.setAffinity(other.id(), lowest()), AffinityOutcome::set);
+}
+
+TEST(WindowsProcesses, TheOwnOneIsLimited) {
+  if (oneProcessor()) {
+    GTEST_SKIP() << "one processor";
+  }
+  const Processes processes = SystemProcesses();
+  for (const uint64_t chosen : {lowest(), allButLowest()}) {
+    EXPECT_TRUE(system::SteerOwnProcess(processes, {chosen, 0, 0, 0, lowest()}));
+    EXPECT_EQ(maskOf(GetCurrentProcess()), chosen);
+    EXPECT_EQ(system::MachineMask(processes), SystemAffinityMask()) << "the limit is taken for the machine";
+  }
+  EXPECT_TRUE(system::SteerOwnProcess(processes, {}));
+  EXPECT_EQ(maskOf(GetCurrentProcess()), SystemAffinityMask());
+  EXPECT_FALSE(processes.setOwnAffinity(0));
+}
+
+TEST(WindowsProcesses, ClassAndLevelAreSet) {
+  const Processes processes = SystemProcesses();
+  const struct {
+    ProcessClass processClass;
+    DWORD shown;
+  } cases[] = {{ProcessClass::idle, IDLE_PRIORITY_CLASS},
+               {ProcessClass::belowNormal, BELOW_NORMAL_PRIORITY_CLASS},
+               {ProcessClass::aboveNormal, ABOVE_NORMAL_PRIORITY_CLASS},
+               {ProcessClass::high, HIGH_PRIORITY_CLASS},
+               {ProcessClass::normal, NORMAL_PRIORITY_CLASS}};
+  for (const auto& [processClass, shown] : cases) {
+    EXPECT_TRUE(processes.setOwnClass(processClass));
+    EXPECT_EQ(GetPriorityClass(GetCurrentProcess()), shown);
+  }
+  EXPECT_TRUE(system::ApplyStartPriorities(processes).processClass);
+  const DWORD granted = GetPriorityClass(GetCurrentProcess());  // without the privilege it is the next lower
+  EXPECT_TRUE(granted == REALTIME_PRIORITY_CLASS || granted == HIGH_PRIORITY_CLASS) << granted;
+  EXPECT_EQ(GetThreadPriority(GetCurrentThread()), THREAD_PRIORITY_BELOW_NORMAL);
+  processes.setOwnClass(ProcessClass::normal);
+  EXPECT_EQ(processes.setUiThreadLevel(0), 0);
+}
+
+}  // namespace
+}  // namespace tarnwick::platform

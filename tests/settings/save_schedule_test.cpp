@@ -1,0 +1,116 @@
+#include "settings/save_schedule.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace tarnwick::settings {
+namespace {
+
+// A program with one setting beside the switch; settings are shown as their texts in a row, switch last.
+struct Program {
+  explicit Program(bool on) : remember(on), schedule(on) {}
+
+  bool remember;
+  int value = 0;
+  SaveSchedule schedule;
+
+  SettingsMap current() const {
+    return {{L"a", std::to_wstring(value)}, {L"rememberSettings", remember ? L"1" : L"0"}};
+  }
+  void change() {
+    ++value;
+    schedule.changed();
+  }
+  void setRemember(bool on) {
+    remember = on;
+    schedule.rememberingSet(on, current());
+  }
+  static std::wstring shown(const std::optional<SettingsMap>& map) {
+    return map ? map->at(L"a") + L" " + map->at(L"rememberSettings") : L"";
+  }
+  std::wstring begin(uint64_t now) {
+    return shown(schedule.due(now, [this] { return current(); }));
+  }
+  // What is written by then, and that it was.
+  std::wstring write(uint64_t now) {
+    const std::wstring what = begin(now);
+    if (!what.empty()) {
+      schedule.written(true);
+    }
+    return what;
+  }
+  std::wstring atExit() {
+    return shown(schedule.flush([this] { return current(); }));
+  }
+};
+
+TEST(SaveSchedule, ManyChangesGiveOneWriteASecond) {
+  Program program(true);
+  EXPECT_EQ(program.write(0), L"") << "nothing has changed";
+  int writes = 0;
+  for (uint64_t now = 5'000; now < 15'000; now += 10) {
+    program.change();
+    writes += program.write(now).empty() ? 0 : 1;
+  }
+  EXPECT_EQ(writes, 10);
+  EXPECT_EQ(program.write(14'999), L"");
+  EXPECT_EQ(program.write(15'000), L"1000 1") << "the last state";
+  EXPECT_EQ(program.write(60'000), L"");
+  EXPECT_EQ(program.atExit(), L"1000 1");
+}
+
+TEST(SaveSchedule, SwitchingOffStoresThatMomentOnce) {
+  Program program(true);
+  program.change();
+  EXPECT_EQ(program.write(0), L"1 1");
+  program.change();
+  program.setRemember(false);
+  program.change();
+  EXPECT_EQ(program.write(999), L"") << "too soon";
+  EXPECT_EQ(program.atExit(), L"2 0");
+  EXPECT_EQ(program.write(1'000), L"2 0") << "without what was changed afterwards";
+  program.change();
+  program.setRemember(false);
+  EXPECT_EQ(program.write(9'000), L"");
+  EXPECT_EQ(program.atExit(), L"");
+  program.setRemember(true);
+  EXPECT_EQ(program.write(10'000), L"4 1");
+  program.setRemember(false);
+  program.setRemember(true);
+  program.change();
+  EXPECT_EQ(program.write(11'000), L"5 1");
+}
+
+TEST(SaveSchedule, SwitchingOffDuringAWriteIsStoredAfterIt) {
+  Program program(true);
+  program.change();
+  EXPECT_EQ(program.begin(0), L"1 1");
+  program.setRemember(false);
+  EXPECT_EQ(program.begin(5'000), L"") << "one is under way";
+  program.schedule.written(true);
+  EXPECT_EQ(program.atExit(), L"1 0");
+  EXPECT_EQ(program.write(5'000), L"1 0");
+}
+
+TEST(SaveSchedule, AFailureIsReportedOnceAndTriedAgainAtTheEnd) {
+  Program program(true);
+  const auto fail = [&program](uint64_t now) {
+    program.change();
+    EXPECT_NE(program.begin(now), L"");
+    return program.schedule.written(false);
+  };
+  EXPECT_TRUE(fail(0));
+  EXPECT_EQ(program.write(5'000), L"") << "not by itself";
+  EXPECT_FALSE(fail(10'000));
+  program.change();
+  EXPECT_EQ(program.write(20'000), L"3 1");
+  EXPECT_TRUE(fail(30'000)) << "it had worked again";
+  program.setRemember(false);
+  EXPECT_EQ(program.begin(40'000), L"4 0");
+  program.schedule.written(false);
+  EXPECT_EQ(program.atExit(), L"4 0");
+}
+
+}  // namespace
+}  // namespace tarnwick::settings
