@@ -1,0 +1,104 @@
+#include "remote/documents.h"
+
+#include "remote/documents_sections.h"
+
+namespace tarnwick::remote {
+namespace {
+
+constexpr size_t kSmallBytes = 128;
+constexpr size_t kMeterBytes = 72;
+constexpr size_t kFileEntryBytes = 96;
+
+// Opens a message to the pages.
+void openMessage(JsonWriter& json, std::string_view type) {
+  json.open('{').key("type").string(type);
+}
+
+}  // namespace
+
+std::string JsonString(std::wstring_view text) {
+  return JsonWriter(text.size() + 2).string(text).take();
+}
+
+std::string JsonStringUtf8(std::string_view text) {
+  return JsonWriter(text.size() + text.size() / 8 + 2).string(text).take();
+}
+
+std::string StatusDocument(const RemoteStatusSnapshot& status) {
+  JsonWriter json(StatusBytes(status));
+  json.open('{');
+  WriteStatusMembers(json, status);
+  return json.close('}').take();
+}
+
+std::string RecordDocument(const RemoteRecordSnapshot& record) {
+  JsonWriter json(RecordBytes(record));
+  WriteRecord(json, record);
+  return json.take();
+}
+
+std::string PlaybackDocument(const RemotePlaybackSnapshot& playback) {
+  JsonWriter json(PlaybackBytes(playback));
+  WritePlayback(json, playback);
+  return json.take();
+}
+
+std::string FileListDocument(const std::wstring& path, const std::vector<RemotePlaybackFileEntry>& entries) {
+  JsonWriter json(kSmallBytes + entries.size() * kFileEntryBytes);
+  json.open('{').key("path").string(path).key("entries").open('[');
+  for (const RemotePlaybackFileEntry& entry : entries) {
+    json.open('{').key("name").string(entry.name);
+    json.key("isDirectory").boolean(entry.isDirectory);
+    json.key("isDrive").boolean(entry.isDrive).close('}');
+  }
+  return json.close(']').close('}').take();
+}
+
+std::string ErrorDocument(std::wstring_view text) {
+  return JsonWriter(kSmallBytes).open('{').key("error").string(text).close('}').take();
+}
+
+std::string MonitorMessage(const RemoteStatusSnapshot& status, const RemoteRecordSnapshot* record,
+                           const RemotePlaybackSnapshot* playback) {
+  JsonWriter json(StatusBytes(status) + (record != nullptr ? RecordBytes(*record) : 0) +
+                  (playback != nullptr ? PlaybackBytes(*playback) : 0));
+  openMessage(json, "monitor");
+  WriteStatusMembers(json, status);
+  if (record != nullptr) {
+    WriteRecord(json.key("record"), *record);
+  }
+  if (playback != nullptr) {
+    WritePlayback(json.key("playback"), *playback);
+  }
+  return json.close('}').take();
+}
+
+std::string MetersMessage(const RemoteStatusSnapshot& status) {
+  JsonWriter json(kSmallBytes + status.instances.size() * kMeterBytes);
+  openMessage(json, "meters");
+  json.key("instanceCount").natural(status.instances.size()).key("instances").open('[');
+  for (size_t k = 0; k < status.instances.size(); ++k) {
+    const RemoteInstance& instance = status.instances[k];
+    json.open('{').key("index").natural(k);
+    json.key("inputMeterDb").decibels(instance.inputMeterDb);
+    json.key("outputMeterDb").decibels(instance.outputMeterDb).close('}');
+  }
+  return json.close(']').close('}').take();
+}
+
+std::string SeekMessage(const RemoteSeek& seek) {
+  JsonWriter json(kSmallBytes + seek.path.size());
+  openMessage(json, "playback-seek");
+  json.key("path").string(seek.path);
+  json.key("currentSeconds").seconds(seek.currentSeconds);
+  json.key("totalSeconds").seconds(seek.totalSeconds);
+  return json.close('}').take();
+}
+
+std::string NoticeMessage(std::string_view action, std::wstring_view text) {
+  JsonWriter json(kSmallBytes + text.size());
+  openMessage(json, "notice");
+  return json.key("action").string(action).key("text").string(text).close('}').take();
+}
+
+}  // namespace tarnwick::remote

@@ -1,0 +1,130 @@
+#include "remote/documents_sections.h"
+#include "system/priority.h"
+
+namespace tarnwick::remote {
+namespace {
+
+constexpr size_t kUsualBytes = 4096;
+constexpr size_t kInstanceBytes = 320;
+
+void writeInstance(JsonWriter& json, size_t index, const RemoteInstance& instance) {
+  json.open('{');
+  json.key("index").natural(index);
+  json.key("name").string(instance.name);
+  json.key("inputChannel").integer(instance.inputChannel);
+  json.key("outputChannel").integer(instance.outputChannel);
+  json.key("inputGainDb").decibels(instance.inputGainDb);
+  json.key("outputGainDb").decibels(instance.outputGainDb);
+  json.key("inputMeterDb").decibels(instance.inputMeterDb);
+  json.key("outputMeterDb").decibels(instance.outputMeterDb);
+  json.key("glitchCount").natural(instance.glitchCount);
+  json.key("firstParamPercent").percent(instance.firstParamPercent);
+  json.key("bypassEnabled").boolean(instance.bypassEnabled);
+  json.key("testSignalEnabled").boolean(instance.testSignalEnabled);
+  json.key("hasSavedFirstParam").boolean(instance.hasSavedFirstParam);
+  json.close('}');
+}
+
+void writeSteering(JsonWriter& json, const RemoteCpuSteering& steering) {
+  // By SteeringGroup.
+  constexpr std::array<const char*, system::kSteeringGroups> kMasks{"engineMask", "recordMask", "playbackMask",
+                                                                    "networkUiMask", "otherProcessesMask"};
+  constexpr std::array<const char*, system::kSteeringGroups> kDisplays{
+      "engineDisplay", "recordDisplay", "playbackDisplay", "networkUiDisplay", "otherProcessesDisplay"};
+  json.open('{');
+  json.key("cpuCount").integer(steering.cpuCount);
+  for (size_t group = 0; group < system::kSteeringGroups; ++group) {
+    json.key(kMasks[group]).natural(steering.masks[group]);
+  }
+  for (size_t group = 0; group < system::kSteeringGroups; ++group) {
+    json.key(kDisplays[group]).string(steering.display[group]);
+  }
+  json.close('}');
+}
+
+void writeDeviceOptions(JsonWriter& json, const RemoteStatusSnapshot& status) {
+  json.key("deviceOptions").open('[');
+  for (const std::wstring& device : status.deviceOptions) {
+    json.string(device);
+  }
+  json.close(']').key("sampleRateOptions").open('[');
+  for (const double rate : status.sampleRateOptions) {
+    json.hertz(rate);
+  }
+  json.close(']').key("bufferSizeOptions").open('[');
+  for (const int32_t size : status.bufferSizeOptions) {
+    json.integer(size);
+  }
+  json.close(']');
+}
+
+void writePriorities(JsonWriter& json, const RemoteStatusSnapshot& status) {
+  json.key("enginePriority").integer(status.enginePriority);
+  json.key("uiPriority").integer(status.uiPriority);
+  json.key("audioPriority").integer(status.audioPriority);
+  json.key("networkPriority").integer(status.networkPriority);
+  json.key("priorityOptions").open('[');
+  for (const system::Priority& priority : system::kPriorities) {
+    json.string(std::wstring_view(priority.name));
+  }
+  json.close(']');
+}
+
+void writeUsage(JsonWriter& json, const RemoteStatusSnapshot& status) {
+  json.key("cpuUsagePercent").percent(status.cpuUsagePercent);
+  json.key("cpuCoreUsagePercents").open('[');
+  for (const float usage : status.cpuCoreUsagePercents) {
+    json.percent(usage);
+  }
+  json.close(']');
+}
+
+}  // namespace
+
+void WriteStatusMembers(JsonWriter& json, const RemoteStatusSnapshot& status) {
+  json.key("service").string(std::string_view("Tarnwick"));
+  json.key("running").boolean(status.running);
+  json.key("stopping").boolean(status.stopping);
+  json.key("asioRunning").boolean(status.asioRunning);
+  json.key("playbackRunning").boolean(status.playbackRunning);
+  json.key("recordRunning").boolean(status.recordRunning);
+  json.key("runningClockSyncId").natural(status.runningClockSyncId);
+  json.key("recordClockSyncId").natural(status.recordClockSyncId);
+  json.key("runningElapsedSeconds").seconds(status.runningElapsedSeconds);
+  json.key("mmcssEnabled").boolean(status.mmcssEnabled);
+  json.key("bypassAllEnabled").boolean(status.bypassAllEnabled);
+  json.key("testSignalAllEnabled").boolean(status.testSignalAllEnabled);
+  json.key("recordElapsedSeconds").seconds(status.recordElapsedSeconds);
+  json.key("availableInputChannels").integer(status.availableInputChannels);
+  json.key("availableOutputChannels").integer(status.availableOutputChannels);
+  json.key("pluginPath").string(status.pluginPath);
+  json.key("device").string(status.device);
+  json.key("sampleRate").hertz(status.sampleRate);
+  json.key("bufferSize").integer(status.bufferSize);
+  json.key("inputLatency").integer(status.inputLatency);
+  json.key("outputLatency").integer(status.outputLatency);
+  json.key("cpuDisplayName").string(status.cpuDisplayName);
+  writeDeviceOptions(json, status);
+  json.key("autoStartAsioEnabled").boolean(status.autoStartAsioEnabled);
+  json.key("runAtStartupEnabled").boolean(status.runAtStartupEnabled);
+  json.key("rememberSettingsEnabled").boolean(status.rememberSettingsEnabled);
+  json.key("autoStartInstancesEnabled").boolean(status.autoStartInstancesEnabled);
+  json.key("scheduleSystemRebootEnabled").boolean(status.scheduleSystemRebootEnabled);
+  json.key("scheduleRebootMinutes").integer(status.scheduleRebootMinutes);
+  writePriorities(json, status);
+  writeUsage(json, status);
+  json.key("cpuSteering");
+  writeSteering(json, status.cpuSteering);
+  json.key("instanceCount").natural(status.instances.size());
+  json.key("instances").open('[');
+  for (size_t k = 0; k < status.instances.size(); ++k) {
+    writeInstance(json, k, status.instances[k]);
+  }
+  json.close(']');
+}
+
+size_t StatusBytes(const RemoteStatusSnapshot& status) {
+  return kUsualBytes + status.instances.size() * kInstanceBytes;
+}
+
+}  // namespace tarnwick::remote

@@ -1,0 +1,362 @@
+'use strict';
+// Shared by all pages: the connection to the program, the frame around the page, what is said beside a control.
+
+const kBeat = 100;       // ms between the program's messages when all is well
+const kProbeAfter = 350;  // ms of silence after which the program is asked whether it is there
+const kLostAfter = 800;   // ms of silence that count as a lost connection
+const kGiveUpAfter = 3000;  // ms of silence after which a connection is replaced, or one that does not come about
+
+// make('p', {className: 'x'}, child, 'text'): an element. Attributes with a dash, `role` and `for` are set as such.
+function make(tag, properties = {}, ...children) {
+  const element = document.createElement(tag);
+  for (const [key, value] of Object.entries(properties)) {
+    if (key.includes('-') || key === 'role' || key === 'for') {
+      element.setAttribute(key, value);
+    } else {
+      element[key] = value;
+    }
+  }
+  element.append(...children);
+  return element;
+}
+
+const byId = (id) => document.getElementById(id);
+
+function setText(element, text) {
+  if (element.textContent !== text) {
+    element.textContent = text;
+  }
+}
+
+function setAttribute(element, name, value) {
+  if (element.getAttribute(name) !== value) {
+    element.setAttribute(name, value);
+  }
+}
+
+const withMinus = (text) => text.replace('-', '\u2212');
+
+function clockText(seconds) {
+  const whole = Math.max(0, Math.floor(seconds));
+  const two = (number) => String(number).padStart(2, '0');
+  return `${two(Math.floor(whole / 3600))}:${two(Math.floor(whole / 60) % 60)}:${two(whole % 60)}`;
+}
+
+// The name by which people know an effect: that of its bundle, or of its file.
+const effectName = (path) => /([^\\/]+)\.vst3(?:[\\/]|$)/i.exec(path)?.[1] ?? path.split(/[\\/]/).at(-1);
+
+const timeOfDay = (date = new Date()) => [date.getHours(), date.getMinutes(), date.getSeconds()]
+    .map((number) => String(number).padStart(2, '0')).join(':');
+
+// The connection. Messages are handed to the listeners of their type; "connection" tells of its loss and return.
+const link = {
+  status: null,     // the last status document
+  connected: false,
+  listeners: new Map(),
+  waiting: new Map(),  // requests without an answer, by id
+  lastId: 0,
+  socket: null,
+  since: 0,       // when the socket was made
+  lastHeard: 0,
+  probed: false,
+  retryAt: 0,
+  retryIn: 250,
+
+  on(type, listener) {
+    this.listeners.set(type, [...(this.listeners.get(type) ?? []), listener]);
+  },
+  tell(type, value) {
+    for (const listener of this.listeners.get(type) ?? []) {
+      listener(value);
+    }
+  },
+
+  open() {
+    const scheme = location.protocol === 'https:' ? 'wss' : 'ws';
+    const socket = new WebSocket(`${scheme}://${location.host}/ws`);
+    this.socket = socket;
+    this.since = this.lastHeard = performance.now();
+    this.probed = false;
+    socket.onmessage = (event) => {
+      if (socket === this.socket) {
+        this.take(event.data);
+      }
+    };
+    socket.onclose = () => {
+      if (socket === this.socket) {
+        this.drop();
+      }
+    };
+  },
+  drop() {
+    const socket = this.socket;
+    this.socket = null;
+    socket?.close();
+    this.lose();
+    for (const answer of this.waiting.values()) {
+      answer({ok: false, status: 0, error: 'The connection was lost before the program answered.'});
+    }
+    this.waiting.clear();
+    this.retryAt = performance.now() + this.retryIn;
+    this.retryIn = Math.min(this.retryIn * 2, 2000);
+  },
+  lose() {
+    if (this.connected) {
+      this.connected = false;
+      this.tell('connection', false);
+    }
+  },
+  heard() {
+    this.lastHeard = performance.now();
+    this.probed = false;
+    if (!this.connected && this.status) {
+      this.connected = true;
+      this.retryIn = 250;
+      this.tell('connection', true);
+    }
+  },
+  take(text) {
+    let message;
+    try {
+      message = JSON.parse(text);
+    } catch {
+      return;
+    }
+    if (message.type === 'monitor') {
+      this.status = message;
+    }
+    this.heard();
+    if (message.type === 'response') {
+      const answer = this.waiting.get(message.id);
+      this.waiting.delete(message.id);
+      answer?.({ok: message.ok, status: message.status, body: message.body,
+                error: message.ok ? '' : message.body?.error || `The program refused (${message.status}).`});
+    } else {
+      this.tell(message.type, message);
+    }
+  },
+
+  // Resolves to {ok, status, body, error}; never rejects. Parameters that are undefined are left out.
+  request(method, path, parameters = {}) {
+    if (!this.connected || this.socket?.readyState !== WebSocket.OPEN) {
+      return Promise.resolve({ok: false, status: 0, error: 'No connection to the program: nothing was changed.'});
+    }
+    return this.send(method, path, parameters);
+  },
+  send(method, path, parameters = {}) {
+    const query = new URLSearchParams(Object.entries(parameters).filter(([, value]) => value !== undefined)).toString();
+    const id = ++this.lastId;
+    return new Promise((resolve) => {
+      this.waiting.set(id, resolve);
+      this.socket.send(JSON.stringify({type: 'request', id, method, path: query ? `${path}?${query}` : path}));
+    });
+  },
+
+  // Ten times a second. A round that comes late says nothing about the program: this page was held up itself.
+  watch() {
+    let last = performance.now();
+    setInterval(() => {
+      const now = performance.now();
+      const late = now - last > 3 * kBeat;
+      last = now;
+      if (late) {
+        this.lastHeard = Math.max(this.lastHeard, now - kProbeAfter);
+        return;
+      }
+      const silence = now - this.lastHeard;
+      if (!this.socket) {
+        if (now >= this.retryAt) {
+          this.open();
+        }
+      } else if (this.socket.readyState !== WebSocket.OPEN) {
+        if (now - this.since > kGiveUpAfter) {
+          this.drop();
+        }
+      } else if (silence > kGiveUpAfter) {
+        this.drop();
+      } else if (silence > kLostAfter) {
+        this.lose();
+      } else if (silence > kProbeAfter && !this.probed) {
+        this.probed = true;
+        this.send('GET', '/healthz');
+      }
+    }, kBeat);
+  },
+};
+
+// What is said beside a control stays until its time is over, something is pressed, or the control is used again.
+const notes = {
+  shown: new Map(),  // control: {bubble, timer, at}
+
+  say(control, text, kind = 'bad') {
+    this.clear(control);
+    const role = kind === 'bad' ? 'alert' : 'status';
+    const bubble = make('div', {className: 'note', role, id: `note-${++this.count}`});
+    bubble.dataset.kind = kind;
+    bubble.onclick = () => this.clear(control);
+    document.body.append(bubble);
+    bubble.textContent = text;
+    const timer = setTimeout(() => this.clear(control), kind === 'bad' ? 12000 : 3000);
+    this.shown.set(control, {bubble, timer, at: performance.now()});
+    if (kind === 'bad') {
+      control.setAttribute('aria-describedby', bubble.id);
+      control.setAttribute('aria-invalid', 'true');
+    }
+    this.place();
+  },
+  count: 0,
+  clear(control) {
+    const note = this.shown.get(control);
+    if (note) {
+      clearTimeout(note.timer);
+      note.bubble.remove();
+      this.shown.delete(control);
+      control.removeAttribute('aria-describedby');
+      control.removeAttribute('aria-invalid');
+    }
+  },
+  clearAll() {
+    for (const control of [...this.shown.keys()]) {
+      this.clear(control);
+    }
+  },
+  place() {
+    for (const [control, {bubble}] of this.shown) {
+      if (!control.isConnected) {
+        this.clear(control);
+        continue;
+      }
+      const at = control.getBoundingClientRect();
+      const size = bubble.getBoundingClientRect();
+      const below = at.bottom + 6 + size.height < innerHeight - 60;
+      const top = below ? at.bottom + 6 : at.top - size.height - 6;
+      bubble.style.left = `${Math.max(8, Math.min(at.left, innerWidth - size.width - 8))}px`;
+      bubble.style.top = `${Math.max(8, Math.min(top, innerHeight - size.height - 8))}px`;
+    }
+  },
+};
+addEventListener('scroll', () => notes.place(), {capture: true, passive: true});
+addEventListener('resize', () => notes.place());
+// A press anywhere else, or Escape, takes them away; a press on one goes no further, so it moves nothing below.
+addEventListener('pointerdown', (event) => event.target.closest?.('.note') || notes.clearAll(), {capture: true});
+addEventListener('keydown', (event) => event.key === 'Escape' && notes.clearAll(), {capture: true});
+
+// The action of each path, as the program names it when an accepted action has failed after all.
+function actionOf(path) {
+  const known = {'/api/host/config': 'host-config-patch', '/api/audio/config': 'audio-config-patch',
+                 '/api/cpu-steering/config': 'cpu-steering-patch', '/api/instances/add': 'add-instance',
+                 '/api/instances/remove-last': 'remove-last-instance', '/api/host/start': 'start',
+                 '/api/host/stop': 'stop'};
+  return known[path] ?? (/^\/api\/instances\/\d+\/config$/.test(path) ? 'patch-instance'
+                                                                     : path.slice('/api/'.length).replaceAll('/', '-'));
+}
+
+const lastSent = new Map();  // action: {control, at}, of this page
+
+// Sends an action for a control. A refusal is said beside it, in the words of the program.
+async function act(control, path, parameters) {
+  notes.clear(control);
+  const action = actionOf(path);
+  lastSent.set(action, {control, at: performance.now()});
+  const answer = await link.request('POST', path, parameters);
+  if (!answer.ok) {
+    // A notice that came first says more than the answer does.
+    const said = notes.shown.get(control);
+    if (!said || performance.now() - said.at > 1500) {
+      notes.say(control, answer.error);
+    }
+  }
+  return answer;
+}
+
+link.on('notice', (notice) => {
+  const sent = lastSent.get(notice.action);
+  if (sent?.control.isConnected && performance.now() - sent.at < 30000) {
+    notes.say(sent.control, String(notice.text));
+  } else {
+    frame.banner(String(notice.text));
+  }
+});
+
+function stateOf(status) {
+  if (!link.connected) {
+    return status ? ['lost', 'Connection lost'] : ['lost', 'Connecting'];
+  }
+  if (status.stopping) {
+    return ['stopping', 'Stopping'];
+  }
+  if (status.running) {
+    return status.asioRunning ? ['running', 'Running'] : ['lost', 'Device lost'];
+  }
+  return ['stopped', 'Stopped'];
+}
+
+// The frame: state, the way to the other pages, banners. Only changes of state are announced.
+const frame = {
+  build() {
+    const pages = [['/', 'Host'], ['/record-remote', 'Record'], ['/playback-remote', 'Playback'],
+                   ['/cpu-monitor', 'CPU'], ['/cpu-steering', 'Steering'], ['/plugin-browser-remote', 'Plug-in']];
+    const here = ['/remote', '/index.html'].includes(location.pathname) ? '/' : location.pathname;
+    this.word = make('span', {className: 'word'});
+    this.state = make('div', {className: 'state'}, make('span', {className: 'lamp', 'aria-hidden': 'true'}), this.word);
+    this.announcer = make('div', {className: 'unseen', role: 'status'});
+    const links = pages.map(([path, name]) =>
+      make('li', {}, make('a', {href: path, ...(path === here && {'aria-current': 'page'})}, name)));
+    this.lostText = make('p');
+    this.lost = make('div', {className: 'banner', hidden: true, id: 'lost'}, this.lostText);
+    this.lost.dataset.kind = 'bad';
+    this.header = make('header', {},
+        make('a', {className: 'skip', href: '#main'}, 'To the content'),
+        make('div', {className: 'bar'}, make('div', {className: 'brand'}, 'Tarnwick'), this.state,
+             make('nav', {'aria-label': 'Pages'}, make('ul', {}, ...links))),
+        this.lost);
+    document.body.prepend(this.header);
+    document.body.append(this.announcer);
+    this.show();
+  },
+  announce(text) {
+    setText(this.announcer, text);
+  },
+  show() {
+    const [state, word] = stateOf(link.status);
+    if (this.word.textContent && this.word.textContent !== word) {
+      this.announce(word);
+    }
+    this.state.dataset.state = state;
+    setText(this.word, word);
+  },
+  connection(connected) {
+    document.body.classList.toggle('lost', !connected);
+    if (!connected) {
+      setText(this.lostText, `Connection lost at ${timeOfDay()}. What is shown is the last known state; nothing can ` +
+              'be changed from here until the program answers. Trying again by itself.');
+    }
+    this.lost.hidden = connected;
+    this.show();
+  },
+  banner(text) {
+    const close = make('button', {type: 'button'}, 'Dismiss');
+    const banner = make('div', {className: 'banner', role: 'alert'}, make('p', {}, text), close);
+    banner.dataset.kind = 'warn';
+    close.onclick = () => banner.remove();
+    for (const old of [...this.header.querySelectorAll('.banner[role=alert]')].slice(0, -2)) {
+      old.remove();
+    }
+    this.header.append(banner);
+  },
+};
+
+link.on('connection', (connected) => frame.connection(connected));
+link.on('monitor', () => frame.show());
+
+// A page calls this last, with its listeners in place.
+function startPage() {
+  frame.build();
+  // Browsers like to open a spare connection with the page's. The program serves one connection at a time, so it would
+  // wait for that one to speak before it took up the channel: this request uses it up.
+  fetch('/healthz').catch(() => {});
+  link.open();
+  link.watch();
+  // Without a first answer within a second the page says so too.
+  setTimeout(() => link.connected || frame.connection(false), 1000);
+}

@@ -1,0 +1,197 @@
+// The records that the server and the application exchange. Channels and indices count from 0; -1 = none.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "system/cpu_steering.h"
+
+namespace tarnwick::remote {
+
+struct RemoteInstance {
+  std::wstring name;
+  int32_t inputChannel = -1;
+  int32_t outputChannel = -1;
+  double inputGainDb = 0.0;
+  double outputGainDb = 0.0;
+  float inputMeterDb = -100.0f;   // the instance's meter
+  float outputMeterDb = -100.0f;  // of the output channel that it is added to
+  uint64_t glitchCount = 0;       // dropouts since host start
+  double firstParamPercent = 0.0;
+  bool bypassEnabled = false;
+  bool testSignalEnabled = false;
+  bool hasSavedFirstParam = false;
+};
+
+struct RemoteCpuSteering {
+  int32_t cpuCount = 1;
+  system::SteeringMasks masks{};                                // by SteeringGroup, as chosen
+  std::array<std::wstring, system::kSteeringGroups> display{};  // the masks as texts
+};
+
+struct RemoteStatusSnapshot {
+  bool running = false;
+  bool stopping = false;
+  bool asioRunning = false;
+  bool playbackRunning = false;
+  bool recordRunning = false;
+  uint64_t runningClockSyncId = 0;  // another number whenever the elapsed time has to be taken over anew
+  uint64_t recordClockSyncId = 0;
+  double runningElapsedSeconds = 0.0;
+  bool mmcssEnabled = false;
+  bool bypassAllEnabled = false;
+  bool testSignalAllEnabled = false;
+  double recordElapsedSeconds = 0.0;
+  int32_t availableInputChannels = 0;
+  int32_t availableOutputChannels = 0;
+  std::wstring pluginPath;
+  std::wstring device;        // the selected one, or the placeholder shown when there is none
+  double sampleRate = 0.0;    // Hz
+  int32_t bufferSize = 0;     // samples
+  int32_t inputLatency = -1;  // samples; negative = unknown
+  int32_t outputLatency = -1;
+  std::wstring cpuDisplayName;
+  std::vector<std::wstring> deviceOptions;
+  std::vector<double> sampleRateOptions;   // Hz
+  std::vector<int32_t> bufferSizeOptions;  // samples
+  bool autoStartAsioEnabled = false;
+  bool runAtStartupEnabled = false;
+  bool rememberSettingsEnabled = false;
+  bool autoStartInstancesEnabled = false;
+  bool scheduleSystemRebootEnabled = false;
+  int32_t scheduleRebootMinutes = 0;  // since midnight
+  int32_t enginePriority = 0;         // rows of the priority table
+  int32_t uiPriority = 0;
+  int32_t audioPriority = 0;
+  int32_t networkPriority = 0;
+  float cpuUsagePercent = 0.0f;
+  std::vector<float> cpuCoreUsagePercents;  // empty while nobody asked for them
+  RemoteCpuSteering cpuSteering;
+  std::vector<RemoteInstance> instances;
+};
+
+struct RemoteRecordChannel {
+  int32_t channelIndex = 0;
+  std::wstring asioName;
+  std::wstring recordName;
+  bool enabled = false;
+};
+
+struct RemoteRecordSnapshot {
+  bool windowOpen = false;
+  bool recordRunning = false;
+  uint64_t recordClockSyncId = 0;
+  double recordElapsedSeconds = 0.0;
+  std::wstring recordingFolder;
+  std::vector<RemoteRecordChannel> inputChannels;
+  std::vector<RemoteRecordChannel> outputChannels;
+};
+
+struct RemotePlaylistItem {
+  std::wstring path;
+  std::wstring filename;
+  std::wstring lengthText;
+  std::wstring gainText;
+  bool selected = false;
+  bool current = false;
+  bool missing = false;
+};
+
+struct RemotePlaylist {
+  std::wstring name;
+  int32_t selectedIndex = -1;
+  int32_t currentIndex = -1;
+  std::vector<RemotePlaylistItem> items;
+};
+
+// Where the play position stands; kept apart because it moves all the time.
+struct RemotePlaybackPosition {
+  double currentSeconds = 0.0;
+  double totalSeconds = 0.0;
+  double playbackProgress = 0.0;  // 0..1
+};
+
+struct RemoteFadeIndices {
+  int32_t playIn = 0;
+  int32_t pauseOut = 0;
+  int32_t stopOut = 0;
+  int32_t changeIn = 0;
+  int32_t changeOut = 0;
+  int32_t changeCross = 0;
+};
+
+struct RemotePlaybackSnapshot {
+  bool windowOpen = false;
+  bool loaded = false;
+  bool playing = false;
+  bool paused = false;
+  bool normalizeEnabled = false;
+  bool waveformEnabled = false;
+  int32_t playMode = 0;
+  int32_t volumeDbTenths = 0;
+  int32_t leftOutputChannel = -1;
+  int32_t rightOutputChannel = -1;
+  int32_t outputChannelCount = 0;
+  RemoteFadeIndices fades;
+  int32_t activePlaylistTabIndex = 0;
+  RemotePlaybackPosition position;
+  std::wstring currentLengthText;
+  std::wstring selectedWaveformPath;
+  std::vector<float> selectedWaveformOverview;
+  std::vector<RemotePlaylist> playlists;
+};
+
+// One entry of a file list.
+struct RemotePlaybackFileEntry {
+  std::wstring name;  // of a drive or place: the path to go to
+  bool isDirectory = false;
+  bool isDrive = false;
+};
+
+// A patch changes only what it names.
+struct RemoteHostConfigPatch {
+  std::optional<bool> runAtStartupEnabled;
+  std::optional<bool> rememberSettingsEnabled;
+  std::optional<bool> autoStartInstancesEnabled;
+  std::optional<bool> scheduleSystemRebootEnabled;
+  std::optional<int32_t> scheduleRebootMinutes;
+  std::optional<int32_t> networkPriority;
+  std::optional<std::wstring> pluginPath;
+};
+
+struct RemoteAudioConfigPatch {
+  std::optional<std::wstring> device;
+  std::optional<double> sampleRate;   // Hz
+  std::optional<int32_t> bufferSize;  // samples
+  std::optional<bool> autoStartAsioEnabled;
+  std::optional<bool> mmcssEnabled;
+  std::optional<int32_t> enginePriority;
+  std::optional<int32_t> uiPriority;
+  std::optional<int32_t> audioPriority;
+};
+
+// By SteeringGroup.
+struct RemoteCpuSteeringPatch {
+  std::array<std::optional<uint64_t>, system::kSteeringGroups> masks{};
+};
+
+struct RemoteInstancePatch {
+  std::optional<std::wstring> name;
+  std::optional<int32_t> inputChannel;
+  std::optional<int32_t> outputChannel;
+  std::optional<double> inputGainDb;
+  std::optional<double> outputGainDb;
+  std::optional<double> firstParamPercent;
+  std::optional<bool> bypassEnabled;
+  std::optional<bool> testSignalEnabled;
+};
+
+struct RemoteRecordChannelPatch {
+  std::optional<bool> enabled;
+  std::optional<std::wstring> name;
+};
+
+}  // namespace tarnwick::remote

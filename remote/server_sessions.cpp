@@ -1,0 +1,177 @@
+// WebSocket sessions: how one begins, its thread, how it ends.
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstring>
+#include <exception>
+
+#include "platform/threads.h"
+#include "remote/documents.h"
+#include "remote/http_query.h"
+#include "remote/push_state.h"
+#include "remote/request_envelope.h"
+#include "remote/server_state.h"
+#include "remote/websocket_frames.h"
+
+namespace tarnwick::remote {
+namespace {
+
+constexpr std::chrono::milliseconds kReadSlice{250};
+
+// A session's input. Reads until the client leaves or is dropped, or the server stops.
+class SessionInput {
+ public:
+  SessionInput(ServerState& server, WebSocketClient& client, std::string received)
+      : server_(server), client_(client), buffer_(std::move(received)), scheduling_(server.context) {}
+
+  bool read(std::span<char> bytes) {
+    while (!bytes.empty()) {
+      if (at_ == buffer_.size() && !refill()) {
+        return false;
+      }
+      const size_t count = std::min(bytes.size(), buffer_.size() - at_);
+      std::memcpy(bytes.data(), buffer_.data() + at_, count);
+      at_ += count;
+      bytes = bytes.subspan(count);
+    }
+    return true;
+  }
+
+ private:
+  bool refill() {
+    std::array<char, 16384> scratch;
+    for (;;) {
+      scheduling_.apply();
+      if (!server_.running || server_.clients.isDropped(client_)) {
+        return false;
+      }
+      if (!client_.socket.waitReadable(kReadSlice)) {
+        continue;
+      }
+      const int64_t count = client_.socket.receive(scratch.data(), scratch.size());
+      if (count > 0) {
+        buffer_.assign(scratch.data(), static_cast<size_t>(count));
+        at_ = 0;
+        return true;
+      }
+      if (count != platform::Socket::kWouldBlock) {
+        return false;
+      }
+    }
+  }
+
+  ServerState& server_;
+  WebSocketClient& client_;
+  std::string buffer_;
+  size_t at_ = 0;
+  ThreadScheduling scheduling_;
+};
+
+// The processors' usage is asked for by connection, so the router, which knows none, is not the one to answer.
+ApiAnswer subscribe(ServerState& server, WebSocketClient& client, const QueryParameters& query) {
+  const auto enabled = query.find("enabled");
+  const bool on =
+      enabled != query.end() && (enabled->second == "1" || enabled->second == "true" || enabled->second == "TRUE");
+  server.clients.watchProcessors(client, on);
+  const std::string action = on ? "cpu-monitor-subscribe" : "cpu-monitor-unsubscribe";
+  return {202, "{\"accepted\":true,\"action\":\"" + action + "\"}"};
+}
+
+std::string answerText(ServerState& server, WebSocketClient& client, const std::string& text) {
+  const std::optional<RequestEnvelope> request = ParseRequestEnvelope(text);
+  if (!request) {
+    return ResponseEnvelope("0", 400, "{\"error\":\"invalid websocket request\"}");
+  }
+  const SplitTarget target = ParseTarget(request->path);
+  const bool isSubscription = request->method == "POST" && target.path == "/api/cpu-monitor/subscribe";
+  const ApiAnswer answer =
+      isSubscription ? subscribe(server, client, target.query)
+                     : RouteApiRequest(server.router, {request->method, target.path, target.query, request->body});
+  return ResponseEnvelope(request->id, answer.status, answer.body);
+}
+
+void serve(ServerState& server, WebSocketClient& client, std::string received) {
+  SessionInput input(server, client, std::move(received));
+  const ByteSource source = [&input](std::span<char> bytes) { return input.read(bytes); };
+  for (;;) {
+    Frame frame;
+    if (!ReadFrame(source, frame)) {
+      return;
+    }
+    bool sent = true;
+    if (frame.opcode == kPingOpcode) {
+      sent = server.clients.send(client, ControlFrame(kPongOpcode));
+    } else if (frame.opcode == kTextOpcode && !frame.payload.empty()) {
+      sent = server.clients.send(client, TextFrame(answerText(server, client, frame.payload)));
+    }
+    if (!sent) {
+      return;
+    }
+  }
+}
+
+}  // namespace
+
+void SessionLoop(ServerState& server, std::shared_ptr<WebSocketClient> client, std::string received) {
+  platform::SetThreadName("twk-session");
+  try {
+    serve(server, *client, std::move(received));
+  } catch (const std::exception&) {
+    // Short of memory: this connection ends, the others go on.
+  }
+  server.clients.remove(client);
+}
+
+void StartSession(ServerState& server, platform::Socket socket, const std::string& handshakeAnswer,
+                  std::string received) {
+  socket.setNoDelay();
+  const auto client = std::make_shared<WebSocketClient>(std::move(socket));
+  server.clients.send(*client, handshakeAnswer);
+  PushedState state;
+  if (TakeState(server.callbacks, state)) {
+    AddUsage(server, state.status);
+    server.clients.send(*client, TextFrame(FullMonitorOf(state)));
+    server.clients.send(*client, TextFrame(MetersMessage(state.status)));
+    client->given = TextsOf(state);
+  }
+
+  {
+    // Room first, so that nothing fails once the thread runs; only this thread adds and removes sessions.
+    const std::lock_guard lock(server.sessionMutex);
+    server.sessions.reserve(server.sessions.size() + 1);
+  }
+  Session session;
+  session.finished = std::make_shared<std::atomic<bool>>(false);
+  server.clients.add(client);
+  try {
+    session.thread = std::thread([&server, owned = client, received, finished = session.finished]() mutable {
+      SessionLoop(server, std::move(owned), std::move(received));
+      finished->store(true, std::memory_order_release);
+    });
+  } catch (...) {
+    server.clients.remove(client);
+    throw;
+  }
+  const std::lock_guard lock(server.sessionMutex);
+  server.sessions.push_back(std::move(session));
+}
+
+bool SessionsFull(ServerState& server) {
+  const std::lock_guard lock(server.sessionMutex);
+  const auto live = std::count_if(server.sessions.begin(), server.sessions.end(),
+                                  [](const Session& session) { return !session.finished->load(); });
+  return static_cast<size_t>(live) >= kMostWebSocketClients;
+}
+
+void ReapSessions(ServerState& server) {
+  const std::lock_guard lock(server.sessionMutex);
+  std::erase_if(server.sessions, [](Session& session) {
+    if (!session.finished->load(std::memory_order_acquire)) {
+      return false;
+    }
+    session.thread.join();
+    return true;
+  });
+}
+
+}  // namespace tarnwick::remote

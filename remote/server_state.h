@@ -1,0 +1,85 @@
+// What the server's threads share. Three locks, never held together: the sockets', the client list's own, and the
+// sessions'.
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/socket.h"
+#include "remote/router.h"
+#include "remote/server.h"
+#include "remote/websocket_clients.h"
+
+namespace tarnwick::remote {
+
+// One WebSocket connection's thread.
+struct Session {
+  std::thread thread;
+  std::shared_ptr<std::atomic<bool>> finished;  // set by the thread as its last act
+};
+
+struct ServerState {
+  ServerState(ServerContext serverContext, RemoteControlCallbacks serverCallbacks);
+
+  const ServerContext context;
+  const RemoteControlCallbacks callbacks;
+  const RouterContext router;
+
+  std::atomic<bool> running{false};  // every loop looks at it at least every 250 ms
+  std::string machineName;           // UTF-8; written before the threads start
+
+  std::mutex socketMutex;
+  platform::Socket tcpSocket;  // replaced while no thread runs; guarded otherwise only against `shut`
+  platform::Socket udpSocket;  // the beacon sends under the lock, and not once `running` is false
+
+  WebSocketClients clients;
+
+  std::mutex sessionMutex;
+  std::vector<Session> sessions;
+
+  std::thread acceptThread;
+  std::thread beaconThread;
+  std::thread pushThread;
+};
+
+// The threads. No exception leaves them.
+void AcceptLoop(ServerState& server);
+void BeaconLoop(ServerState& server);
+void PushLoop(ServerState& server);
+// `received` came with the request for the channel. Ends when the client is dropped or leaves.
+void SessionLoop(ServerState& server, std::shared_ptr<WebSocketClient> client, std::string received);
+
+// Serves one accepted connection; returns when it is closed or has a session. Accept thread.
+void HandleConnection(ServerState& server, platform::Socket socket);
+
+// Makes the connection a WebSocket client with a session: the answer to the handshake, the state, then its place in the
+// list. Accept thread. `received` came after the request.
+void StartSession(ServerState& server, platform::Socket socket, const std::string& handshakeAnswer,
+                  std::string received);
+// True while as many sessions run as may.
+bool SessionsFull(ServerState& server);
+// Joins the sessions that have ended.
+void ReapSessions(ServerState& server);
+
+// The processors' total usage and name, and each one's usage while a client watches them.
+void AddUsage(ServerState& server, RemoteStatusSnapshot& status);
+
+// One thread's processors and priority; belongs to the thread.
+class ThreadScheduling {
+ public:
+  explicit ThreadScheduling(const ServerContext& context) : context_(context) {}
+  // Applies what has changed since the last call.
+  void apply();
+
+ private:
+  const ServerContext& context_;
+  system::ThreadSteering steering_;
+  std::optional<int32_t> priority_;
+};
+
+}  // namespace tarnwick::remote

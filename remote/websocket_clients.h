@@ -1,0 +1,71 @@
+// The WebSocket clients: who is connected, what each has yet to take, who watches the processors. Every frame is
+// written whole under one lock and never waits for its client: what a client does not take at once stays in its outbox.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/socket.h"
+#include "remote/push_state.h"
+#include "remote/websocket_outbox.h"
+
+namespace tarnwick::remote {
+
+// One connection. Its session's thread owns it, reads the socket without a lock and closes it; all else is guarded by
+// the lock of the client list.
+struct WebSocketClient {
+  explicit WebSocketClient(platform::Socket connection) : socket(std::move(connection)) {}
+
+  platform::Socket socket;  // does not wait
+  WebSocketOutbox outbox;
+  bool dropped = false;            // a send has failed, or the server stops; nothing more is sent
+  bool watchesProcessors = false;  // asked for the usage of each processor
+  bool isNew = true;               // no cycle of the push thread has seen it
+  StateTexts given;                // the state that it was sent before it was listed
+};
+
+// Any thread, several at once. No callback may use the list.
+class WebSocketClients {
+ public:
+  using SharedClient = std::shared_ptr<WebSocketClient>;
+  using Time = WebSocketOutbox::Time;
+
+  // Adds a client to the end of the list, unless it is dropped already.
+  void add(SharedClient client);
+  // Forgets it, also as one that watches the processors. Its session calls this before it ends.
+  void remove(const SharedClient& client);
+  // Drops all of them.
+  void dropAll();
+
+  // Frames for one client, in or outside the list. False when it is dropped.
+  bool send(WebSocketClient& client, std::string frame);
+  // A frame for each client of the list, in its order. One whose send fails is dropped.
+  void broadcast(std::string frame);
+  // What `frame` gives for each client, in the list's order; null = nothing. Called under the lock.
+  void broadcastEach(const std::function<SharedFrame(WebSocketClient&)>& frame);
+  // Goes on with what is waiting.
+  void flush();
+
+  bool isDropped(const WebSocketClient& client) const;
+  bool empty() const;
+
+  void watchProcessors(WebSocketClient& client, bool enabled);
+  bool anyWatchesProcessors() const;
+
+ private:
+  bool sendLocked(WebSocketClient& client, SharedFrame frame, Time now);
+  // Ends the connection, which wakes its session.
+  static void dropLocked(WebSocketClient& client);
+  void forgetDroppedLocked();
+
+  mutable std::mutex mutex_;
+  std::vector<SharedClient> clients_;
+};
+
+}  // namespace tarnwick::remote

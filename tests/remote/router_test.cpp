@@ -1,0 +1,340 @@
+#include "remote/router.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "remote/fake_callbacks.h"
+
+namespace tarnwick::remote {
+namespace {
+
+struct Client {
+  FakeApplication application;
+  std::string broadcasts;
+  RouterContext context{application.callbacks, 20831,
+                        [](RemoteStatusSnapshot& status) { status.cpuUsagePercent = 12.5f; },
+                        [this](const std::string& text) { broadcasts += text; }};
+
+  // `target` as in a request line, but nothing in it is encoded.
+  std::string ask(std::string_view method, std::string_view target, std::string_view body = "") {
+    application.calls.clear();
+    const size_t mark = std::min(target.find('?'), target.size());
+    QueryParameters query;
+    for (std::string_view rest = target.substr(mark); !rest.empty();) {
+      rest.remove_prefix(1);
+      const std::string_view pair = rest.substr(0, rest.find('&'));
+      rest.remove_prefix(pair.size());
+      const size_t equals = pair.find('=');
+      query[std::string(pair.substr(0, equals))] = pair.substr(equals + 1);
+    }
+    const ApiAnswer answer = RouteApiRequest(context, {method, target.substr(0, mark), query, body});
+    return std::to_string(answer.status) + " " + answer.body;
+  }
+};
+
+std::string errorAnswer(int status, const std::string& text) {
+  return std::to_string(status) + " {\"error\":\"" + text + "\"}";
+}
+
+enum class Words { own, callback };  // which a refusal is told in when the callback explains it
+
+struct ActionCase {
+  std::string target;
+  const char* called;
+  const char* action;
+  const char* error = "";  // empty: cannot be refused
+  Words words = Words::own;
+  const char* body = "";
+};
+
+const ActionCase kActions[] = {
+    {"/api/host/start", "startHost", "start", "host start failed", Words::callback},
+    {"/api/host/stop", "stopHost", "stop"},
+    {"/api/asio/refresh", "refreshAsio", "asio-refresh"},
+    {"/api/asio/start", "status; startAsio", "asio-start", "snapshot unavailable"},
+    {"/api/asio/stop", "stopAsio", "asio-stop", "asio stop failed", Words::callback},
+    {"/api/system/reboot", "reboot", "system-reboot"},
+    {"/api/system/shutdown", "shutdown", "system-shutdown"},
+    {"/api/cpu-steering/open", "openCpuSteering", "cpu-steering-open"},
+    {"/api/record/open", "openRecord", "record-open"},
+    {"/api/playback/open", "openPlayback", "playback-open"},
+    {"/api/instances/add", "addInstance", "add-instance"},
+    {"/api/instances/remove-last", "removeLastInstance", "remove-last-instance"},
+    {"/api/bypass-all/toggle", "toggleBypassAll", "bypass-all-toggle"},
+    {"/api/test-signal-all/toggle", "toggleTestSignalAll", "test-signal-all-toggle"},
+    {"/api/record/toggle", "toggleRecord", "record-toggle", "record toggle failed", Words::callback},
+    {"/api/host/config?runAtStartupEnabled=true&rememberSettingsEnabled=false&autoStartInstancesEnabled=true&"
+     "scheduleSystemRebootEnabled=false&scheduleRebootMinutes=-7&networkPriority=9&pluginPath=/p/\xC3\xB6\n.vst3",
+     "host true false true false -7 9 /p/\xC3\xB6.vst3", "host-config-patch", "host config patch rejected"},
+    {"/api/host/config?else=?", "host - - - - - - -", "host-config-patch", "host config patch rejected"},
+    {"/api/cpu-steering/"
+     "config?engineMask=18446744073709551615&recordMask=2&playbackMask=3&networkUiMask=0&otherProcessesMask=5",
+     "steering 18446744073709551615 2 3 0 5", "cpu-steering-patch", "cpu steering patch rejected"},
+    {"/api/audio/"
+     "config?device=Desk&sampleRate=44100.5&bufferSize=128&autoStartAsioEnabled=true&mmcssEnabled=false&enginePriority="
+     "1&"
+     "uiPriority=2&audioPriority=3",
+     "audio Desk 44100.500000 128 true false 1 2 3", "audio-config-patch", "audio config patch rejected"},
+    {"/api/record/config?isInput=true&channelIndex=3&enabled=false&name=Vox", "channel true 3 false Vox",
+     "record-config", "record config failed"},
+    {"/api/instances/126/"
+     "config?name=A\tb&inputChannel=-1&outputChannel=7&inputGainDb=-6.5&outputGainDb=1e1&firstParamPercent=33&"
+     "bypassEnabled="
+     "true&testSignalEnabled=false",
+     "instance 126 Ab -1 7 -6.500000 10.000000 33.000000 true false", "patch-instance\",\"index\":126",
+     "instance patch rejected"},
+    {"/api/playback/add-path?path=/m/a.wav", "addPath /m/a.wav", "playback-add-path", "playback add path failed",
+     Words::callback},
+    {"/api/playback/add-paths", "addPaths a.wav \xC3\xB6\xF0\x9F\x8E\xB8", "playback-add-paths",
+     "playback add paths failed", Words::callback, R"({"x":[[1]],"paths":["a.wav","\u0000\u00f6\ud83c\udfb8"]})"},
+    {"/api/playback/tab?action=switch&tab=2", "tab switch 2 ", "playback-tab", "playback tab action failed"},
+    {"/api/playback/tab?action=rename&name=Set 1", "tab rename -1 Set 1", "playback-tab", "playback tab action failed"},
+    {"/api/playback/item?action=select&tab=1&item=4&mode=range&preserve=true", "item select 1 4 range true",
+     "playback-item", "playback item action failed", Words::callback},
+    {"/api/playback/item?action=move-top", "item move-top -1 -1  false", "playback-item", "playback item action failed",
+     Words::callback},
+    {"/api/playback/seek?position=12.250000", "seek 12.250000", "playback-seek", "playback seek failed",
+     Words::callback},
+    {"/api/playback/control?action=prev", "control prev", "playback-control", "playback control failed",
+     Words::callback},
+};
+
+TEST(Router, ActionsAreHandedOnAndAnswered) {
+  for (const ActionCase& c : kActions) {
+    Client client;
+    std::string accepted = std::string("202 {\"accepted\":true,\"action\":\"") + c.action;
+    accepted += accepted.ends_with("126") ? "}" : "\"}";
+    EXPECT_EQ(client.ask("POST", c.target, c.body), accepted);
+    EXPECT_EQ(client.application.calls, c.called) << c.target;
+    EXPECT_EQ(client.ask("GET", c.target, c.body), errorAnswer(404, "not found")) << c.target;
+    EXPECT_EQ(client.application.calls, "");
+
+    const std::string error = c.error;
+    const std::string refused =
+        error.empty() ? accepted : errorAnswer(error == "snapshot unavailable" ? 503 : 400, error);
+    client.application.answer = false;
+    EXPECT_EQ(client.ask("POST", c.target, c.body), refused);
+    client.application.text = L"say \"why\"";
+    EXPECT_EQ(client.ask("POST", c.target, c.body),
+              c.words == Words::callback ? errorAnswer(400, "say \\\"why\\\"") : refused);
+    client.application.callbacks = {};
+    EXPECT_EQ(client.ask("POST", c.target, c.body), refused);
+  }
+}
+
+TEST(Router, ReadsAreAnsweredWithDocuments) {
+  struct Case {
+    std::string target;
+    const char* called;
+    std::string begins;
+    int status;  // of a refusal
+    std::string error;
+    std::string explained = error;  // the error when the callback fills "why"
+  };
+  const Case cases[] = {
+      {"/api/status", "status", R"({"service":"Tarnwick","running")", 503, "snapshot unavailable"},
+      {"/api/record/status", "record", R"({"windowOpen":false,"recordRunning")", 503, "record snapshot unavailable"},
+      {"/api/playback/status", "playback", R"({"windowOpen":false,"loaded")", 503, "playback snapshot unavailable"},
+      {"/api/playback/files?path=/m", "playbackFiles /m", R"({"path":"why","entries":[{"name":"a.wav")", 400,
+       "playback file list failed", "why"},
+      {"/api/plugin/files", "pluginFiles ", R"({"path":"why","entries":[{"name":"a.wav")", 400,
+       "plugin file list failed", "why"},
+      {"/api/playback/search?root=/m&q=b", "search /m b", R"({"path":"/m","entries":[{"name":"a.wav")", 400,
+       "playback search failed"},
+  };
+  for (const Case& c : cases) {
+    Client client;
+    client.application.text = L"why";
+    const std::string answer = client.ask("GET", c.target);
+    EXPECT_TRUE(answer.starts_with("200 " + c.begins)) << answer;
+    EXPECT_EQ(client.application.calls, c.called);
+    EXPECT_EQ(client.ask("POST", c.target), errorAnswer(404, "not found"));
+    client.application.answer = false;
+    EXPECT_EQ(client.ask("GET", c.target), errorAnswer(c.status, c.explained));
+    client.application.text.clear();
+    EXPECT_EQ(client.ask("GET", c.target), errorAnswer(c.status, c.error));
+    client.application.callbacks = {};
+    EXPECT_EQ(client.ask("GET", c.target), errorAnswer(c.status, c.error));
+  }
+  EXPECT_NE(Client().ask("GET", "/api/status").find("\"cpuUsagePercent\":12.5,"), std::string::npos);
+}
+
+TEST(Router, MethodsAndPathsAreComparedExactly) {
+  struct Case {
+    const char* method;
+    const char* path;
+    std::string answer;
+  };
+  const std::string notFound = errorAnswer(404, "not found");
+  const std::string notAllowed = errorAnswer(405, "method not allowed");
+  const Case cases[] = {
+      {"GET", "/healthz", "200 {\"status\":\"ok\",\"service\":\"Tarnwick\",\"port\":20831}"},
+      {"PUT", "/healthz", notAllowed},
+      {"get", "/nowhere", notAllowed},
+      {"", "/api/status", notAllowed},
+      {"POST", "/healthz", notFound},
+      {"GET", "/healthz/", notFound},
+      {"GET", "/API/status", notFound},
+      {"GET", "", notFound},
+      {"POST", "/api/cpu-monitor/subscribe", notFound},
+      {"GET", "/api/instances/1/config", notFound},
+      {"POST", "/api/instances//config", notFound},
+      {"POST", "/api/instances/config", notFound},
+      {"POST", "/api/instances/1/configs", notFound},
+      {"POST", "/api/instances/-1/config", notFound},
+      {"POST", "/api/instances/0x1/config", notFound},
+      {"POST", "/api/instances/4294967296/config", errorAnswer(400, "instance patch rejected")},
+      {"POST", "/api/instances/4294967295/config",
+       "202 {\"accepted\":true,\"action\":\"patch-instance\",\"index\":4294967295}"},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(Client().ask(c.method, c.path), c.answer) << c.method << " " << c.path;
+  }
+}
+
+TEST(Router, WhatCannotBeReadChangesNothing) {
+  const std::string tooLong(4097, 'a');
+  struct Case {
+    std::string target;
+    const char* error;
+  };
+  const Case cases[] = {
+      {"/api/host/config?runAtStartupEnabled=1&networkPriority=2", "host config patch rejected"},
+      {"/api/host/config?networkPriority=2 ", "host config patch rejected"},
+      {"/api/host/config?networkPriority=+2", "host config patch rejected"},
+      {"/api/host/config?networkPriority=", "host config patch rejected"},
+      {"/api/host/config?networkPriority=2147483648", "host config patch rejected"},
+      {"/api/host/config?pluginPath=" + tooLong, "host config patch rejected"},
+      {"/api/cpu-steering/config?engineMask=18446744073709551616", "cpu steering patch rejected"},
+      {"/api/cpu-steering/config?engineMask=-1", "cpu steering patch rejected"},
+      {"/api/cpu-steering/config?engineMask=0x3", "cpu steering patch rejected"},
+      {"/api/audio/config?sampleRate=nan", "audio config patch rejected"},
+      {"/api/instances/1/config?inputGainDb=inf", "instance patch rejected"},
+      {"/api/instances/1/config?inputGainDb=1e999", "instance patch rejected"},
+      {"/api/instances/1/config?inputGainDb=1,5", "instance patch rejected"},
+      {"/api/instances/1/config?name=" + std::string(20000, '\n'), "instance patch rejected"},
+      {"/api/record/config?channelIndex=1", "record config missing params"},
+      {"/api/record/config?isInput=true", "record config missing params"},
+      {"/api/record/config?isInput=yes&channelIndex=1", "record config failed"},
+      {"/api/record/config?isInput=true&channelIndex=1&enabled=", "record config failed"},
+      {"/api/playback/add-path", "playback add path failed"},
+      {"/api/playback/tab?tab=1", "playback tab action failed"},
+      {"/api/playback/tab?action=burn&tab=1", "playback tab action failed"},
+      {"/api/playback/item?action=select&item=x", "playback item action failed"},
+      {"/api/playback/item?action=select&mode=all", "playback item action failed"},
+      {"/api/playback/seek", "playback seek failed"},
+      {"/api/playback/control?action=PLAY", "playback control failed"},
+      {"/api/playback/config", "playback config empty"},
+  };
+  for (const Case& c : cases) {
+    Client client;
+    EXPECT_EQ(client.ask("POST", c.target), errorAnswer(400, c.error));
+    EXPECT_EQ(client.application.calls, "") << c.target;
+    EXPECT_EQ(client.broadcasts, "");
+  }
+  EXPECT_EQ(Client().ask("GET", "/api/plugin/files?path=" + tooLong), errorAnswer(400, "plugin file list failed"));
+  EXPECT_EQ(Client().ask("GET", "/api/playback/search?q=" + tooLong), errorAnswer(400, "playback search failed"));
+}
+
+TEST(Router, BodiesOfPathsMayBeAnything) {
+  const std::string deep(1'000'000, '[');
+  std::vector<std::string> bodies{deep, "{\"paths\":" + deep, deep + std::string(deep.size(), ']'),
+                                  "{\"paths\":[\"" + std::string(4097, 'a') + "\"]}",
+                                  std::string(5'000'000, ' ') + R"({"paths":["a"]})"};
+  for (const char* body : {"", "{", "[]", "{}", "null", R"({"paths":"a"})", "{\"paths\"", R"({"paths":["a",1]})",
+                           R"({"paths":["a",null]})", R"({"paths":["\ud800"]})", R"({"paths":["a"]} x)"}) {
+    bodies.emplace_back(body);
+  }
+  for (const std::string& body : bodies) {
+    Client client;
+    EXPECT_EQ(client.ask("POST", "/api/playback/add-paths", body), errorAnswer(400, "playback add paths failed"))
+        << body.substr(0, 40);
+    EXPECT_EQ(client.application.calls, "");
+  }
+}
+
+TEST(Router, NamesAreCutAtACharacterAndPathsAreNot) {
+  std::string guitars;
+  for (int k = 0; k < 200; ++k) {
+    guitars += "\xF0\x9F\x8E\xB8";
+  }
+  Client client;
+  client.ask("POST", "/api/instances/0/config?name=\x01" + guitars);
+  EXPECT_EQ(client.application.calls, "instance 0 " + guitars.substr(0, 128 * 4) + " - - - - - - -");
+  client.ask("POST", "/api/playback/add-path?path=" + guitars);
+  EXPECT_EQ(client.application.calls, "addPath " + guitars);
+}
+
+TEST(Router, PlaybackConfigAppliesItsGroupsInOrderUpToTheFirstRejected) {
+  const std::string all =
+      "/api/playback/"
+      "config?playMode=1&volumeDbTenths=-60&normalizeEnabled=true&waveformEnabled=false&rightOutputChannel=1&"
+      "fadeStopOutIndex="
+      "3&fadeChangeCrossIndex=5";
+  struct Case {
+    const char* refused;
+    const char* readable;  // of the same group
+    const char* unreadable;
+    const char* before;
+    const char* error;
+  };
+  const Case cases[] = {
+      {"mode 1", "playMode=1", "playMode=x", "", "playback config rejected"},
+      {"volume -60", "volumeDbTenths=1", "volumeDbTenths=1.5", "mode 1", "playback volume rejected"},
+      {"normalize true", "normalizeEnabled=true", "normalizeEnabled=on", "mode 1; volume -60",
+       "playback normalize rejected"},
+      {"waveform false", "waveformEnabled=true", "waveformEnabled=", "mode 1; volume -60; normalize true",
+       "playback waveform rejected"},
+      {"outputs - 1", "leftOutputChannel=1", "leftOutputChannel=L",
+       "mode 1; volume -60; normalize true; waveform false", "playback outputs rejected"},
+      {"fades - - 3 - - 5", "fadePlayInIndex=1", "fadePlayInIndex=?",
+       "mode 1; volume -60; normalize true; waveform false; outputs - 1", "playback fade rejected"},
+  };
+  for (const Case& c : cases) {
+    Client client;
+    client.application.refused = c.refused;
+    const std::string before = c.before;
+    EXPECT_EQ(client.ask("POST", all), errorAnswer(400, c.error));
+    EXPECT_EQ(client.application.calls, before + (before.empty() ? "" : "; ") + c.refused);
+    EXPECT_EQ(client.ask("POST", all + "&" + c.unreadable), errorAnswer(400, c.error));  // the last of a key wins
+    EXPECT_EQ(client.application.calls, before);
+    client.application.callbacks = {};
+    EXPECT_EQ(client.ask("POST", std::string("/api/playback/config?") + c.readable), errorAnswer(400, c.error));
+  }
+  EXPECT_EQ(Client().ask("POST", all), "202 {\"accepted\":true,\"action\":\"playback-config\"}");
+}
+
+TEST(Router, NothingStartsOnADeviceThatIsAPlaceholder) {
+  for (const wchar_t* device :
+       {L"(No ASIO drivers found)", L"(ASIO SDK not configured)", L"(No online ASIO devices)"}) {
+    Client client;
+    client.application.device = device;
+    EXPECT_EQ(client.ask("POST", "/api/asio/start"),
+              errorAnswer(400, "Please select an ASIO device or check the device power/cable connection."));
+    EXPECT_EQ(client.application.calls, "status");
+  }
+}
+
+TEST(Router, ASeekIsToldToAllPagesWhenItSucceeded) {
+  Client client;
+  client.ask("POST", "/api/playback/seek?position=1.5");
+  EXPECT_EQ(client.broadcasts,
+            R"({"type":"playback-seek","path":"a.wav","currentSeconds":1.500,"totalSeconds":60.000})");
+  client.broadcasts.clear();
+  client.application.answer = false;
+  client.ask("POST", "/api/playback/seek?position=1.5");
+  EXPECT_EQ(client.broadcasts, "");
+}
+
+TEST(Router, ACallbackThatThrowsIsAnInternalError) {
+  Client client;
+  client.application.callbacks.status = [](RemoteStatusSnapshot&) -> bool { throw std::runtime_error("no"); };
+  client.application.callbacks.stopHost = []() -> bool { throw 1; };
+  EXPECT_EQ(client.ask("GET", "/api/status"), errorAnswer(500, "internal error"));
+  EXPECT_EQ(client.ask("POST", "/api/host/stop"), errorAnswer(500, "internal error"));
+}
+
+}  // namespace
+}  // namespace tarnwick::remote

@@ -1,0 +1,137 @@
+#include <gmock/gmock.h>
+
+#include <thread>
+
+#include "remote/pages.h"
+#include "remote/server_rig.h"
+
+namespace tarnwick::remote {
+namespace {
+
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+std::string json(std::string_view status, std::string_view body) {
+  return "HTTP/1.1 " + std::string(status) +
+         "\r\nContent-Type: application/json; charset=utf-8\r\nContent-Length: " + std::to_string(body.size()) +
+         "\r\nConnection: close\r\nCache-Control: no-store\r\n\r\n" + std::string(body);
+}
+
+TEST(Server, StartsAndStopsOnce) {
+  ServerRig rig;
+  const std::wstring port = std::to_wstring(rig.port);
+  const std::wstring listening = L"Remote control server listening on TCP/UDP " + port + L".";
+  EXPECT_TRUE(rig.server.start());
+  EXPECT_TRUE(rig.server.start());
+  EXPECT_TRUE(rig.server.running());
+  EXPECT_THAT(rig.lines, ElementsAre(listening));
+
+  rig.lines.clear();
+  RemoteControlServer second(rig.context(rig.port), {});
+  EXPECT_FALSE(second.start());
+  EXPECT_FALSE(second.running());
+  EXPECT_THAT(rig.lines, ElementsAre(L"Remote control server failed: TCP bind on " + port + L".",
+                                     L"Remote control server stopped."));
+
+  rig.lines.clear();
+  rig.server.stop();
+  rig.server.stop();
+  EXPECT_FALSE(rig.server.running());
+  EXPECT_TRUE(rig.server.start());
+  EXPECT_THAT(Exchange(rig.port, "GET /healthz HTTP/1.1\r\n\r\n"), StartsWith("HTTP/1.1 200 OK"));
+  rig.server.stop();
+  EXPECT_THAT(rig.lines, ElementsAre(L"Remote control server stopped.", listening, L"Remote control server stopped."));
+  EXPECT_FALSE(Client(rig.port).connected());
+}
+
+TEST(Server, Routes) {
+  ServerRig rig;
+  ASSERT_TRUE(rig.server.start());
+  const std::string port = std::to_string(rig.port);
+  const std::string upgrade = "Connection: keep-alive, Upgrade\r\nUpgrade: WebSocket\r\n";
+  const std::string forbidden = json("403 Forbidden", "{\"error\":\"forbidden\"}");
+  const std::string required = json("400 Bad Request", "{\"error\":\"websocket upgrade required\"}");
+  const std::string noMethod = json("405 Method Not Allowed", "{\"error\":\"method not allowed\"}");
+  const std::string notFound = json("404 Not Found", "{\"error\":\"not found\"}");
+  const std::string accepted = json("202 Accepted", "{\"accepted\":true,\"action\":\"stop\"}");
+  const struct {
+    std::string line, fields, answer;
+  } cases[] = {
+      {"GET /healthz x", "", json("200 OK", "{\"status\":\"ok\",\"service\":\"Tarnwick\",\"port\":" + port + "}")},
+      {"GET /", "", json("400 Bad Request", "{\"error\":\"invalid request\"}")},
+      {"get / HTTP/1.1", "", noMethod},
+      {"PUT /healthz HTTP/1.1", "", noMethod},
+      {"GET /Remote HTTP/1.1", "", notFound},
+      {"POST /remote HTTP/1.1", "", notFound},
+      {"POST /ws HTTP/1.1", upgrade, notFound},
+      {"GET /ws HTTP/1.1", "", required},
+      {"GET /ws HTTP/1.1", "Connection: close\r\nUpgrade: websocket\r\n", required},
+      {"GET /ws?a=b HTTP/1.1", upgrade, json("400 Bad Request", "{\"error\":\"invalid websocket handshake\"}")},
+      {"GET /ws HTTP/1.1", upgrade + "Host: localhost\r\nOrigin: http://a.example\r\n", forbidden},
+      {"GET /ws HTTP/1.1", "Host: a.example\r\n", forbidden},
+      {"GET /healthz HTTP/1.1", "Host: a.example\r\nOrigin: null\r\n",
+       json("200 OK", "{\"status\":\"ok\",\"service\":\"Tarnwick\",\"port\":" + port + "}")},
+      {"POST /api/host/stop HTTP/1.1", "", accepted},
+      {"POST /api/host/stop HTTP/1.1", "Host: 127.0.0.1:" + port + "\r\nOrigin: http://127.0.0.1:" + port + "\r\n",
+       accepted},
+      {"POST /api/host/stop HTTP/1.1", "Host: 127.0.0.1:" + port + "\r\nOrigin: http://a.example\r\n", forbidden},
+      {"POST /api/host/stop HTTP/1.1", "Host: a.example\r\n", forbidden},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(Exchange(rig.port, c.line + "\r\n" + c.fields + "\r\n"), c.answer) << c.line << "\n" << c.fields;
+  }
+  for (const char* path : {"/", "/remote", "/index.html", "/cpu-steering", "/cpu-monitor", "/record-remote",
+                           "/plugin-browser-remote", "/playback-remote", "/remote?x=1", "/favicon.ico"}) {
+    const bool icon = std::string_view(path) == "/favicon.ico";
+    const std::string_view body =
+        icon ? ProgramIcon() : PageFor(std::string_view(path).substr(0, std::string_view(path).find('?')));
+    const std::string answer = Exchange(rig.port, "GET " + std::string(path) + " HTTP/1.1\r\n\r\n");
+    EXPECT_FALSE(body.empty());
+    EXPECT_THAT(answer, StartsWith("HTTP/1.1 200 OK\r\nContent-Type: " +
+                                   std::string(icon ? "image/x-icon" : "text/html; charset=utf-8") + "\r\n"));
+    EXPECT_TRUE(std::string_view(answer).ends_with("\r\n\r\n" + std::string(body))) << path;
+  }
+}
+
+TEST(Server, ReadsAnyHeadThatComesInTime) {
+  ServerRig rig;
+  ASSERT_TRUE(rig.server.start());
+  {
+    Client slow(rig.port);
+    for (const char byte : std::string("GET /healthz HTTP/1.1\r\n\r\n")) {
+      EXPECT_TRUE(slow.send({&byte, 1}));
+      std::this_thread::sleep_for(milliseconds(2));
+    }
+    EXPECT_THAT(slow.receiveAll(), HasSubstr("\"status\":\"ok\""));
+  }
+  // A head of the greatest length is taken as it stands, whatever comes behind it.
+  std::string endless = "GET /healthz HTTP/1.1\r\nX: ";
+  endless.resize(8192, 'x');
+  EXPECT_THAT(Exchange(rig.port, endless), StartsWith("HTTP/1.1 200 OK"));
+  // The answer arrives although nobody reads the body.
+  EXPECT_THAT(
+      Exchange(rig.port, "POST /api/host/stop HTTP/1.1\r\nContent-Length: 300000\r\n\r\n" + std::string(300000, 'b')),
+      EndsWith("{\"accepted\":true,\"action\":\"stop\"}"));
+  // Neither one that leaves early nor one that says nothing gets an answer or stops others for long.
+  Client(rig.port).send("GET / HT");
+  Client silent(rig.port);
+  const auto start = steady_clock::now();
+  EXPECT_THAT(Exchange(rig.port, "GET /healthz HTTP/1.1\r\n\r\n"), StartsWith("HTTP/1.1 200 OK"));
+  EXPECT_THAT(steady_clock::now() - start, testing::AllOf(testing::Gt(milliseconds(1900)), testing::Lt(kPatience)));
+  EXPECT_EQ(silent.receiveAll(), "");
+}
+
+TEST(Server, LeavesAClientThatDoesNotTakeItsAnswer) {
+  ServerRig rig;
+  rig.application.status.device.assign(12'000'000, L'd');
+  ASSERT_TRUE(rig.server.start());
+  Client stalled(rig.port);
+  ASSERT_TRUE(stalled.send("GET /api/status HTTP/1.1\r\n\r\n"));
+  EXPECT_THAT(Exchange(rig.port, "GET /healthz HTTP/1.1\r\n\r\n"), StartsWith("HTTP/1.1 200 OK"));
+  EXPECT_LT(stalled.receiveAll().size(), 12'000'000u);
+}
+
+}  // namespace
+}  // namespace tarnwick::remote

@@ -1,0 +1,169 @@
+#include "remote/server_rig.h"
+
+namespace tarnwick::remote {
+
+uint16_t FreePort() {
+  platform::StartSockets();
+  platform::Socket socket = platform::Socket::Tcp();
+  socket.bind(kLoopback, 0);
+  return socket.localPort();
+}
+
+RemoteControlCallbacks Application::callbacks() {
+  RemoteControlCallbacks given;
+  const auto teller = [this](auto Application::*section) {
+    return [this, section](auto& out) {
+      const std::lock_guard lock(mutex);
+      out = this->*section;
+      return true;
+    };
+  };
+  given.status = teller(&Application::status);
+  given.record = teller(&Application::record);
+  given.playback = teller(&Application::playback);
+  given.stopHost = [] { return true; };
+  return given;
+}
+
+ServerRig::ServerRig() {
+  // Past the readings that only prime, so that the usage stays the same.
+  cpuUsage.totalPercent();
+  cpuUsage.totalPercent();
+}
+
+ServerContext ServerRig::context(uint16_t onPort) {
+  return {onPort, steering, networkPriority, cpuUsage, [this](const std::wstring& line) { lines.push_back(line); }};
+}
+
+system::CpuTimeSource ServerRig::fakeTimes() {
+  const auto readings = std::make_shared<int64_t>(0);
+  const auto times = [](int64_t reading) {
+    const auto all = static_cast<uint64_t>(reading) * 1000;
+    return platform::CpuTimes{all / 2, all, 0};
+  };
+  return {[=](platform::CpuTimes& total) {
+            total = times(*readings);
+            return true;
+          },
+          [=](std::vector<platform::CpuTimes>& processors) {
+            processors.assign(2, times(*readings));
+            return true;
+          },
+          [=] { return ++*readings * 2'000'000'000; }};
+}
+
+Client::Client(uint16_t port) {
+  socket_.setReceiveTimeout(kPatience);
+  socket_.setSendTimeout(kPatience);
+  connected_ = socket_.connect(kLoopback, port);
+}
+
+bool Client::send(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const int64_t sent = socket_.send(bytes.data(), bytes.size());
+    if (sent <= 0) {
+      return false;
+    }
+    bytes.remove_prefix(static_cast<size_t>(sent));
+  }
+  return true;
+}
+
+bool Client::fill(size_t bytes) {
+  char scratch[16384];
+  while (received_.size() < bytes) {
+    const int64_t count = socket_.receive(scratch, sizeof scratch);
+    if (count <= 0) {
+      return false;
+    }
+    received_.append(scratch, static_cast<size_t>(count));
+  }
+  return true;
+}
+
+std::string Client::receiveAll(size_t most) {
+  fill(most);
+  return std::exchange(received_, {});
+}
+
+bool Client::ended() {
+  const auto start = steady_clock::now();
+  while (fill(received_.size() + 1)) {
+    received_.clear();
+  }
+  return steady_clock::now() - start < kPatience;
+}
+
+std::string Exchange(uint16_t port, std::string_view request) {
+  Client client(port);
+  client.send(request);
+  return client.receiveAll();
+}
+
+WebSocketTester::WebSocketTester(uint16_t port, std::string_view more) : Client(port) {
+  send(
+      "GET /ws HTTP/1.1\r\nConnection: keep-alive, Upgrade\r\nUpgrade: WebSocket\r\n"
+      "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n\r\n" +
+      std::string(more));
+  size_t end = std::string::npos;
+  while ((end = received_.find("\r\n\r\n")) == std::string::npos && fill(received_.size() + 1)) {
+  }
+  answer_ = received_.substr(0, end == std::string::npos ? end : end + 4);
+  received_.erase(0, answer_.size());
+}
+
+std::optional<std::pair<uint8_t, std::string>> WebSocketTester::frame() {
+  if (!fill(2)) {
+    return std::nullopt;
+  }
+  const auto byte = [this](size_t at) { return static_cast<uint8_t>(received_[at]); };
+  const size_t lengthBytes = byte(1) == 126 ? 2 : byte(1) == 127 ? 8 : 0;
+  if (!fill(2 + lengthBytes)) {
+    return std::nullopt;
+  }
+  size_t length = lengthBytes == 0 ? byte(1) : 0;
+  for (size_t k = 0; k < lengthBytes; ++k) {
+    length = length << 8 | byte(2 + k);
+  }
+  if (!fill(2 + lengthBytes + length)) {
+    return std::nullopt;
+  }
+  std::pair<uint8_t, std::string> whole{byte(0), received_.substr(2 + lengthBytes, length)};
+  received_.erase(0, 2 + lengthBytes + length);
+  return whole;
+}
+
+std::string WebSocketTester::textWith(std::string_view part) {
+  skipped.clear();
+  const auto end = steady_clock::now() + kPatience;
+  while (steady_clock::now() < end) {
+    auto next = frame();
+    if (!next) {
+      return "connection ended";
+    }
+    if (next->first == 0x81 && next->second.find(part) != std::string::npos) {
+      return next->second;
+    }
+    skipped.push_back(next->second);
+  }
+  return "nothing came";
+}
+
+std::string MaskedFrame(uint8_t opcode, std::string_view payload) {
+  std::string out{static_cast<char>(0x80 | opcode)};
+  if (payload.size() < 126) {
+    out.push_back(static_cast<char>(0x80 | payload.size()));
+  } else {
+    out.push_back(static_cast<char>(0xFF));
+    for (int k = 7; k >= 0; --k) {
+      out.push_back(static_cast<char>(payload.size() >> (8 * k) & 0xFF));
+    }
+  }
+  out += "\x11\x22\x33\x44";
+  for (size_t k = 0; k < payload.size(); ++k) {
+    out.push_back(static_cast<char>(payload[k] ^ static_cast<char>(0x11 * (k % 4 + 1))));
+  }
+  return out;
+}
+
+}  // namespace tarnwick::remote

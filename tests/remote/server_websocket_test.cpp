@@ -1,0 +1,203 @@
+#include <gmock/gmock.h>
+
+#include <future>
+#include <thread>
+
+#include "remote/server_rig.h"
+#include "remote/websocket_frames.h"
+
+namespace tarnwick::remote {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+constexpr std::string_view kMonitor = "{\"type\":\"monitor\"";
+constexpr std::string_view kMeters = "{\"type\":\"meters\"";
+
+std::string request(std::string_view members) {
+  return MaskedFrame(kTextOpcode, "{\"type\":\"request\"," + std::string(members) + "}");
+}
+
+TEST(ServerWebSocket, GreetsAndAnswers) {
+  ServerRig rig;
+  ASSERT_TRUE(rig.server.start());
+  WebSocketTester client(rig.port, request("\"id\":1,\"method\":\"GET\",\"path\":\"/healthz?a=b\""));
+  EXPECT_EQ(client.answer(),
+            "HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
+            "Sec-WebSocket-Accept: s3pPLMBiTxaQ9kYGzzhZRbK+xOo=\r\n\r\n");
+  const auto first = client.frame();
+  const auto second = client.frame();
+  ASSERT_TRUE(first && second);
+  EXPECT_THAT(first->second, testing::AllOf(StartsWith(std::string(kMonitor)), HasSubstr(",\"record\":{"),
+                                            HasSubstr(",\"playback\":{")));
+  EXPECT_THAT(second->second, StartsWith(std::string(kMeters)));
+  EXPECT_THAT(client.textWith("response"), StartsWith("{\"type\":\"response\",\"id\":1,\"status\":200,\"ok\":true,"));
+
+  const std::string invalid =
+      "{\"type\":\"response\",\"id\":0,\"status\":400,\"ok\":false,\"bodyText\":\"{\\\"error\\\":\\\"invalid websocket "
+      "request\\\"}\",\"body\":{\"error\":\"invalid websocket request\"}}";
+  const std::string notFound =
+      "{\"type\":\"response\",\"id\":5,\"status\":404,\"ok\":false,\"bodyText\":\"{\\\"error\\\":\\\"not "
+      "found\\\"}\",\"body\":{\"error\":\"not found\"}}";
+  const std::pair<std::string, std::string> exchanges[] = {
+      {request("\"id\":5,\"path\":\"/healthz\""), notFound},
+      {request("\"id\":1.5,\"path\":\"/healthz\""), invalid},
+      {request("\"id\":1,\"path\":\"\""), invalid},
+      {MaskedFrame(kTextOpcode, "") + MaskedFrame(kTextOpcode, std::string(70000, ' ')), invalid},
+      {MaskedFrame(0, "continued") + MaskedFrame(2, "binary") + MaskedFrame(kPongOpcode, "x") +
+           MaskedFrame(kTextOpcode, "{"),
+       invalid},
+  };
+  for (const auto& [sent, answer] : exchanges) {
+    ASSERT_TRUE(client.send(sent));
+    EXPECT_EQ(client.textWith("response"), answer);
+  }
+  ASSERT_TRUE(client.send(MaskedFrame(kPingOpcode, "data")));
+  std::optional<std::pair<uint8_t, std::string>> next;
+  do {
+    next = client.frame();
+  } while (next && next->first == 0x81);
+  EXPECT_EQ(next, std::pair(uint8_t{0x8A}, std::string()));
+}
+
+TEST(ServerWebSocket, EndsOnWhatIsNoFrameOfAClient) {
+  ServerRig rig;
+  ASSERT_TRUE(rig.server.start());
+  const std::string huge("\x81\xFF\x00\x00\x00\x00\x04\x00\x00\x01\x01\x02\x03\x04", 14);  // 64 MiB and a byte
+  for (const std::string& last : {MaskedFrame(kCloseOpcode, ""), std::string("\x81\x02{}"), huge}) {
+    WebSocketTester client(rig.port, last);
+    EXPECT_TRUE(client.ended());
+  }
+}
+
+TEST(ServerWebSocket, PushesWhatChanged) {
+  ServerRig rig;
+  rig.application.status.instances.resize(3);
+  ASSERT_TRUE(rig.server.start());
+  WebSocketTester client(rig.port);
+  EXPECT_THAT(client.textWith(kMeters), HasSubstr("\"instanceCount\":3"));
+
+  // Only what moves by itself: meters, about every 100 ms, and nothing else.
+  const auto start = steady_clock::now();
+  for (int k = 0; k < 5; ++k) {
+    rig.change([&](Application& a) {
+      a.status.instances[1].inputMeterDb = static_cast<float>(-10 - k);
+      a.status.runningElapsedSeconds += 0.1;
+      a.record.recordElapsedSeconds += 0.1;
+      a.playback.position.currentSeconds += 0.1;
+    });
+    EXPECT_THAT(client.textWith("\"inputMeterDb\":" + std::to_string(-10 - k) + ".00"),
+                StartsWith(std::string(kMeters)));
+    for (const std::string& other : client.skipped) {
+      EXPECT_THAT(other, StartsWith(std::string(kMeters)));
+    }
+  }
+  EXPECT_GT(steady_clock::now() - start, milliseconds(300));
+
+  rig.change([](Application& a) { a.status.instances[1].glitchCount = 7; });
+  const std::string status = client.textWith(kMonitor);
+  EXPECT_THAT(status, testing::AllOf(HasSubstr("\"glitchCount\":7"), Not(HasSubstr("\"record\":{")),
+                                     Not(HasSubstr("\"playback\":{"))));
+  rig.change([](Application& a) { a.record.recordingFolder = L"takes"; });
+  EXPECT_THAT(client.textWith(kMonitor),
+              testing::AllOf(HasSubstr("\"recordingFolder\":\"takes\""), Not(HasSubstr("\"playback\":{"))));
+  rig.change([](Application& a) { a.playback.volumeDbTenths = -55; });
+  EXPECT_THAT(client.textWith(kMonitor),
+              testing::AllOf(HasSubstr("\"volumeDbTenths\":-55"), Not(HasSubstr("\"record\":{"))));
+  client.textWith(kMeters);
+  client.textWith(kMeters);
+  EXPECT_THAT(client.skipped, testing::IsEmpty());
+
+  rig.server.broadcastText("{\"type\":\"hello\"}");
+  EXPECT_EQ(client.textWith("hello"), "{\"type\":\"hello\"}");
+}
+
+TEST(ServerWebSocket, TellsOfEachProcessorWhileOneAsks) {
+  ServerRig rig;
+  ASSERT_TRUE(rig.server.start());
+  WebSocketTester watcher(rig.port);
+  WebSocketTester other(rig.port);
+  const auto subscribe = [](WebSocketTester& client, std::string_view enabled) {
+    client.send(request("\"id\":1,\"path\":\"/api/cpu-monitor/subscribe?enabled=" + std::string(enabled) + "\""));
+    return client.textWith("response");
+  };
+  EXPECT_THAT(other.textWith(kMonitor), HasSubstr("\"cpuCoreUsagePercents\":[]"));
+  EXPECT_THAT(subscribe(other, "yes"), HasSubstr("\"status\":202,\"ok\":true,\"bodyText\":\"{\\\"accepted\\\":true,\\\""
+                                                 "action\\\":\\\"cpu-monitor-unsubscribe\\\"}\""));
+  EXPECT_THAT(subscribe(watcher, "TRUE"), HasSubstr("\"action\":\"cpu-monitor-subscribe\""));
+  EXPECT_THAT(subscribe(watcher, "1"), HasSubstr("\"action\":\"cpu-monitor-subscribe\""));
+  EXPECT_THAT(other.textWith("\"cpuCoreUsagePercents\":[50.0,50.0]"), StartsWith(std::string(kMonitor)));
+  // Subscribed twice, left once; and a watcher that is gone no longer counts.
+  EXPECT_THAT(subscribe(watcher, "false"), HasSubstr("cpu-monitor-unsubscribe"));
+  EXPECT_THAT(other.textWith("\"cpuCoreUsagePercents\":[]"), StartsWith(std::string(kMonitor)));
+  subscribe(watcher, "true");
+  other.textWith("\"cpuCoreUsagePercents\":[50.0,50.0]");
+  watcher.close();
+  EXPECT_THAT(other.textWith("\"cpuCoreUsagePercents\":[]"), StartsWith(std::string(kMonitor)));
+}
+
+TEST(ServerWebSocket, HasRoomForSixtyFourAndReapsThem) {
+  ServerRig rig;
+  ASSERT_TRUE(rig.server.start());
+  std::vector<std::unique_ptr<WebSocketTester>> clients;
+  for (size_t k = 0; k < kMostWebSocketClients; ++k) {
+    clients.push_back(std::make_unique<WebSocketTester>(rig.port));
+    ASSERT_THAT(clients.back()->answer(), StartsWith("HTTP/1.1 101")) << k;
+  }
+  WebSocketTester refused(rig.port);
+  EXPECT_THAT(refused.answer(), StartsWith("HTTP/1.1 503 Service Unavailable"));
+  EXPECT_EQ(refused.receiveAll(), "{\"error\":\"too many clients\"}");
+  EXPECT_THAT(Exchange(rig.port, "GET /healthz HTTP/1.1\r\n\r\n"), StartsWith("HTTP/1.1 200"));
+
+  clients.front()->send(MaskedFrame(kCloseOpcode, ""));
+  EXPECT_TRUE(clients.front()->ended());
+  const auto end = steady_clock::now() + kPatience;
+  std::string answer;
+  do {
+    answer = WebSocketTester(rig.port).answer();
+  } while (answer.rfind("HTTP/1.1 101", 0) != 0 && steady_clock::now() < end);
+  EXPECT_THAT(answer, StartsWith("HTTP/1.1 101"));
+}
+
+// Three who behave badly at once: one that does not read its frames, one that sends its request a byte a second, and
+// one that reads as it should and must not notice the others.
+TEST(ServerWebSocket, SlowClientsHarmNobodyElse) {
+  ServerRig rig;
+  ASSERT_TRUE(rig.server.start());
+  WebSocketTester stalled(rig.port);
+  WebSocketTester good(rig.port);
+  const auto start = steady_clock::now();
+  auto trickle = std::async(std::launch::async, [&] {
+    Client slow(rig.port);
+    while (slow.send("x") && steady_clock::now() - start < milliseconds(15000)) {
+      std::this_thread::sleep_for(milliseconds(500));
+    }
+    return steady_clock::now() - start;
+  });
+  const std::string megabyte = "{\"type\":\"large\"" + std::string(1'000'000, ' ') + "}";
+  for (int k = 0; k < 12; ++k) {
+    rig.server.broadcastText(megabyte);
+    EXPECT_EQ(good.textWith("large"), megabyte);
+  }
+  EXPECT_LT(steady_clock::now() - start, milliseconds(2000));
+
+  steady_clock::time_point ping{};
+  auto last = steady_clock::now();
+  while (ping == steady_clock::time_point() && last - start < milliseconds(7000)) {
+    const auto next = good.frame();
+    ASSERT_TRUE(next);
+    EXPECT_LT(steady_clock::now() - last, milliseconds(1000));
+    last = steady_clock::now();
+    if (next->first == 0x89) {
+      ping = last;
+    }
+  }
+  EXPECT_THAT(ping - start, testing::AllOf(testing::Gt(milliseconds(4500)), testing::Lt(milliseconds(6500))));
+  EXPECT_LT(stalled.receiveAll().size(), 12 * megabyte.size());
+  EXPECT_THAT(trickle.get(), testing::AllOf(testing::Gt(milliseconds(9900)), testing::Lt(milliseconds(12500))));
+}
+
+}  // namespace
+}  // namespace tarnwick::remote
