@@ -3,6 +3,9 @@
 #include <utility>
 
 #include "app/device.h"
+#include "app/remote.h"
+#include "app/scheduled_restart.h"
+#include "app/settings.h"
 #include "app/shutdown.h"
 #include "platform/audio_back_ends.h"
 #include "platform/paths.h"
@@ -13,11 +16,11 @@ namespace {
 constexpr int32_t kNormalPriorityIndex = 2;  // row "Normal" of the priority table
 
 // The virtual device's first block is the host's first, however long the effects take to load.
-platform::VirtualOptions virtualOptions(const Options& options) {
+platform::VirtualOptions virtualOptions(const Options& options, const Preferences& preferences) {
   platform::VirtualOptions device = options.virtualDevice;
   device.held = options.start;
   if (options.seconds > 0.0) {
-    device.blockLimit = BlocksForSeconds(options);
+    device.blockLimit = BlocksForSeconds(options, preferences);
   }
   return device;
 }
@@ -28,6 +31,11 @@ platform::AudioBackEnd allBackEnds(Application& app) {
   hooks.deviceLost = [&app](const std::wstring& reason) {
     app.ui.post([&app, reason, session = app.sessionNumber.load()] { LoseDevice(app, session, reason); });
   };
+  hooks.waiting = [&app](bool waiting) {
+    if (app.surface.waitForDevice) {
+      app.surface.waitForDevice(waiting);
+    }
+  };
   std::vector<platform::AudioBackEnd> all = platform::SystemBackEnds(hooks);
   all.push_back(app.virtualDevice->backEnd());
   return platform::CombineBackEnds(std::move(all));
@@ -35,11 +43,12 @@ platform::AudioBackEnd allBackEnds(Application& app) {
 
 }  // namespace
 
-Application::Application(Options programOptions, Surface programSurface)
+Application::Application(Options programOptions, Surface programSurface, const settings::ProgramSettings& stored)
     : options(std::move(programOptions)),
       surface(std::move(programSurface)),
+      preferences(PreferencesFrom(options, stored)),
       log([this](const std::wstring& line) { surface.logLine(line); }),
-      virtualDevice(std::make_unique<platform::VirtualDevice>(virtualOptions(options))),
+      virtualDevice(std::make_unique<platform::VirtualDevice>(virtualOptions(options, preferences))),
       backEnd(allBackEnds(*this)),
       engine(steering),
       host(engine, MakeHostUi(*this)) {
@@ -49,13 +58,18 @@ Application::Application(Options programOptions, Surface programSurface)
     engine.mmcssEnabled = false;
     engine.enginePriority = kNormalPriorityIndex;
   }
-  host.pluginPath =
-      options.plugin.empty() ? platform::JoinPath(platform::ExecutableFolder(), L"Ombrel.vst3") : options.plugin;
-  devices.selected = options.device;
+  host.pluginPath = options.plugin.empty() ? BundledEffect() : options.plugin;
+  devices.selected = options.device.value_or(platform::kVirtualDriverName);
+  TakeSettings(*this, stored);
+}
+
+std::wstring BundledEffect() {
+  return platform::JoinPath(platform::ExecutableFolder(), L"Ombrel.vst3");
 }
 
 Application::~Application() {
   ui.close();
+  StopRemote(*this);
 }
 
 engine::HostUi MakeHostUi(Application& app) {
@@ -64,7 +78,10 @@ engine::HostUi MakeHostUi(Application& app) {
   ui.messageBox = [&app](engine::BoxKind kind, const std::wstring& title, const std::wstring& text) {
     app.surface.messageBox(kind, title, text);
   };
-  ui.refresh = [&app] { app.surface.refresh(); };
+  ui.refresh = [&app] {
+    app.surface.refresh();
+    PublishRefusals(app);
+  };
   ui.recordRunning = [] { return false; };
   ui.playbackRunning = [] { return false; };
   ui.postStopFinished = [&app] { return app.ui.post(platform::UiMessage::hostStopFinished); };
@@ -81,6 +98,7 @@ void HandleMessage(Application& app, platform::UiMessage message, intptr_t /*par
     case platform::UiMessage::hostStopFinished:
       engine::CompleteHostStop(app.host);
       CloseLostDevice(app);
+      RestartIfStopped(app);
       break;
     default:
       break;

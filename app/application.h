@@ -6,17 +6,23 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <thread>
 
 #include "app/options.h"
+#include "app/remote_link.h"
 #include "app/status_log.h"
 #include "app/system_control.h"
 #include "engine/audio_control.h"
 #include "engine/engine.h"
 #include "engine/host.h"
 #include "platform/audio_driver.h"
+#include "platform/power.h"
 #include "platform/ui_thread.h"
 #include "platform/virtual/virtual_driver.h"
+#include "settings/program_settings.h"
+#include "settings/save_schedule.h"
 #include "system/cpu_steering.h"
+#include "system/scheduled_reboot.h"
 
 namespace tarnwick::app {
 
@@ -26,6 +32,35 @@ struct Surface {
   std::function<void(engine::BoxKind kind, const std::wstring& title, const std::wstring& text)> messageBox;
   std::function<void()> refresh;                        // titles, buttons, labels and rows from the state
   std::function<void(const std::wstring& text)> print;  // an answer the user asked for
+  // Where there are windows; else empty.
+  std::function<void(const std::wstring& text)> showWarning;  // in a message box that nobody waits for
+  std::function<void*()> mainWindow;                // what drivers may own their dialogs with; null when there is none
+  std::function<void(bool waiting)> waitForDevice;  // see BackEndHooks::waiting
+};
+
+// What the user set up beside the device, the effect and the instances.
+struct Preferences {
+  double sampleRate = 48000.0;  // Hz
+  int32_t bufferSize = 256;     // samples; 0 = the device's preferred length
+  bool rememberSettings = true;
+  bool runAtStartup = false;
+  bool autoStartAsio = false;
+  bool autoStartInstances = false;
+  bool scheduleReboot = false;
+  int32_t rebootMinutes = 360;  // since midnight
+};
+
+// Where the settings go. User-interface thread; the writer has only what it was given.
+struct SettingsKeeper {
+  std::wstring location;  // empty = they are not kept
+  settings::SaveSchedule schedule{true};
+  std::thread writer;  // writes, or has written, what was last due
+
+  ~SettingsKeeper() {
+    if (writer.joinable()) {
+      writer.join();
+    }
+  }
 };
 
 // What the log has told of, so that it does so once.
@@ -38,13 +73,14 @@ struct Told {
 
 // Owned by the user-interface thread. The members end in the opposite order.
 struct Application {
-  Application(Options programOptions, Surface programSurface);
+  Application(Options programOptions, Surface programSurface, const settings::ProgramSettings& stored = {});
   Application(const Application&) = delete;
   Application& operator=(const Application&) = delete;
   ~Application();
 
   Options options;
   Surface surface;
+  Preferences preferences;
   StatusLog log;
   platform::UiThread ui;
   system::CpuSteering steering;
@@ -53,14 +89,23 @@ struct Application {
   engine::Engine engine;
   engine::Host host;
   SystemControl systemControl;
+  platform::Power power = platform::SystemPower();
+  system::ScheduledReboot scheduledReboot;
   engine::DeviceList devices;
+  engine::Latencies latencies;  // as the driver last said
   std::wstring latencyText;
   std::atomic<uint32_t> sessionNumber{0};  // counts device starts; written here, read by threads of the back ends
-  bool deviceLost = false;                 // the session goes once the host has stopped
+  SettingsKeeper settings;
+  bool closing = false;     // the program is about to end
+  bool deviceLost = false;  // the session goes once the host has stopped
   Told told;
+  RemoteLink remote;
   std::string summary;  // once the run that --seconds asked for has ended
   int exitCode = 0;
 };
+
+// The effect that comes with the program, beside its executable.
+std::wstring BundledEffect();
 
 // How the engine's operations reach the surface.
 engine::HostUi MakeHostUi(Application& app);

@@ -10,26 +10,28 @@ namespace {
 engine::SessionRequest sessionRequest(const Application& app) {
   engine::SessionRequest request;
   request.deviceName = app.devices.selected;
-  request.blockLength = app.options.bufferSize;
-  request.sampleRate = app.options.sampleRate;
+  request.blockLength = app.preferences.bufferSize;
+  request.sampleRate = app.preferences.sampleRate;
+  request.systemReference = app.surface.mainWindow ? app.surface.mainWindow() : nullptr;
   return request;
 }
 
 // The virtual device plays its file as it is; a file made for another rate sounds wrong, which the user should know.
 void tellSourceRate(Application& app) {
   const double rate = app.virtualDevice->sourceRate();
-  if (app.engine.session.deviceName == platform::kVirtualDriverName && rate > 0.0 && rate != app.options.sampleRate) {
+  if (app.engine.session.deviceName == platform::kVirtualDriverName && rate > 0.0 &&
+      rate != app.preferences.sampleRate) {
     app.log.add(L"The virtual source's sample rate is " + std::to_wstring(std::lround(rate)) + L" Hz, the session's " +
-                std::to_wstring(std::lround(app.options.sampleRate)) + L" Hz.");
+                std::to_wstring(std::lround(app.preferences.sampleRate)) + L" Hz.");
   }
 }
 
 // What runs may differ from what was asked for: the device's limits count.
 void tellBlockLength(Application& app) {
   const int32_t running = app.engine.session.blockLength;
-  if (app.options.bufferSize >= 1 && running != app.options.bufferSize) {
+  if (app.preferences.bufferSize >= 1 && running != app.preferences.bufferSize) {
     app.log.add(L"The device runs at " + std::to_wstring(running) + L" samples a block, not at the requested " +
-                std::to_wstring(app.options.bufferSize) + L".");
+                std::to_wstring(app.preferences.bufferSize) + L".");
   }
 }
 
@@ -88,7 +90,8 @@ bool StopDevice(Application& app, std::wstring* error, bool interactive) {
 }
 
 void ShowLatencies(Application& app) {
-  app.latencyText = engine::LatencyText(app.engine.session);
+  app.latencies = engine::ReadLatencies(app.engine.session);
+  app.latencyText = engine::LatencyText(app.latencies, app.engine.session.sampleRate.load());
   if (app.engine.asioRunning.load()) {
     app.log.add(app.latencyText);
   }
@@ -100,11 +103,11 @@ int64_t FramesForSeconds(double seconds, double sampleRate) {
   return static_cast<int64_t>(std::ceil(seconds * sampleRate - kRounding));
 }
 
-int64_t BlocksForSeconds(const Options& options) {
+int64_t BlocksForSeconds(const Options& options, const Preferences& preferences) {
   const platform::VirtualOptions& device = options.virtualDevice;
-  const int32_t length =
-      engine::ChooseBlockLength(options.bufferSize, device.minimumBlock, device.maximumBlock, device.preferredBlock);
-  return (FramesForSeconds(options.seconds, options.sampleRate) + length - 1) / length;
+  const int32_t length = engine::ChooseBlockLength(preferences.bufferSize, device.minimumBlock, device.maximumBlock,
+                                                   device.preferredBlock);
+  return (FramesForSeconds(options.seconds, preferences.sampleRate) + length - 1) / length;
 }
 
 }  // namespace tarnwick::app

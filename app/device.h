@@ -24,6 +24,6 @@ void ShowLatencies(Application& app);
 // Whole frames that --seconds asks for at a sample rate in Hz.
 int64_t FramesForSeconds(double seconds, double sampleRate);
 // Blocks that make the seconds of audio that the options ask for, at the virtual device's block length.
-int64_t BlocksForSeconds(const Options& options);
+int64_t BlocksForSeconds(const Options& options, const Preferences& preferences);
 
 }  // namespace tarnwick::app

@@ -3,20 +3,53 @@
 #include <algorithm>
 #include <string>
 
+#include "app/settings.h"
+
 namespace tarnwick::app {
+
+namespace {
+
+engine::InstanceRow rowAt(int32_t index) {
+  engine::InstanceRow row;
+  row.config.inputChannel = index;
+  row.config.outputChannel = index;
+  row.name = L"Instance " + std::to_wstring(index + 1);
+  return row;
+}
+
+}  // namespace
 
 void AddWiredInstances(Application& app, int32_t count) {
   std::wstring error;
   for (auto i = static_cast<int32_t>(app.host.rows.size()); i < count; ++i) {
-    engine::InstanceRow row;
-    row.config.inputChannel = i;
-    row.config.outputChannel = i;
-    row.name = L"Instance " + std::to_wstring(i + 1);
-    if (!engine::AddInstance(app.host, row, &error)) {
+    if (!engine::AddInstance(app.host, rowAt(i), &error)) {
       app.log.add(error);
       return;
     }
   }
+}
+
+bool AddNextInstance(Application& app, std::wstring* error) {
+  const engine::DeviceSession& session = app.engine.session;
+  const auto index = static_cast<int32_t>(app.host.rows.size());
+  engine::InstanceRow row = rowAt(index);
+  if (app.engine.asioRunning.load()) {
+    row.config.inputChannel = index < session.numInputs ? index : -1;
+    row.config.outputChannel = index < session.numOutputs ? index : -1;
+  }
+  if (!engine::AddInstance(app.host, row, error)) {
+    return false;
+  }
+  NoteChange(app);
+  return true;
+}
+
+bool RemoveLastInstance(Application& app, std::wstring* error) {
+  if (!engine::RemoveInstance(app.host, static_cast<int32_t>(app.host.rows.size()) - 1, error)) {
+    return false;
+  }
+  NoteChange(app);
+  return true;
 }
 
 void TellMissingChannels(Application& app) {

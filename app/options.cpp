@@ -22,7 +22,7 @@ struct RawOptions {
   std::string device;
   std::string plugin;
   std::string stateDir;
-  std::string settingsFile;
+  std::string settings;
   std::string virtualSource;
   std::string virtualCapture;
   std::string virtualClock;
@@ -30,21 +30,27 @@ struct RawOptions {
 };
 
 void addProgramOptions(CLI::App& parser, Options& options, RawOptions& raw) {
-  parser.add_option("--device", raw.device, "Audio device to select (default: the virtual device)")
+  parser
+      .add_option("--device", raw.device,
+                  "Audio device to select (default: the one in the settings, at first the virtual device)")
       ->check(kNotEmpty)
       ->type_name("NAME");
-  parser.add_option("--sample-rate", options.sampleRate, "Sample rate of the session in Hz (default 48000)")
+  parser
+      .add_option("--sample-rate", options.sampleRate,
+                  "Sample rate of the session in Hz (default: settings, at first 48000)")
       ->check(CLI::Range(1000.0, 768000.0))
       ->type_name("HZ");
   parser
       .add_option("--buffer-size", options.bufferSize,
-                  "Samples in a block (default 256); 0 takes the device's preferred length")
+                  "Samples in a block (default: settings, at first 256); 0 takes the device's preferred length")
       ->check(CLI::Range(0, 65536))
       ->type_name("N");
-  parser.add_option("--plugin", raw.plugin, "VST3 effect (default: Ombrel.vst3 beside the program)")
+  parser.add_option("--plugin", raw.plugin, "VST3 effect (default: settings, at first Ombrel.vst3 beside the program)")
       ->check(kNotEmpty)
       ->type_name("PATH");
-  parser.add_option("--instances", options.instances, "Number of instances, input i to output i (default 0)")
+  parser
+      .add_option("--instances", options.instances,
+                  "At least so many instances: those of the settings, then more, input i to output i")
       ->check(CLI::Range(0, 127))
       ->type_name("N");
   parser.add_flag("--start", options.start, "Start the device and the host at once");
@@ -54,9 +60,14 @@ void addProgramOptions(CLI::App& parser, Options& options, RawOptions& raw) {
   parser.add_option("--state-dir", raw.stateDir, "Folder that stands for the program's own (state files)")
       ->check(kNotEmpty)
       ->type_name("DIR");
-  parser.add_option("--settings", raw.settingsFile, "File that holds the settings")
+  parser.add_option("--settings", raw.settings, "Place of the settings: a file; on Windows a key of the current user")
       ->check(kNotEmpty)
       ->type_name("FILE");
+  parser
+      .add_option("--remote-port", options.remotePort,
+                  "Port of the remote control server, TCP and UDP (default 20831); 0 switches it off")
+      ->check(CLI::Range(0, 65535))
+      ->type_name("PORT");
   parser.add_flag("--list-devices", options.listDevices, "List the audio devices that answer, and exit");
   parser.add_option("--validate", raw.validate, "Tell whether a file is a usable VST3 effect, and exit")
       ->check(kNotEmpty)
@@ -86,7 +97,8 @@ void addVirtualOptions(CLI::App& parser, platform::VirtualOptions& device, RawOp
 
 // What single options cannot tell. Empty when all is well.
 std::string crossCheck(const Options& options) {
-  for (const auto& [name, value] : {std::pair{"--sample-rate", options.sampleRate}, {"--seconds", options.seconds}}) {
+  for (const auto& [name, value] :
+       {std::pair{"--sample-rate", options.sampleRate.value_or(0.0)}, {"--seconds", options.seconds}}) {
     if (!std::isfinite(value)) {
       return std::string(name) + ": is not a number";
     }
@@ -125,7 +137,7 @@ std::optional<Options> ParseOptions(const std::vector<std::string>& arguments, s
   }
   options.plugin = WideFromUtf8(raw.plugin);
   options.stateDir = WideFromUtf8(raw.stateDir);
-  options.settingsFile = WideFromUtf8(raw.settingsFile);
+  options.settings = WideFromUtf8(raw.settings);
   options.validate = WideFromUtf8(raw.validate);
   options.virtualDevice.sourceFile = WideFromUtf8(raw.virtualSource);
   options.virtualDevice.clock = raw.virtualClock == "fast" ? VirtualClock::fast : VirtualClock::real;

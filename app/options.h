@@ -9,16 +9,19 @@
 
 namespace tarnwick::app {
 
+// What is not given comes from the settings.
 struct Options {
-  std::wstring device = platform::kVirtualDriverName;
-  double sampleRate = 48000.0;  // Hz
-  int32_t bufferSize = 256;     // samples; 0 = the device's preferred length
-  std::wstring plugin;          // empty = Ombrel.vst3 beside the executable
-  int32_t instances = 0;
+  std::optional<std::wstring> device;
+  std::optional<double> sampleRate;   // Hz
+  std::optional<int32_t> bufferSize;  // samples; 0 = the device's preferred length
+  std::wstring plugin;                // empty = not given
+  int32_t instances = 0;              // at least so many
   bool start = false;
   double seconds = 0.0;  // of the device's audio; 0 = until told to end
   std::wstring stateDir;
-  std::wstring settingsFile;
+  std::wstring
+      settings;  // where the settings lie: a file, on Windows a key of the current user; empty = the usual place
+  uint16_t remotePort = 20831;  // of the remote control server; 0 = no server
   platform::VirtualOptions virtualDevice;
   bool listDevices = false;
   std::wstring validate;  // path of a module to validate

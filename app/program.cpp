@@ -1,9 +1,13 @@
 #include "app/program.h"
 
+#include "app/auto_start.h"
 #include "app/device.h"
 #include "app/instances.h"
 #include "app/options.h"
+#include "app/remote.h"
 #include "app/reports.h"
+#include "app/scheduled_restart.h"
+#include "app/settings.h"
 #include "app/shutdown.h"
 #include "app/system_requests.h"
 #include "app/version.h"
@@ -59,8 +63,9 @@ bool startAtOnce(Application& app, std::wstring& error) {
 
 // The system's own text for a failure does not name what it is about.
 std::string startedWith(const Application& app) {
-  std::wstring text = L"The start was asked for with device \"" + app.options.device + L"\", effect \"" +
-                      app.host.pluginPath + L"\", " + engine::InstanceCaption(app.host.rows.size()) + L".\n";
+  std::wstring text = L"The start was asked for with device \"" + app.options.device.value_or(app.devices.selected) +
+                      L"\", effect \"" + app.host.pluginPath + L"\", " + engine::InstanceCaption(app.host.rows.size()) +
+                      L".\n";
   if (app.devices.selected.empty()) {
     text += L"Devices that answer:\n";
     for (const std::wstring& device : app.devices.devices) {
@@ -74,14 +79,22 @@ int run(Application& app, const ProgramEntry& entry) {
   app.log.add(VersionLine());
   RefreshDevices(app);
   AddWiredInstances(app, app.options.instances);
+  StartRemote(app);
   std::wstring error;
   if (app.options.start && !startAtOnce(app, error)) {
     StopDevice(app, nullptr, false);
     entry.printError("tarnwick: " + Utf8FromWide(error) + "\n" + startedWith(app));
     return 1;
   }
+  if (!app.options.start) {
+    AutoStart(app);
+  }
   StartReports(app);
+  StartSchedule(app);
   const int exitCode = app.ui.run();
+  app.ui.close();  // what still waits for an answer goes without
+  StopRemote(app);
+  SaveAtEnd(app);
   if (!app.summary.empty()) {
     app.surface.print(platform::WideFromUtf8(app.summary) + L"\n");
   }
@@ -113,7 +126,9 @@ int RunProgram(const std::vector<std::string>& arguments, const ProgramEntry& en
   if (!options->plugin.empty()) {
     options->plugin = platform::ResolveModuleFile(options->plugin);
   }
-  Application app(*options, entry.surface);
+  const std::wstring location = SettingsLocation(*options);
+  const settings::ProgramSettings stored = settings::SettingsFromMap(settings::ReadSettings(location));
+  Application app(*options, entry.surface, stored);
   std::wstring error;
   if (!app.virtualDevice->prepare(&error)) {
     entry.printError("tarnwick: " + Utf8FromWide(error) + "\n");
@@ -122,10 +137,12 @@ int RunProgram(const std::vector<std::string>& arguments, const ProgramEntry& en
   if (app.options.listDevices) {
     return listDevices(app);
   }
-  StartSystemControl(app);
+  KeepSettings(app, location);
+  RaisePriorities(app);
   app.ui.open([&app](platform::UiMessage message, intptr_t parameter) { HandleMessage(app, message, parameter); });
   entry.watchForEnd(app);
-  return run(app, entry);
+  StartSteering(app);
+  return entry.show && !entry.show() ? 1 : run(app, entry);
 }
 
 }  // namespace tarnwick::app

@@ -16,6 +16,9 @@ struct ProgramEntry {
   // Called with the application's thread open, before anything starts: arranges for BeginShutdown to be called on it
   // when the system or the user asks the program to end.
   std::function<void(Application& app)> watchForEnd;
+  // Called next, with the thread on its processors: shows the window that was made in `watchForEnd`. False when there
+  // is none: the program ends with 1. Empty where a program has no window.
+  std::function<bool()> show;
 };
 
 // Arguments in UTF-8, without the program's own name. Returns the exit code: 0, 1 for a failed start or answer, 2 for

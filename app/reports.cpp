@@ -5,6 +5,7 @@
 #include <string>
 
 #include "app/device.h"
+#include "app/settings.h"
 #include "app/shutdown.h"
 #include "app/system_requests.h"
 #include "engine/callback.h"
@@ -78,6 +79,7 @@ void StartReports(Application& app) {
     TellFaults(app);
     LookAfterThreads(app);
   });
+  app.ui.startTimer(milliseconds(250), [&app] { SaveWhenDue(app); });
   if (app.options.seconds > 0.0) {
     app.ui.startTimer(milliseconds(5), [&app] {
       if (runComplete(app)) {

@@ -10,6 +10,7 @@ void BeginShutdown(Application& app) {
   if (app.host.closePending) {
     return;
   }
+  app.closing = true;
   app.host.closePending = true;
   TellGrants(app);  // a short run ends before the timer
   engine::StopHostAsync(app.host);

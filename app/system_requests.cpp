@@ -15,9 +15,12 @@ uint64_t othersOf(const SteeringMasks& masks) {
 
 }  // namespace
 
-void StartSystemControl(Application& app) {
+void RaisePriorities(Application& app) {
+  system::ApplyStartPriorities(app.systemControl.processes);
+}
+
+void StartSteering(Application& app) {
   SystemControl& control = app.systemControl;
-  system::ApplyStartPriorities(control.processes);
   const SteeringMasks masks = system::ChosenMasks(app.steering);
   system::SteerOwnProcess(control.processes, masks);
   system::ApplyIfChanged(app.steering, SteeringGroup::networkUi, control.uiThread);

@@ -7,10 +7,12 @@
 
 namespace tarnwick::app {
 
-// Start of the program, before any other thread of it runs: priorities, the own process's processors, the
-// user-interface thread's. Masks that were stored are in `app.steering` by then; where one is stored for the other
-// processes, they are steered too.
-void StartSystemControl(Application& app);
+// Start of the program, before it has a window and before any other thread of it runs: the priorities.
+void RaisePriorities(Application& app);
+// Start of the program, with its window made but not yet shown, and before the device and its threads: the own
+// process's processors and the user-interface thread's. Masks that were stored are in `app.steering` by then; where one
+// is stored for the other processes, they are steered too.
+void StartSteering(Application& app);
 // To be called about once a second: threads that have begun meanwhile get the own process's processors.
 void LookAfterThreads(Application& app);
 

@@ -10,6 +10,7 @@ seconds=${3:-60}
 module=${4:-}
 name=tw-bench-$$
 work=$(mktemp -d)
+export XDG_CONFIG_HOME=$work  # settings of its own
 server=
 client=
 cleanup() {
@@ -51,7 +52,7 @@ for frames in 256 64; do
   printf '%3d frames, idle client alone, %s s:   %s\n' "$frames" "$seconds" "$(tail -1 "$work/idle")"
 
   begin_server "$frames"
-  "$program" --device "JACK: $name" --start --seconds "$seconds" --buffer-size "$frames" --instances 32 \
+  "$program" --remote-port 0 --device "JACK: $name" --start --seconds "$seconds" --buffer-size "$frames" --instances 32 \
     ${module:+--plugin "$module"} >"$work/log" || { tail -3 "$work/log"; exit 1; }
   end_server
   printf '%3d frames, 32 instances beside it, %s s: %s\n' "$frames" "$seconds" "$(tail -1 "$work/idle")"

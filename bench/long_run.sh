@@ -7,6 +7,7 @@ seconds=${1:-3600}
 program=${2:-build/linux-release/tarnwick}
 module=${3:-/usr/lib/vst3/ZamComp.vst3}
 work=$(mktemp -d)
+export XDG_CONFIG_HOME=$work  # settings of its own
 trap 'rm -rf "$work"' EXIT
 
 resident() { awk '/^VmRSS/ { print $2 }' "/proc/$1/status" 2>/dev/null; }
@@ -16,7 +17,7 @@ for round in 1 2; do
   sha256sum <"$work/capture" >"$work/sum$round" &
   summer=$!
   begin=$(date +%s%N)
-  "$program" --start --seconds "$seconds" --buffer-size 64 --instances 32 --virtual-inputs 32 --virtual-outputs 32 \
+  "$program" --remote-port 0 --start --seconds "$seconds" --buffer-size 64 --instances 32 --virtual-inputs 32 --virtual-outputs 32 \
     --virtual-clock fast --virtual-capture "$work/capture" --plugin "$module" >"$work/log" &
   pid=$!
   early=

@@ -103,15 +103,22 @@ bool StartAsio(Engine& engine, const AudioBackEnd& backEnd, const SessionRequest
   return true;
 }
 
+std::wstring StopAsioRefusal(const Engine& engine, const HostUi& ui) {
+  if (!engine.asioRunning.load()) {
+    return {};
+  }
+  return engine.hostRunning.load() ? L"Stop the instance host before stopping ASIO."
+         : ui.recordRunning()      ? L"Stop Record before stopping ASIO."
+         : ui.playbackRunning()    ? L"Stop Playback before stopping ASIO."
+                                   : L"";
+}
+
 bool StopAsio(Engine& engine, const HostUi& ui, std::wstring* error, bool interactive) {
   if (!engine.asioRunning.load()) {
     return true;
   }
-  const wchar_t* refusal = engine.hostRunning.load() ? L"Stop the instance host before stopping ASIO."
-                           : ui.recordRunning()      ? L"Stop Record before stopping ASIO."
-                           : ui.playbackRunning()    ? L"Stop Playback before stopping ASIO."
-                                                     : nullptr;
-  if (refusal != nullptr) {
+  const std::wstring refusal = StopAsioRefusal(engine, ui);
+  if (!refusal.empty()) {
     return Refuse(ui, refusal, error, interactive, BoxKind::information, L"ASIO");
   }
   engine.asioRunning.store(false);
@@ -123,15 +130,21 @@ bool StopAsio(Engine& engine, const HostUi& ui, std::wstring* error, bool intera
   return true;
 }
 
-std::wstring LatencyText(const DeviceSession& session) {
-  int32_t input = -1;
-  int32_t output = -1;
-  if (!session.started || session.currentDriver->ASIOGetLatencies(input, output) != ASE_OK) {
-    input = -1;
-    output = -1;
+Latencies ReadLatencies(const DeviceSession& session) {
+  Latencies latencies;
+  if (!session.started || session.currentDriver->ASIOGetLatencies(latencies.input, latencies.output) != ASE_OK) {
+    return {};
   }
-  const double rate = session.sampleRate.load();
-  return L"Input Latency : " + latencyPart(input, rate) + L", Output Latency : " + latencyPart(output, rate);
+  return latencies;
+}
+
+std::wstring LatencyText(const Latencies& latencies, double sampleRate) {
+  return L"Input Latency : " + latencyPart(latencies.input, sampleRate) + L", Output Latency : " +
+         latencyPart(latencies.output, sampleRate);
+}
+
+std::wstring LatencyText(const DeviceSession& session) {
+  return LatencyText(ReadLatencies(session), session.sampleRate.load());
 }
 
 bool OpenControlPanel(Engine& engine, const AudioBackEnd& backEnd, const DeviceList& list, void* systemReference,

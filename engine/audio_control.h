@@ -25,10 +25,20 @@ void RefreshDeviceList(Engine& engine, const platform::AudioBackEnd& backEnd, De
 bool StartAsio(Engine& engine, const platform::AudioBackEnd& backEnd, const SessionRequest& request, const HostUi& ui,
                std::wstring* error, bool interactive);
 
+// Why a stop would be refused now; empty when it would not.
+std::wstring StopAsioRefusal(const Engine& engine, const HostUi& ui);
 // Stops the device, unless the host, the recorder or the player still runs.
 bool StopAsio(Engine& engine, const HostUi& ui, std::wstring* error, bool interactive);
 
-// "Input Latency : 64 samples (1.33 ms), Output Latency : ..." of the open device, "-" for what is unknown.
+// In samples; negative = unknown.
+struct Latencies {
+  int32_t input = -1;
+  int32_t output = -1;
+};
+// What the open device's driver says; unknown without one.
+Latencies ReadLatencies(const DeviceSession& session);
+// "Input Latency : 64 samples (1.33 ms), Output Latency : ...", "-" for what is unknown, or at a rate of 1 Hz or less.
+std::wstring LatencyText(const Latencies& latencies, double sampleRate);
 std::wstring LatencyText(const DeviceSession& session);
 
 // Opens the selected driver's own settings; without a session on it, the driver is loaded just for that.

@@ -19,14 +19,29 @@ namespace {
 
 using system::SteeringGroup;
 
-// What the callback thread has applied to itself.
+// What the callback thread has applied to itself, kept from block to block in the thread's word. A registration is
+// never undone, as nobody tells of the end of a driver's thread.
 struct ThreadState {
   system::ThreadSteering steering;
-  bool floatModeSet = false;
   int32_t priorityIndex = -1;
-  platform::RealtimeRegistration mmcss;
+  bool floatModeSet = false;
+  bool registered = false;
 };
-thread_local ThreadState threadState;
+
+ThreadState threadState() noexcept {
+  const uint64_t word = platform::ThreadWord();
+  ThreadState thread;
+  thread.steering.generation = static_cast<uint32_t>(word);
+  thread.priorityIndex = static_cast<int32_t>(word >> 32 & 0xff) - 1;
+  thread.floatModeSet = (word >> 40 & 1) != 0;
+  thread.registered = (word >> 41 & 1) != 0;
+  return thread;
+}
+
+void keep(const ThreadState& thread) noexcept {
+  platform::SetThreadWord(uint64_t{thread.steering.generation} | static_cast<uint64_t>(thread.priorityIndex + 1) << 32 |
+                          uint64_t{thread.floatModeSet} << 40 | uint64_t{thread.registered} << 41);
+}
 
 void raiseTo(std::atomic<uint64_t>& maximum, uint64_t value) noexcept {
   uint64_t seen = maximum.load(std::memory_order_relaxed);
@@ -44,10 +59,12 @@ void applyPriority(Engine& engine, ThreadState& thread) noexcept {
 }
 
 void registerForRealtime(Engine& engine, ThreadState& thread) noexcept {
-  if (!thread.mmcss.registered && engine.mmcssEnabled.load(std::memory_order_relaxed)) {
-    platform::RegisterProAudio(platform::RealtimeUse::blocks, thread.mmcss);
-    engine.granted.callbackValue.store(thread.mmcss.value, std::memory_order_relaxed);
-    engine.granted.callback.store(static_cast<int32_t>(thread.mmcss.grant), std::memory_order_relaxed);
+  if (!thread.registered && engine.mmcssEnabled.load(std::memory_order_relaxed)) {
+    platform::RealtimeRegistration registration;
+    platform::RegisterProAudio(platform::RealtimeUse::blocks, registration);
+    thread.registered = true;
+    engine.granted.callbackValue.store(registration.value, std::memory_order_relaxed);
+    engine.granted.callback.store(static_cast<int32_t>(registration.grant), std::memory_order_relaxed);
   }
 }
 
@@ -139,7 +156,7 @@ void addTime(Engine& engine, int64_t start, bool hostRan) noexcept {
 }
 
 void processBlock(Engine& engine, int32_t half) noexcept {
-  ThreadState& thread = threadState;
+  ThreadState thread = threadState();
   system::ApplyIfChanged(engine.steering, SteeringGroup::engine, thread.steering);
   const int32_t n = engine.session.blockLength;
   if (n <= 0) {
@@ -168,6 +185,7 @@ void processBlock(Engine& engine, int32_t half) noexcept {
     callHook(engine.mixHook, half, n);
     FeedOutputMeters(engine, half, n, false);
   }
+  keep(thread);
   if (engine.session.outputReadySupported) {
     engine.session.currentDriver->ASIOOutputReady();
   }

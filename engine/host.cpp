@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <new>
 #include <system_error>
 #include <thread>
@@ -16,6 +17,7 @@
 namespace tarnwick::engine {
 namespace {
 
+constexpr wchar_t kStopping[] = L"Stop is in progress. Please wait...";
 constexpr wchar_t kNoMemory[] = L"There is not enough memory for the instances.";
 
 double secondsSince(int64_t timestamp) {
@@ -35,10 +37,22 @@ std::wstring createFailure(size_t instanceNumber) {
   return L"Failed to create VST3 instance #" + std::to_wstring(instanceNumber) + L".";
 }
 
-void applyFirstParameter(const InstanceRow& row, plugin::PluginInstance& instance) {
+// A row without a choice takes over what the effect begins with.
+void applyFirstParameter(InstanceRow& row, plugin::PluginInstance& instance) {
   if (row.setsFirstParameter) {
     plugin::SetFirstParameter(instance, std::clamp(row.firstParamPercent / 100.0, 0.0, 1.0));
+  } else if (const auto value = plugin::FirstParameter(instance)) {
+    row.firstParamPercent = static_cast<int32_t>(std::lround(*value * 100.0));
   }
+}
+
+// What the audio path gets of a row.
+InstanceConfig effectiveConfig(const Host& host, const InstanceRow& row) {
+  InstanceConfig config = row.config;
+  if (host.bypassAll) {
+    config.bypassEnabled = 1;
+  }
+  return config;
 }
 
 // Gives a free slot all that a block needs of it and publishes it as the last instance.
@@ -46,7 +60,7 @@ void publishInstance(Host& host, const InstanceRow& row, plugin::PluginInstance*
   Engine& engine = host.engine;
   InstanceSlot* slot = engine.instances.prepareSlot();
   const auto length = static_cast<size_t>(std::max(engine.session.blockLength, 0));
-  StoreConfig(slot->config, row.config);
+  StoreConfig(slot->config, effectiveConfig(host, row));
   slot->runner = runner;
   slot->input.assign(length, 0.0f);
   slot->output.assign(length, 0.0f);
@@ -60,31 +74,41 @@ void releaseInstances(Host& host) {
   plugin::UnloadModule(host.module);
 }
 
-// Checks 1 to 7: what can be told before anything is loaded. False with the refusal reported.
-bool readyToStart(Host& host, std::wstring* error, bool interactive) {
-  Engine& engine = host.engine;
-  if (!engine.asioRunning.load()) {
-    host.ui.log(L"Start request ignored: ASIO session is not running.");
-    return Refuse(host.ui, std::wstring(L"Press ASIO Start first, then ") + L"start the instance host" + L".", error,
-                  interactive);
-  }
-  for (InstanceRow& row : host.rows) {
-    DeriveGains(row.config);
+struct Refusal {
+  std::wstring text;  // empty = none
+  BoxKind kind = BoxKind::warning;
+};
+
+// What can be told before anything is loaded.
+Refusal startRefusal(const Host& host) {
+  if (!host.engine.asioRunning.load()) {
+    return {std::wstring(L"Press ASIO Start first, then ") + L"start the instance host" + L".", BoxKind::information};
   }
   if (!platform::FileExists(platform::Trimmed(host.pluginPath))) {
-    return Refuse(host.ui, L"Select a valid VST3 plugin file before starting.", error, interactive, BoxKind::warning);
+    return {L"Select a valid VST3 plugin file before starting."};
   }
   if (host.rows.empty()) {
-    return Refuse(host.ui, L"Add at least one VST instance.", error, interactive, BoxKind::warning);
+    return {L"Add at least one VST instance."};
   }
   for (size_t i = 0; i < host.rows.size(); ++i) {
     const std::wstring missing = missingChannels(host.rows[i].config);
     if (!missing.empty()) {
-      return Refuse(host.ui, L"Set " + missing + L" for instance #" + std::to_wstring(i + 1) + L".", error, interactive,
-                    BoxKind::warning);
+      return {L"Set " + missing + L" for instance #" + std::to_wstring(i + 1) + L"."};
     }
   }
-  return true;
+  return {};
+}
+
+// False with the refusal reported.
+bool readyToStart(Host& host, std::wstring* error, bool interactive) {
+  if (!host.engine.asioRunning.load()) {
+    host.ui.log(L"Start request ignored: ASIO session is not running.");
+  }
+  for (InstanceRow& row : host.rows) {
+    DeriveGains(row.config);
+  }
+  const Refusal refusal = startRefusal(host);
+  return refusal.text.empty() || Refuse(host.ui, refusal.text, error, interactive, refusal.kind);
 }
 
 // Publishes the rows' instances, with the first parameters that they ask for.
@@ -152,11 +176,18 @@ Host::~Host() {
   engine.hostStopping.store(false);
 }
 
+std::wstring StartRefusal(const Host& host) {
+  if (host.engine.hostStopping.load()) {
+    return kStopping;
+  }
+  return host.engine.hostRunning.load() ? L"" : startRefusal(host).text;
+}
+
 bool StartHost(Host& host, std::wstring* error, bool interactive) {
   Engine& engine = host.engine;
   if (engine.hostStopping.load()) {
-    host.ui.log(L"Stop is in progress. Please wait...");
-    return Refuse(host.ui, L"Stop is in progress. Please wait...", error, false);
+    host.ui.log(kStopping);
+    return Refuse(host.ui, kStopping, error, false);
   }
   if (engine.hostRunning.load()) {
     return true;
@@ -240,7 +271,7 @@ bool AddInstance(Host& host, const InstanceRow& row, std::wstring* error) {
     return Refuse(host.ui, L"No more than 127 instances are possible.", error, false);
   }
   if (engine.hostStopping.load()) {
-    return Refuse(host.ui, L"Stop is in progress. Please wait...", error, false);
+    return Refuse(host.ui, kStopping, error, false);
   }
   InstanceRow added = row;
   added.firstParamPercent = std::clamp(added.firstParamPercent, 0, 100);
@@ -273,7 +304,7 @@ bool RemoveInstance(Host& host, int32_t index, std::wstring* error) {
     return Refuse(host.ui, L"There is no such instance.", error, false);
   }
   if (engine.hostStopping.load()) {
-    return Refuse(host.ui, L"Stop is in progress. Please wait...", error, false);
+    return Refuse(host.ui, kStopping, error, false);
   }
   if (runs(host, index)) {
     engine.instances.remove(index, engine.session.epoch);
@@ -291,13 +322,20 @@ bool ConfigureInstance(Host& host, int32_t index, const InstanceConfig& config) 
   if (!hasRow(host, index)) {
     return false;
   }
-  InstanceConfig& row = host.rows[static_cast<size_t>(index)].config;
-  row = config;
-  DeriveGains(row);
+  InstanceRow& row = host.rows[static_cast<size_t>(index)];
+  row.config = config;
+  DeriveGains(row.config);
   if (runs(host, index)) {
-    StoreConfig(host.engine.instances.instance(index).config, row);
+    StoreConfig(host.engine.instances.instance(index).config, effectiveConfig(host, row));
   }
   return true;
+}
+
+void SetBypassAll(Host& host, bool enabled) {
+  host.bypassAll = enabled;
+  for (int32_t i = 0; runs(host, i); ++i) {
+    StoreConfig(host.engine.instances.instance(i).config, effectiveConfig(host, host.rows[static_cast<size_t>(i)]));
+  }
 }
 
 bool SetFirstParamPercent(Host& host, int32_t index, int32_t percent) {
@@ -319,6 +357,21 @@ float InstanceMeterDb(const Host& host, int32_t index) {
 
 uint64_t InstanceGlitchCount(const Host& host, int32_t index) {
   return runs(host, index) ? LoadWord(host.engine.instances.instance(index).glitch.glitchCount) : 0;
+}
+
+float InstanceOutputDb(const Host& host, int32_t index) {
+  if (!runs(host, index)) {
+    return kNoSignalDb;
+  }
+  const int32_t channel = host.rows[static_cast<size_t>(index)].config.outputChannel;
+  if (channel < 0 || channel >= std::min(host.engine.session.numOutputs, kMeteredChannels)) {
+    return kNoSignalDb;
+  }
+  return RingLevelDb(host.engine.outputMeters.ring(channel));
+}
+
+double HostRunSeconds(const Host& host) {
+  return host.engine.hostRunning.load() ? secondsSince(host.engine.hostStartTimestamp.load()) : host.lastRunSeconds;
 }
 
 std::wstring HostTitle(const Host& host) {

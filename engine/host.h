@@ -18,7 +18,7 @@ struct InstanceRow {
   InstanceConfig config;
   std::wstring name;
   bool setsFirstParameter = false;  // the first parameter is set from the slider when the effect is created
-  int32_t firstParamPercent = 0;    // 0..100
+  int32_t firstParamPercent = 0;    // 0..100; without a choice of the user's, what the effect began with
 };
 
 struct Host {
@@ -33,9 +33,13 @@ struct Host {
   plugin::ModuleState module;
   std::vector<InstanceRow> rows;  // instance i of the engine is row i while the host runs
   std::wstring pluginPath;        // as typed
+  bool bypassAll = false;         // every instance is bypassed, whatever its row says; rows keep their own choice
   bool closePending = false;      // the main window goes once the stop has completed
   double lastRunSeconds = 0.0;    // how long the host ran when it was last stopped
 };
+
+// Why a start would be refused now, as far as can be told without loading anything; empty when it would not.
+std::wstring StartRefusal(const Host& host);
 
 // Starts the host: checks, effect module, one effect per row, pool. Success also when it runs already. On failure
 // nothing is left loaded and `error` holds the user-visible text, which interactive mode also shows in a message box.
@@ -54,6 +58,8 @@ bool AddInstance(Host& host, const InstanceRow& row, std::wstring* error);
 bool RemoveInstance(Host& host, int32_t index, std::wstring* error);
 // Takes over changed settings of a row; the audio path sees them at its next block. False when there is no such row.
 bool ConfigureInstance(Host& host, int32_t index, const InstanceConfig& config);
+// Bypasses all instances, or returns each to its row's own choice.
+void SetBypassAll(Host& host, bool enabled);
 // Sets a row's first parameter, 0..100 percent (clamped), and the running effect's. False when there is no such row or
 // the running effect refuses.
 bool SetFirstParamPercent(Host& host, int32_t index, int32_t percent);
@@ -61,6 +67,10 @@ bool SetFirstParamPercent(Host& host, int32_t index, int32_t percent);
 // What the rows show. -100 dB and 0 for a row that does not run.
 float InstanceMeterDb(const Host& host, int32_t index);
 uint64_t InstanceGlitchCount(const Host& host, int32_t index);
+// Level of the device output that the row's instance is added to, by the same formula; -100 dB without one.
+float InstanceOutputDb(const Host& host, int32_t index);
+// Seconds since the host was started; of the last run when it is stopped.
+double HostRunSeconds(const Host& host);
 
 std::wstring HostTitle(const Host& host);             // main window: "Tarnwick - Running"
 std::wstring InstanceCaption(size_t instances);       // "8 instances"

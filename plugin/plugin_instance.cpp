@@ -45,17 +45,37 @@ void ProcessBlock(PluginInstance* instance, const float* in, float* out, int32_t
   }
 }
 
-bool SetFirstParameter(PluginInstance& instance, double normalized) {
-  auto* controller = instance.controller;
+namespace {
+
+// The id of the parameter with index 0.
+std::optional<Steinberg::Vst::ParamID> firstParameterId(Steinberg::Vst::IEditController* controller) {
   if (controller == nullptr || guarded([&] { return controller->getParameterCount(); }, Steinberg::int32{0}) <= 0) {
-    return false;
+    return std::nullopt;
   }
   Steinberg::Vst::ParameterInfo info = {};
   if (guarded([&] { return controller->getParameterInfo(0, info); }) != kResultOk) {
-    return false;
+    return std::nullopt;
   }
+  return info.id;
+}
+
+}  // namespace
+
+bool SetFirstParameter(PluginInstance& instance, double normalized) {
+  auto* controller = instance.controller;
+  const auto id = firstParameterId(controller);
   const double value = std::fmin(std::fmax(normalized, 0.0), 1.0);  // a NaN becomes 0
-  return guarded([&] { return controller->setParamNormalized(info.id, value); }) == kResultOk;
+  return id && guarded([&] { return controller->setParamNormalized(*id, value); }) == kResultOk;
+}
+
+std::optional<double> FirstParameter(PluginInstance& instance) {
+  auto* controller = instance.controller;
+  const auto id = firstParameterId(controller);
+  if (!id) {
+    return std::nullopt;
+  }
+  const double value = guarded([&] { return controller->getParamNormalized(*id); }, 0.0);
+  return std::fmin(std::fmax(value, 0.0), 1.0);
 }
 
 }  // namespace tarnwick::plugin

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -57,5 +58,7 @@ void FreeInstances(ModuleState& state);
 
 // Sets the parameter with index 0 to `normalized`, clamped to 0..1. True exactly when the effect accepted it.
 bool SetFirstParameter(PluginInstance& instance, double normalized);
+// The value of the parameter with index 0, 0..1; nothing when the effect has none.
+std::optional<double> FirstParameter(PluginInstance& instance);
 
 }  // namespace tarnwick::plugin

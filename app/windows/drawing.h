@@ -22,5 +22,10 @@ inline int Scaled(int length, UINT dpi) {
 HFONT CreateTextFont(UINT dpi);
 // An owner-drawn button with its text; the keyboard's focus shows as a frame.
 void DrawButton(const DRAWITEMSTRUCT& item, HFONT font);
+// Has a drop-down list (CBS_DROPDOWNLIST) drawn as the buttons are, with its text and an arrow. The opened list is
+// coloured by its owner (WM_CTLCOLORLISTBOX).
+void DrawDarkDropDown(HWND combo);
+// Its height while closed, in pixels.
+void SetDropDownHeight(HWND combo, int height);
 
 }  // namespace tarnwick::app

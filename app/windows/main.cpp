@@ -43,8 +43,8 @@ bool startsByItself(const std::vector<std::string>& arguments) {
   return false;
 }
 
-// The window for the application that has just opened its thread. Without a window nothing is started.
-void openWindow(app::Application& application, app::MainWindow& window, int showState) {
+// The window for the application that has just opened its thread.
+void makeWindow(app::Application& application, app::MainWindow& window) {
   SetConsoleCtrlHandler(&onConsoleEvent, TRUE);
   application.ui.startTimer(std::chrono::milliseconds(50), [&application] {
     if (endAsked) {
@@ -55,10 +55,8 @@ void openWindow(app::Application& application, app::MainWindow& window, int show
     app::FinishShutdown(application);
     window.destroy();
   };
-  if (!window.create(application, showState)) {
+  if (!window.create(application)) {
     application.log.add(L"The main window could not be created.");
-    application.options.start = false;
-    application.ui.quit(1);
   }
 }
 
@@ -103,7 +101,10 @@ int WINAPI wWinMain(HINSTANCE /*instance*/, HINSTANCE /*previous*/, PWSTR /*comm
       window.showBox(engine::BoxKind::error, engine::kProgramName, platform::WideFromUtf8(text));
     }
   };
-  entry.watchForEnd = [&](app::Application& application) { openWindow(application, window, showState); };
+  entry.surface.mainWindow = [&] { return window.window(); };
+  entry.surface.waitForDevice = [&](bool waiting) { window.waitForDevice(waiting); };
+  entry.watchForEnd = [&](app::Application& application) { makeWindow(application, window); };
+  entry.show = [&] { return window.show(showState); };
   const int exitCode = app::RunProgram(arguments, entry);
   window.abandon();  // still there when the start failed
   return exitCode;

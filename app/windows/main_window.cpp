@@ -55,7 +55,7 @@ bool MainWindow::registerClass() {
   return RegisterClassExW(&description) != 0;
 }
 
-bool MainWindow::create(Application& app, int showState) {
+bool MainWindow::create(Application& app) {
   INITCOMMONCONTROLSEX all{sizeof all, ICC_WIN95_CLASSES | ICC_DATE_CLASSES | ICC_USEREX_CLASSES | ICC_COOL_CLASSES |
                                            ICC_INTERNET_CLASSES | ICC_PAGESCROLLER_CLASS | ICC_NATIVEFNTCTL_CLASS |
                                            ICC_STANDARD_CLASSES | ICC_LINK_CLASS};
@@ -79,6 +79,13 @@ bool MainWindow::create(Application& app, int showState) {
   dialogKeysFor = window_;
   hook_ = SetWindowsHookExW(WH_GETMESSAGE, &takenMessage, nullptr, GetCurrentThreadId());
   createControls();
+  return true;
+}
+
+bool MainWindow::show(int showState) {
+  if (window_ == nullptr) {
+    return false;
+  }
   setFonts();
   refresh();
   ShowWindow(window_, showState);
@@ -139,7 +146,7 @@ LRESULT MainWindow::handle(UINT message, WPARAM wParam, LPARAM lParam) {
   if (app_ == nullptr) {
     return DefWindowProcW(window_, message, wParam, lParam);
   }
-  if (platform::HandleUiMessage(app_->ui, message, wParam, lParam, result)) {
+  if (platform::HandleUiMessage(app_->ui, message, wParam, lParam, result) || turnedAway(message, wParam)) {
     return result;
   }
   switch (message) {
@@ -154,6 +161,8 @@ LRESULT MainWindow::handle(UINT message, WPARAM wParam, LPARAM lParam) {
     case WM_COMMAND:
       onCommand(static_cast<Control>(LOWORD(wParam)), HIWORD(wParam));
       return 0;
+    case DM_GETDEFID:  // asked when Enter is pressed: it acts on the button that has the focus
+      return focusedButton() != 0 ? MAKELRESULT(focusedButton(), DC_HASDEFID) : 0;
     case WM_SIZE:
       layOut();
       return 0;
@@ -177,6 +186,31 @@ LRESULT MainWindow::handle(UINT message, WPARAM wParam, LPARAM lParam) {
   }
 }
 
+void MainWindow::waitForDevice(bool waiting) {
+  if (app_ != nullptr) {
+    waiting_ = waiting;
+    platform::HoldRequests(app_->ui, waiting);
+  }
+}
+
+// What another thread or the system sends during a wait for a driver. The end comes after the wait.
+bool MainWindow::turnedAway(UINT message, WPARAM wParam) {
+  if (!waiting_ || (message != WM_COMMAND && message != WM_CLOSE && message != WM_ENDSESSION)) {
+    return false;
+  }
+  if (message == WM_CLOSE || (message == WM_ENDSESSION && wParam != 0)) {
+    PostMessageW(window_, WM_CLOSE, 0, 0);
+  }
+  return true;
+}
+
+// 0 when the focus is elsewhere.
+int MainWindow::focusedButton() const {
+  HWND focus = GetFocus();
+  const bool isButton = IsChild(window_, focus) != 0 && (SendMessageW(focus, WM_GETDLGCODE, 0, 0) & DLGC_BUTTON) != 0;
+  return isButton ? GetDlgCtrlID(focus) : 0;
+}
+
 HWND MainWindow::addControl(Control id, const wchar_t* kind, const wchar_t* text, DWORD style) {
   return CreateWindowExW(0, kind, text, WS_CHILD | WS_VISIBLE | style, 0, 0, 0, 0, window_,
                          reinterpret_cast<HMENU>(static_cast<INT_PTR>(id)), GetModuleHandleW(nullptr), nullptr);
@@ -184,7 +218,7 @@ HWND MainWindow::addControl(Control id, const wchar_t* kind, const wchar_t* text
 
 void MainWindow::createControls() {
   constexpr DWORD kButton = WS_TABSTOP | BS_OWNERDRAW;
-  addControl(device, L"COMBOBOX", L"", WS_TABSTOP | WS_VSCROLL | CBS_DROPDOWNLIST);
+  DrawDarkDropDown(addControl(device, L"COMBOBOX", L"", WS_TABSTOP | WS_VSCROLL | CBS_DROPDOWNLIST));
   addControl(refreshList, L"BUTTON", L"Refresh", kButton);
   addControl(panel, L"BUTTON", L"Control panel", kButton);
   addControl(asio, L"BUTTON", L"ASIO Start", kButton);
@@ -228,6 +262,7 @@ void MainWindow::layOut() {
     MoveWindow(control(id), left, top, button, height, TRUE);
     left -= gap / 2;
   }
+  SetDropDownHeight(control(device), height);
   MoveWindow(control(device), gap, top, left - gap, Scaled(320, dpi_), TRUE);
   top += height + gap / 2;
   MoveWindow(control(latency), gap, top, right - gap, height, TRUE);

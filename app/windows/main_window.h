@@ -15,9 +15,11 @@ class MainWindow {
   MainWindow& operator=(const MainWindow&) = delete;
   ~MainWindow();
 
-  // Makes the window, lets the application's requests go to it and shows it in the state asked for (SW_...). False when
-  // the system refuses. The application outlives the window, or `destroy` is called at its end.
-  bool create(Application& app, int showState);
+  // Makes the window and lets the application's requests go to it. False when the system refuses. The application
+  // outlives the window, or `destroy` is called at its end.
+  bool create(Application& app);
+  // Shows what the state is in the state of window asked for (SW_...). False when there is no window.
+  bool show(int showState);
   // Takes the window away; what is called afterwards does nothing.
   void destroy();
   // The application is gone already: the window goes without asking it anything.
@@ -27,6 +29,10 @@ class MainWindow {
   void refresh();
   void addLine(const std::wstring& line);
   void showBox(engine::BoxKind kind, const std::wstring& title, const std::wstring& text);
+  // While a driver is waited for, nothing gets through that would act on the device.
+  void waitForDevice(bool waiting);
+
+  HWND window() const { return window_; }  // null when there is none
 
  private:
   enum Control : int { device = 100, refreshList, panel, asio, latency, instances, host, log };
@@ -34,6 +40,8 @@ class MainWindow {
   static LRESULT CALLBACK procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
   static LRESULT CALLBACK takenMessage(int code, WPARAM wParam, LPARAM lParam);
   LRESULT handle(UINT message, WPARAM wParam, LPARAM lParam);
+  bool turnedAway(UINT message, WPARAM wParam);
+  int focusedButton() const;
   bool registerClass();
   void createControls();
   HWND addControl(Control id, const wchar_t* kind, const wchar_t* text, DWORD style);
@@ -54,6 +62,7 @@ class MainWindow {
   HBRUSH raised_ = nullptr;  // lists
   HFONT font_ = nullptr;
   UINT dpi_ = 96;
+  bool waiting_ = false;  // for a driver
 };
 
 }  // namespace tarnwick::app

@@ -1,13 +1,12 @@
-// The application with a recorded surface in place of a console.
 #include "app/application.h"
 
 #include <gmock/gmock.h>
 
-#include "app/device.h"
-#include "app/instances.h"
+#include "app/application_rig.h"
 #include "app/program.h"
 #include "app/reports.h"
 #include "app/shutdown.h"
+#include "platform/clock.h"
 #include "platform/text.h"
 
 namespace tarnwick::app {
@@ -18,55 +17,14 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-struct Seen {
-  std::vector<std::wstring> log;  // without the stamp
-  std::wstring printed;
-  std::string faults;
-
-  Surface surface() {
-    Surface surface;
-    surface.logLine = [this](const std::wstring& line) { log.push_back(line.substr(13)); };
-    surface.messageBox = [this](engine::BoxKind, const std::wstring&, const std::wstring& text) {
-      log.push_back(L"box: " + text);
-    };
-    surface.refresh = [] {};
-    surface.print = [this](const std::wstring& text) { printed += text; };
-    return surface;
-  }
-};
-
-std::wstring testModule(const char* name) {
-  return platform::WideFromUtf8(std::string(TARNWICK_TEST_MODULES) + "/" + name + ".vst3");
+// A run that leaves the user's settings and the network alone.
+std::vector<std::string> apart(std::vector<std::string> arguments) {
+  static int runs = 0;
+  const std::string place = ::testing::TempDir() + "tarnwick-settings-" + std::to_string(platform::CounterNow()) + "-" +
+                            std::to_string(++runs);
+  arguments.insert(arguments.end(), {"--remote-port", "0", "--settings", place});
+  return arguments;
 }
-
-Options runOptions(double seconds) {
-  Options options;
-  options.plugin = testModule("gain");
-  options.start = true;
-  options.seconds = seconds;
-  options.virtualDevice.inputs = options.virtualDevice.outputs = 2;
-  options.virtualDevice.clock = platform::VirtualClock::fast;
-  return options;
-}
-
-// An application whose user-interface thread is the test's own.
-struct Rig {
-  Seen seen;
-  Application app;
-
-  explicit Rig(const Options& options = runOptions(0.0)) : app(options, seen.surface()) {
-    app.ui.open([this](platform::UiMessage message, intptr_t parameter) { HandleMessage(app, message, parameter); });
-    EXPECT_TRUE(app.virtualDevice->prepare(nullptr));
-    RefreshDevices(app);
-  }
-  void start(int32_t instances) {
-    AddWiredInstances(app, instances);
-    std::wstring error;
-    ASSERT_TRUE(StartDevice(app, &error, false)) << platform::Utf8FromWide(error);
-    ASSERT_TRUE(engine::StartHost(app.host, &error, false)) << platform::Utf8FromWide(error);
-    seen.log.clear();
-  }
-};
 
 TEST(BlocksForSeconds, CountsWholeBlocksThatHoldTheSeconds) {
   const struct {
@@ -90,9 +48,11 @@ TEST(BlocksForSeconds, CountsWholeBlocksThatHoldTheSeconds) {
   for (const auto& c : cases) {
     Options options;
     options.seconds = c.seconds;
-    options.sampleRate = c.rate;
-    options.bufferSize = c.bufferSize;
-    EXPECT_EQ(BlocksForSeconds(options), c.blocks) << c.seconds << " s at " << c.rate << "/" << c.bufferSize;
+    Preferences preferences;
+    preferences.sampleRate = c.rate;
+    preferences.bufferSize = c.bufferSize;
+    EXPECT_EQ(BlocksForSeconds(options, preferences), c.blocks)
+        << c.seconds << " s at " << c.rate << "/" << c.bufferSize;
   }
 }
 
@@ -202,7 +162,7 @@ TEST(Program, AnswersAndExits) {
     entry.surface = seen.surface();
     entry.printError = [&seen](const std::string& text) { seen.faults += text; };
     entry.watchForEnd = [](Application&) {};
-    EXPECT_EQ(RunProgram(c.arguments, entry), c.exitCode);
+    EXPECT_EQ(RunProgram(apart(c.arguments), entry), c.exitCode);
     EXPECT_THAT(seen.printed, HasSubstr(c.printed));
     EXPECT_THAT(seen.faults, HasSubstr(c.faults));
     EXPECT_EQ(seen.faults.empty(), c.exitCode == 0);
@@ -217,8 +177,8 @@ TEST(Program, EndsWhenAskedToBeforeItHasStarted) {
   entry.surface = seen.surface();
   entry.printError = [&seen](const std::string& text) { seen.faults += text; };
   entry.watchForEnd = [](Application& app) { app.ui.post([&app] { BeginShutdown(app); }); };
-  EXPECT_EQ(RunProgram({"--start", "--instances", "2", "--seconds", "1000", "--plugin",
-                        std::string(TARNWICK_TEST_MODULES) + "/gain.vst3"},
+  EXPECT_EQ(RunProgram(apart({"--start", "--instances", "2", "--seconds", "1000", "--plugin",
+                              std::string(TARNWICK_TEST_MODULES) + "/gain.vst3"}),
                        entry),
             0);
   EXPECT_EQ(seen.faults, "");

@@ -57,11 +57,18 @@ struct FakeMachine {
 
 using Calls = std::vector<std::string>;
 
+Surface silentSurface() {
+  Surface surface;
+  surface.logLine = [](const std::wstring&) {};
+  surface.messageBox = [](engine::BoxKind, const std::wstring&, const std::wstring&) {};
+  surface.refresh = [] {};
+  surface.print = [](const std::wstring&) {};
+  return surface;
+}
+
 struct Rig {
   FakeMachine machine;
-  Surface surface{[](const std::wstring&) {}, [](engine::BoxKind, const std::wstring&, const std::wstring&) {}, [] {},
-                  [](const std::wstring&) {}};
-  Application app{Options{}, surface};
+  Application app{Options{}, silentSurface()};
   Rig() { app.systemControl.processes = machine.processes(); }
 
   // Calls until the run on the other processes has ended too.
@@ -112,19 +119,20 @@ TEST(SetSteering, ReachesProcessThreadAndOnlyThenTheOthers) {
   });
 }
 
-TEST(StartSystemControl, AppliesWhatWasStored) {
+TEST(StartSteering, AppliesWhatWasStored) {
   if (!twoProcessors()) {
     GTEST_SKIP() << "needs processors 0 and 1";
   }
   onAThread([](Rig& rig) {
-    StartSystemControl(rig.app);
-    const std::string all = std::to_string(system::SystemMask());
-    EXPECT_EQ(rig.machine.taken(), (Calls{"class", "level -1", "own to " + all})) << "nothing stored";
+    RaisePriorities(rig.app);
+    EXPECT_EQ(rig.machine.taken(), (Calls{"class", "level -1"})) << "the window is not there yet";
+    StartSteering(rig.app);
+    EXPECT_EQ(rig.machine.taken(), Calls{"own to " + std::to_string(system::SystemMask())}) << "nothing stored";
   });
   onAThread([](Rig& rig) {
     system::SetSteeringMasks(rig.app.steering, {1, 0, 0, 2, 1});
-    StartSystemControl(rig.app);
-    EXPECT_EQ(rig.callsWithOthers(), (Calls{"class", "level -1", "own to 3", "process 2 to 1"}));
+    StartSteering(rig.app);
+    EXPECT_EQ(rig.callsWithOthers(), (Calls{"own to 3", "process 2 to 1"}));
     EXPECT_EQ(platform::ThreadAffinity(), 2u);
     LookAfterThreads(rig.app);
     EXPECT_EQ(rig.machine.taken(), Calls{"new threads to 3"});

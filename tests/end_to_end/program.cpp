@@ -11,6 +11,8 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
+#include <filesystem>
 #include <sstream>
 
 namespace tarnwick::tests {
@@ -38,6 +40,17 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
   }
   all.push_back(nullptr);
   return all;
+}
+
+bool gives(const std::vector<std::string>& arguments, const std::string& option) {
+  return std::any_of(arguments.begin(), arguments.end(), [&option](const std::string& argument) {
+    return argument.compare(0, option.size(), option) == 0;
+  });
+}
+
+std::string newFolder() {
+  std::string name = testing::TempDir() + "tarnwick-XXXXXX";
+  return mkdtemp(name.data()) != nullptr ? name : std::string();
 }
 
 }  // namespace
@@ -82,7 +95,15 @@ RunningProgram::RunningProgram(const std::vector<std::string>& arguments, const 
 
   std::vector<std::string> words = {program};
   words.insert(words.end(), arguments.begin(), arguments.end());
-  std::vector<std::string> variables = environmentWith(environment);
+  std::vector<std::string> settings = environment;
+  if (program == TARNWICK_PROGRAM) {
+    folder_ = newFolder();
+    settings.push_back("XDG_CONFIG_HOME=" + folder_);
+    if (!gives(arguments, "--remote-port")) {
+      words.push_back("--remote-port=0");
+    }
+  }
+  std::vector<std::string> variables = environmentWith(settings);
   pid_t process = -1;
   const int fault = posix_spawnp(&process, program.c_str(), &actions, &attributes, pointers(words).data(),
                                  pointers(variables).data());
@@ -96,6 +117,10 @@ RunningProgram::RunningProgram(const std::vector<std::string>& arguments, const 
 
 RunningProgram::~RunningProgram() {
   finish();
+  if (!folder_.empty()) {
+    std::error_code ignored;
+    std::filesystem::remove_all(folder_, ignored);
+  }
 }
 
 bool RunningProgram::readSome() {

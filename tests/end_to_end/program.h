@@ -31,7 +31,8 @@ inline constexpr std::chrono::seconds kProgramLimit{90};
 // One started process in a process group of its own. Its output is read while it runs.
 class RunningProgram {
  public:
-  // `environment`: "NAME=value" to set beside, or in place of, this process's own.
+  // `environment`: "NAME=value" to set beside, or in place of, this process's own. Tarnwick gets settings of its own,
+  // which go with it, and no server, unless the arguments say otherwise.
   explicit RunningProgram(const std::vector<std::string>& arguments, const std::vector<std::string>& environment = {},
                           const std::string& program = TARNWICK_PROGRAM);
   RunningProgram(const RunningProgram&) = delete;
@@ -41,6 +42,7 @@ class RunningProgram {
   // True once the output holds `text`; false when the process ended or the limit passed first.
   bool awaitOutput(const std::string& text);
   void signal(int number);
+  int processId() const { return process_; }
   ProgramResult finish();
 
  private:
@@ -48,6 +50,7 @@ class RunningProgram {
   bool readSome();
   bool beyondLimit() const { return std::chrono::steady_clock::now() - started_ > kProgramLimit; }
 
+  std::string folder_;  // of its settings
   int process_ = -1;
   int out_ = -1;
   int err_ = -1;

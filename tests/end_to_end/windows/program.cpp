@@ -38,8 +38,11 @@ std::string ProgramResult::lastLine() const {
   return out.substr(start == std::string::npos ? 0 : start + 1);
 }
 
-RunningProgram::RunningProgram(const std::vector<std::string>& arguments) {
-  std::wstring command = L"\"" + platform::WideFromUtf8(TARNWICK_PROGRAM) + L"\"";
+RunningProgram::RunningProgram(const std::vector<std::string>& arguments, const std::string& file) {
+  // Under Wine the first process that asks for the desktop starts the one that keeps it, which holds on to that
+  // process's output for as long as anybody uses the desktop. That must not be the program: its pipes would stay open.
+  GetDesktopWindow();
+  std::wstring command = L"\"" + platform::WideFromUtf8(file) + L"\"";
   for (const std::string& argument : arguments) {
     command += L" \"" + platform::WideFromUtf8(argument) + L"\"";
   }
@@ -92,8 +95,8 @@ ProgramResult RunningProgram::finish() {
   return result_;
 }
 
-ProgramResult RunTarnwick(const std::vector<std::string>& arguments) {
-  return RunningProgram(arguments).finish();
+ProgramResult RunTarnwick(const std::vector<std::string>& arguments, const std::string& file) {
+  return RunningProgram(arguments, file).finish();
 }
 
 bool AwaitTitle(HWND window, const std::wstring& title) {

@@ -23,7 +23,7 @@ inline constexpr DWORD kProgramLimit = 90000;  // ms
 class RunningProgram {
  public:
   // Arguments without quotation marks.
-  explicit RunningProgram(const std::vector<std::string>& arguments);
+  explicit RunningProgram(const std::vector<std::string>& arguments, const std::string& file = TARNWICK_PROGRAM);
   RunningProgram(const RunningProgram&) = delete;
   RunningProgram& operator=(const RunningProgram&) = delete;
   ~RunningProgram();  // ends it at once
@@ -38,7 +38,7 @@ class RunningProgram {
   ProgramResult result_;
 };
 
-ProgramResult RunTarnwick(const std::vector<std::string>& arguments);
+ProgramResult RunTarnwick(const std::vector<std::string>& arguments, const std::string& file = TARNWICK_PROGRAM);
 
 // Waits until the window's title is `title`.
 bool AwaitTitle(HWND window, const std::wstring& title);

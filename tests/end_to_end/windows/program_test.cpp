@@ -4,6 +4,9 @@
 #include <gmock/gmock.h>
 #include <rapidjson/document.h>
 
+#include <filesystem>
+
+#include "platform/temporary_folder.h"
 #include "platform/text.h"
 #include "support/windows/test_asio_rig.h"
 
@@ -96,6 +99,29 @@ TEST(WindowsProgram, PlaysAnAsioDeviceThroughOmbrel) {
   for (const char* none : {"wrongThread", "wrongOrder", "objects", "bufferSets"}) {
     EXPECT_EQ(driver[none].GetInt(), 0) << none;
   }
+  EXPECT_TRUE(driver["window"].GetBool()) << "the main window was not handed over";
+  EXPECT_NEAR(driver["outputPeak"].GetDouble(), 0.25, 0.005);
+  EXPECT_EQ(driver["outputReadies"].GetInt64(), driver["blocks"].GetInt64() + 1) << "once to ask, then every block";
+}
+
+TEST(WindowsProgram, FindsAnEffectsLibraryInItsOwnFolders) {
+  const std::filesystem::path module = std::filesystem::path(TARNWICK_TEST_MODULES) / "needs_library.vst3";
+  const std::filesystem::path library = module.parent_path() / "needed" / "tarnwick_test_needed.dll";
+  const struct {
+    const char* folder;  // where the library is; null = nowhere
+    DWORD exitCode;
+  } cases[] = {{nullptr, 1}, {"", 0}, {"DLL", 0}, {"other", 1}};
+  for (const auto& [folder, exitCode] : cases) {
+    SCOPED_TRACE(folder != nullptr ? folder : "nowhere");
+    const platform::TemporaryFolder place;
+    const std::filesystem::path program = place.name("Tarnwick.exe");
+    std::filesystem::copy_file(TARNWICK_PROGRAM, program);
+    if (folder != nullptr) {
+      std::filesystem::create_directories(program.parent_path() / folder);
+      std::filesystem::copy_file(library, program.parent_path() / folder / library.filename());
+    }
+    EXPECT_EQ(RunTarnwick({"--validate", module.string()}, program.string()).exitCode, exitCode);
+  }
 }
 
 TEST(WindowsProgram, HasItsWindowInTheCornerAtTheSizeOfTheWorkArea) {
@@ -115,6 +141,14 @@ TEST(WindowsProgram, HasItsWindowInTheCornerAtTheSizeOfTheWorkArea) {
   EXPECT_EQ(client.bottom, work.bottom - work.top - 50);
   const LONG style = WS_OVERLAPPEDWINDOW | WS_VSCROLL | WS_HSCROLL | WS_CLIPCHILDREN;
   EXPECT_EQ(GetWindowLongW(window, GWL_STYLE) & style, style);
+
+  DWORD owner = 0;
+  HANDLE thread = OpenThread(THREAD_QUERY_INFORMATION, FALSE, GetWindowThreadProcessId(window, &owner));
+  HANDLE process = OpenProcess(PROCESS_QUERY_INFORMATION, FALSE, owner);
+  EXPECT_THAT(GetPriorityClass(process), testing::AnyOf(REALTIME_PRIORITY_CLASS, HIGH_PRIORITY_CLASS));
+  EXPECT_EQ(GetThreadPriority(thread), THREAD_PRIORITY_BELOW_NORMAL);
+  CloseHandle(thread);
+  CloseHandle(process);
   PostMessageW(window, WM_CLOSE, 0, 0);
   EXPECT_EQ(program.finish().exitCode, 0u);
 }
@@ -140,6 +174,31 @@ TEST(WindowsProgram, StartsAndStopsByItsButtons) {
     EXPECT_EQ(AwaitControl(window, becomes), pressed) << platform::Utf8FromWide(becomes);
     EXPECT_TRUE(AwaitTitle(window, title)) << platform::Utf8FromWide(title);
   }
+  PostMessageW(window, WM_CLOSE, 0, 0);
+  EXPECT_EQ(program.finish().exitCode, 0u);
+}
+
+TEST(WindowsProgram, ActsOnItsKeys) {
+  RunningProgram program({"--instances", "1"});
+  HWND window = program.window();
+  ASSERT_NE(window, nullptr);
+  const struct {
+    const wchar_t* button;
+    WPARAM key;
+    const wchar_t* becomes;
+  } presses[] = {
+      {L"ASIO Start", VK_RETURN, L"ASIO Stop"}, {L"ASIO Stop", VK_SPACE, L"ASIO Start"},
+      {L"ASIO Start", VK_SPACE, L"ASIO Stop"},  {L"ASIO Stop", VK_TAB, L"Start host"},
+      {L"Start host", VK_RETURN, L"Stop host"},
+  };
+  for (const auto& [button, key, becomes] : presses) {
+    HWND pressed = AwaitControl(window, button);
+    ASSERT_NE(pressed, nullptr) << platform::Utf8FromWide(button);
+    PostMessageW(pressed, WM_KEYDOWN, key, 1);
+    PostMessageW(pressed, WM_KEYUP, key, 0xC0000001);
+    EXPECT_NE(AwaitControl(window, becomes), nullptr) << platform::Utf8FromWide(becomes);
+  }
+  EXPECT_TRUE(AwaitTitle(window, L"Tarnwick - Running"));
   PostMessageW(window, WM_CLOSE, 0, 0);
   EXPECT_EQ(program.finish().exitCode, 0u);
 }

@@ -1,0 +1,144 @@
+#include "app/plugin_files.h"
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+
+#include "platform/child_process.h"
+#include "platform/module.h"
+#include "platform/paths.h"
+#include "platform/text.h"
+
+namespace tarnwick::app {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr size_t kMostEntries = 5000;
+constexpr wchar_t kExtension[] = L".vst3";
+constexpr std::chrono::milliseconds kValidationTime{10000};
+
+fs::path pathOf(const std::wstring& text) {
+  const std::string utf8 = platform::Utf8FromWide(text);
+  return fs::path(std::u8string(utf8.begin(), utf8.end()));
+}
+
+std::wstring textOf(const fs::path& path) {
+  const std::u8string utf8 = path.u8string();
+  return platform::WideFromUtf8(std::string(utf8.begin(), utf8.end()));
+}
+
+bool isModuleName(const std::wstring& name) {
+  constexpr size_t kLength = std::size(kExtension) - 1;
+  return name.size() > kLength && platform::EqualIgnoringCase(name.substr(name.size() - kLength), kExtension);
+}
+
+// What the browser shows of a folder's entry; nothing for files that are no modules.
+std::optional<remote::RemotePlaybackFileEntry> entryFor(const fs::directory_entry& item) {
+  std::error_code fault;
+  const std::wstring path = textOf(item.path());
+  remote::RemotePlaybackFileEntry entry;
+  entry.name = textOf(item.path().filename());
+  entry.isDirectory = item.is_directory(fault);
+  if (isModuleName(entry.name) && (!entry.isDirectory || platform::FileExists(platform::ResolveModuleFile(path)))) {
+    entry.isDirectory = false;
+    return entry;
+  }
+  return entry.isDirectory ? std::optional(entry) : std::nullopt;
+}
+
+bool goesBefore(const remote::RemotePlaybackFileEntry& a, const remote::RemotePlaybackFileEntry& b) {
+  if (a.isDirectory != b.isDirectory) {
+    return a.isDirectory;
+  }
+  const std::wstring left = platform::LowerCase(a.name);
+  const std::wstring right = platform::LowerCase(b.name);
+  return left != right ? left < right : a.name < b.name;
+}
+
+void addPlace(const std::wstring& path, std::vector<remote::RemotePlaybackFileEntry>& entries) {
+  const auto isIt = [&path](const remote::RemotePlaybackFileEntry& entry) { return entry.name == path; };
+  if (!path.empty() && std::none_of(entries.begin(), entries.end(), isIt)) {
+    entries.push_back({path, true, true});
+  }
+}
+
+void listPlaces(std::vector<remote::RemotePlaybackFileEntry>& entries) {
+  for (const std::wstring& folder : platform::PluginFolders()) {
+    if (platform::FolderExists(folder)) {
+      addPlace(folder, entries);
+    }
+  }
+  addPlace(platform::ExecutableFolder(), entries);
+  for (const std::wstring& drive : platform::Drives()) {
+    addPlace(drive, entries);
+  }
+}
+
+bool listFolder(const fs::path& folder, std::vector<remote::RemotePlaybackFileEntry>& entries) {
+  std::error_code fault;
+  fs::directory_iterator item(folder, fs::directory_options::skip_permission_denied, fault);
+  for (; !fault && item != fs::directory_iterator() && entries.size() < kMostEntries; item.increment(fault)) {
+    if (auto entry = entryFor(*item)) {
+      entries.push_back(std::move(*entry));
+    }
+  }
+  std::sort(entries.begin(), entries.end(), &goesBefore);
+  return !fault;
+}
+
+}  // namespace
+
+bool ListPluginFiles(const std::wstring& path, std::vector<remote::RemotePlaybackFileEntry>& entries,
+                     std::wstring& resolved, std::wstring& error) {
+  entries.clear();
+  resolved.clear();
+  if (path.empty()) {
+    listPlaces(entries);
+    return true;
+  }
+  try {
+    std::error_code fault;
+    fs::path folder = fs::absolute(pathOf(path), fault).lexically_normal();
+    if (!folder.has_filename() && folder.has_relative_path()) {
+      folder = folder.parent_path();  // without the separator at its end
+    }
+    if (fault || !fs::is_directory(folder, fault)) {
+      error = L"There is no such folder.";
+      return false;
+    }
+    resolved = textOf(folder);
+    if (!listFolder(folder, entries)) {
+      error = L"This folder cannot be read.";
+      return false;
+    }
+    return true;
+  } catch (const std::exception&) {  // a path that the system cannot express
+    error = L"There is no such folder.";
+    return false;
+  }
+}
+
+bool CheckPluginChoice(std::wstring& path, std::wstring& error) {
+  const std::wstring file = platform::ResolveModuleFile(platform::Trimmed(path));
+  if (!platform::FileExists(file)) {
+    error = L"There is no such file.";
+    return false;
+  }
+  const auto answer = platform::RunOwnProgram({"--validate", platform::Utf8FromWide(file)}, kValidationTime);
+  if (!answer) {
+    error = L"The effect did not answer in time.";
+    return false;
+  }
+  if (answer->exitCode != 0) {
+    error = platform::Trimmed(platform::WideFromUtf8(answer->output));
+    if (error.empty()) {
+      error = L"The effect failed while it was tried out.";
+    }
+    return false;
+  }
+  path = file;
+  return true;
+}
+
+}  // namespace tarnwick::app

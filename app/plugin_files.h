@@ -1,0 +1,21 @@
+// The effect browser's view of the disk. Any thread; may wait for the disk.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "remote/records.h"
+
+namespace tarnwick::app {
+
+// Folders and effect modules of a folder, folders first, each by name without regard to case; an empty path gives the
+// drives and the usual places of effects. A bundle folder counts as the module that it holds. `resolved` is the
+// folder's full path. False with a sentence in `error` when it cannot be read.
+bool ListPluginFiles(const std::wstring& path, std::vector<remote::RemotePlaybackFileEntry>& entries,
+                     std::wstring& resolved, std::wstring& error);
+
+// Makes `path` the path of a module file and has another process of this program try it out, so that a faulty module
+// cannot harm the one that plays. False with the reason when it is no usable effect.
+bool CheckPluginChoice(std::wstring& path, std::wstring& error);
+
+}  // namespace tarnwick::app

@@ -1,0 +1,14 @@
+// Restart and shutdown of the machine. User-interface thread.
+#pragma once
+
+#include <string>
+
+#include "app/application.h"
+
+namespace tarnwick::app {
+
+// Asks the system for it at once; the settings are stored first. False when the system does not take the request.
+bool RestartNow(Application& app, std::wstring* error);
+bool ShutdownNow(Application& app, std::wstring* error);
+
+}  // namespace tarnwick::app

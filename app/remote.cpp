@@ -1,0 +1,214 @@
+#include "app/remote.h"
+
+#include <string_view>
+#include <utility>
+
+#include "app/device.h"
+#include "app/instances.h"
+#include "app/plugin_files.h"
+#include "app/power.h"
+#include "app/remote_patches.h"
+#include "app/remote_status.h"
+#include "app/settings.h"
+#include "platform/network.h"
+#include "platform/text.h"
+#include "remote/documents.h"
+
+namespace tarnwick::app {
+namespace {
+
+using remote::RemoteControlCallbacks;
+
+// Runs `work` on the user-interface thread some time later. False when nobody takes it.
+bool postAction(Application& app, std::function<void()> work) {
+  app.remote.pendingActions.fetch_add(1);
+  const bool posted = app.ui.post([&app, action = std::move(work)] {
+    action();
+    PublishRefusals(app);
+    app.remote.pendingActions.fetch_sub(1);
+  });
+  if (!posted) {
+    app.remote.pendingActions.fetch_sub(1);
+  }
+  return posted;
+}
+
+RemoteControlCallbacks::Action posted(Application& app, void (*action)(Application& app)) {
+  return [&app, action] { return postAction(app, [&app, action] { action(app); }); };
+}
+
+// An action that may fail once it runs; the pages hear of it by the name in its answer.
+bool postFailing(Application& app, const char* name, bool (*action)(Application& app, std::wstring* error)) {
+  return postAction(app, [&app, name, action] {
+    std::wstring error;
+    if (!action(app, &error)) {
+      TellPages(app, name, error);
+    }
+  });
+}
+
+// Why an action would be refused, as far as that is known without waiting: nothing while others are still to run.
+bool refused(Application& app, const std::wstring RemoteLink::*refusal, std::wstring& error) {
+  if (app.remote.pendingActions.load() > 0) {
+    return false;
+  }
+  const std::lock_guard lock(app.remote.refusalMutex);
+  error = app.remote.*refusal;
+  return !error.empty();
+}
+
+bool startHost(Application& app, std::wstring* error) {
+  if (!engine::StartHost(app.host, error, false)) {
+    app.log.add(*error);
+    return false;
+  }
+  TellMissingChannels(app);
+  return true;
+}
+
+bool startDevice(Application& app, std::wstring* error) {
+  return StartDevice(app, error, false);
+}
+
+bool stopDevice(Application& app, std::wstring* error) {
+  return StopDevice(app, error, false);
+}
+
+// Carries a patch over and waits for the answer. The pages hear why one was rejected.
+template <class Patch, class Apply>
+bool sendPatch(Application& app, const char* name, const Patch& patch, Apply apply) {
+  Patch record = patch;
+  return platform::SendRecord(app.ui, record, [&app, name, apply](const Patch& received) {
+    std::wstring error;
+    if (!apply(app, received, error)) {
+      TellPages(app, name, error);
+      return false;
+    }
+    return true;
+  });
+}
+
+// The effect is tried out on the calling thread, in a process of its own, before the user-interface thread hears of it.
+bool sendHostPatch(Application& app, const remote::RemoteHostConfigPatch& patch) {
+  constexpr char kName[] = "host-config-patch";
+  remote::RemoteHostConfigPatch checked = patch;
+  if (checked.pluginPath) {
+    std::wstring error;
+    if (!CheckPluginChoice(*checked.pluginPath, error)) {
+      TellPages(app, kName, error);
+      return false;
+    }
+  }
+  return sendPatch(app, kName, checked, &ApplyHostPatch);
+}
+
+void addStateCallbacks(Application& app, RemoteControlCallbacks& callbacks) {
+  callbacks.status = [&app](remote::RemoteStatusSnapshot& status) {
+    return platform::SendRecord(app.ui, status, [&app](remote::RemoteStatusSnapshot& record) {
+      FillRemoteStatus(app, record);
+      return true;
+    });
+  };
+  callbacks.pluginFiles = &ListPluginFiles;
+}
+
+void addPatchCallbacks(Application& app, RemoteControlCallbacks& callbacks) {
+  callbacks.hostConfig = [&app](const auto& patch) { return sendHostPatch(app, patch); };
+  callbacks.audioConfig = [&app](const auto& patch) {
+    return sendPatch(app, "audio-config-patch", patch, &ApplyAudioPatch);
+  };
+  callbacks.cpuSteering = [&app](const auto& patch) {
+    return sendPatch(app, "cpu-steering-patch", patch, &ApplySteeringPatch);
+  };
+  callbacks.instance = [&app](uint32_t index, const auto& patch) {
+    return sendPatch(app, "patch-instance", patch, [index](Application& target, const auto& received, auto& error) {
+      return ApplyInstancePatch(target, index, received, error);
+    });
+  };
+}
+
+void addActions(Application& app, RemoteControlCallbacks& callbacks) {
+  callbacks.startHost = [&app](std::wstring& error) {
+    return !refused(app, &RemoteLink::startRefusal, error) && postFailing(app, "start", &startHost);
+  };
+  callbacks.stopHost = posted(app, [](Application& target) { engine::StopHostAsync(target.host); });
+  callbacks.startAsio = [&app] { return postFailing(app, "asio-start", &startDevice); };
+  callbacks.refreshAsio = posted(app, &RefreshDevices);
+  callbacks.stopAsio = [&app](std::wstring& error) {
+    return !refused(app, &RemoteLink::stopAsioRefusal, error) && postFailing(app, "asio-stop", &stopDevice);
+  };
+  callbacks.reboot = [&app] { return postFailing(app, "system-reboot", &RestartNow); };
+  callbacks.shutdown = [&app] { return postFailing(app, "system-shutdown", &ShutdownNow); };
+  callbacks.addInstance = [&app] { return postFailing(app, "add-instance", &AddNextInstance); };
+  callbacks.removeLastInstance = [&app] { return postFailing(app, "remove-last-instance", &RemoveLastInstance); };
+  callbacks.toggleBypassAll = posted(app, [](Application& target) {
+    engine::SetBypassAll(target.host, !target.host.bypassAll);
+    target.surface.refresh();
+    NoteChange(target);
+  });
+  callbacks.toggleTestSignalAll = posted(app, [](Application& target) {
+    target.engine.testSignalAll = !target.engine.testSignalAll.load();
+    target.surface.refresh();
+    NoteChange(target);
+  });
+}
+
+// Where browsers on the network find the page.
+void tellAddresses(Application& app) {
+  const std::wstring port = std::to_wstring(app.options.remotePort);
+  app.log.add(L"Remote control page: http://localhost:" + port + L"/");
+  for (const platform::NetworkAdapter& adapter : platform::NetworkAdapters()) {
+    for (const platform::Ipv4Address& address : adapter.addresses) {
+      if (adapter.interfaceType != platform::kLoopbackInterface) {
+        app.log.add(L"Remote control page: http://" + platform::WideFromUtf8(platform::Ipv4Text(address.address)) +
+                    L":" + port + L"/ (" + adapter.friendlyName + L")");
+      }
+    }
+  }
+}
+
+}  // namespace
+
+RemoteControlCallbacks MakeRemoteCallbacks(Application& app) {
+  RemoteControlCallbacks callbacks;
+  addStateCallbacks(app, callbacks);
+  addPatchCallbacks(app, callbacks);
+  addActions(app, callbacks);
+  return callbacks;
+}
+
+void StartRemote(Application& app) {
+  if (app.options.remotePort == 0) {
+    return;
+  }
+  PublishRefusals(app);
+  app.remote.server = std::make_unique<remote::RemoteControlServer>(
+      remote::ServerContext{app.options.remotePort, app.steering, app.systemControl.networkPriority,
+                            app.remote.cpuUsage, [&app](const std::wstring& line) { app.log.add(line); }},
+      MakeRemoteCallbacks(app));
+  if (app.remote.server->start()) {
+    tellAddresses(app);
+  }
+}
+
+void StopRemote(Application& app) {
+  if (app.remote.server) {
+    app.remote.server->stop();
+  }
+}
+
+void TellPages(Application& app, std::string_view action, const std::wstring& text) {
+  if (app.remote.server && !text.empty()) {
+    app.remote.server->broadcastText(remote::NoticeMessage(action, text));
+  }
+}
+
+void PublishRefusals(Application& app) {
+  std::wstring start = engine::StartRefusal(app.host);
+  std::wstring stop = engine::StopAsioRefusal(app.engine, app.host.ui);
+  const std::lock_guard lock(app.remote.refusalMutex);
+  app.remote.startRefusal = std::move(start);
+  app.remote.stopAsioRefusal = std::move(stop);
+}
+
+}  // namespace tarnwick::app

@@ -1,0 +1,30 @@
+// What the application keeps of its remote control server.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "remote/server.h"
+#include "system/cpu_usage.h"
+
+namespace tarnwick::app {
+
+struct RemoteLink {
+  system::CpuUsageSampler cpuUsage;
+  std::unique_ptr<remote::RemoteControlServer> server;  // none while switched off
+
+  // User-interface thread.
+  int64_t hostStart = -1;  // the start that clockSyncId stands for
+  uint64_t clockSyncId = 0;
+
+  // Actions that were posted and have not run yet. While there are none, the refusals are up to date.
+  std::atomic<int32_t> pendingActions{0};
+  std::mutex refusalMutex;  // guards the texts alone
+  std::wstring startRefusal;
+  std::wstring stopAsioRefusal;
+};
+
+}  // namespace tarnwick::app

@@ -1,0 +1,108 @@
+#include "app/remote_status.h"
+
+#include <algorithm>
+
+#include "platform/threads.h"
+
+namespace tarnwick::app {
+namespace {
+
+constexpr double kUsualRates[] = {44100.0, 48000.0, 88200.0, 96000.0, 176400.0, 192000.0};
+constexpr int32_t kUsualBlockLengths[] = {32, 64, 128, 256, 512, 1024, 2048};
+
+// The usual values and, among them, the one that is set.
+template <class Value, size_t N>
+std::vector<Value> optionsWith(const Value (&usual)[N], Value present) {
+  std::vector<Value> options(std::begin(usual), std::end(usual));
+  if (present > 0 && std::find(options.begin(), options.end(), present) == options.end()) {
+    options.insert(std::upper_bound(options.begin(), options.end(), present), present);
+  }
+  return options;
+}
+
+void fillDevice(const Application& app, remote::RemoteStatusSnapshot& status) {
+  const engine::DeviceSession& session = app.engine.session;
+  const bool open = app.engine.asioRunning.load();
+  status.asioRunning = open;
+  status.availableInputChannels = session.numInputs;
+  status.availableOutputChannels = session.numOutputs;
+  status.device = app.devices.devices.empty() ? app.devices.placeholder : app.devices.selected;
+  status.sampleRate = open ? session.sampleRate.load() : app.preferences.sampleRate;
+  status.bufferSize = open ? session.blockLength : app.preferences.bufferSize;
+  status.inputLatency = app.latencies.input;
+  status.outputLatency = app.latencies.output;
+  status.deviceOptions = app.devices.devices;
+  if (status.deviceOptions.empty() && !app.devices.placeholder.empty()) {
+    status.deviceOptions.push_back(app.devices.placeholder);
+  }
+  status.sampleRateOptions = optionsWith(kUsualRates, status.sampleRate);
+  status.bufferSizeOptions = optionsWith(kUsualBlockLengths, status.bufferSize);
+  status.autoStartAsioEnabled = app.preferences.autoStartAsio;
+}
+
+void fillHost(Application& app, remote::RemoteStatusSnapshot& status) {
+  status.running = app.engine.hostRunning.load();
+  status.stopping = app.engine.hostStopping.load();
+  const int64_t started = app.engine.hostStartTimestamp.load();
+  if (started != app.remote.hostStart) {
+    app.remote.hostStart = started;
+    ++app.remote.clockSyncId;
+  }
+  status.runningClockSyncId = app.remote.clockSyncId;
+  status.runningElapsedSeconds = engine::HostRunSeconds(app.host);
+  status.bypassAllEnabled = app.host.bypassAll;
+  status.testSignalAllEnabled = app.engine.testSignalAll.load();
+  status.pluginPath = app.host.pluginPath;
+}
+
+void fillSystem(const Application& app, remote::RemoteStatusSnapshot& status) {
+  status.mmcssEnabled = app.engine.mmcssEnabled.load();
+  status.runAtStartupEnabled = app.preferences.runAtStartup;
+  status.rememberSettingsEnabled = app.preferences.rememberSettings;
+  status.autoStartInstancesEnabled = app.preferences.autoStartInstances;
+  status.scheduleSystemRebootEnabled = app.preferences.scheduleReboot;
+  status.scheduleRebootMinutes = app.preferences.rebootMinutes;
+  status.enginePriority = app.engine.enginePriority.load();
+  status.uiPriority = app.systemControl.uiPriority.load();
+  status.audioPriority = app.systemControl.audioPriority.load();
+  status.networkPriority = app.systemControl.networkPriority.load();
+  remote::RemoteCpuSteering& steering = status.cpuSteering;
+  steering.cpuCount = platform::ProcessorCount();
+  steering.masks = system::ChosenMasks(app.steering);
+  for (size_t group = 0; group < system::kSteeringGroups; ++group) {
+    steering.display[group] = system::MaskText(steering.masks[group]);
+  }
+}
+
+remote::RemoteInstance instanceAt(const engine::Host& host, int32_t index) {
+  const engine::InstanceRow& row = host.rows[static_cast<size_t>(index)];
+  remote::RemoteInstance instance;
+  instance.name = row.name;
+  instance.inputChannel = row.config.inputChannel;
+  instance.outputChannel = row.config.outputChannel;
+  instance.inputGainDb = row.config.inputGainDb;
+  instance.outputGainDb = row.config.outputGainDb;
+  instance.inputMeterDb = engine::InstanceMeterDb(host, index);
+  instance.outputMeterDb = engine::InstanceOutputDb(host, index);
+  instance.glitchCount = engine::InstanceGlitchCount(host, index);
+  instance.firstParamPercent = row.firstParamPercent;
+  instance.bypassEnabled = row.config.bypassEnabled != 0;
+  instance.testSignalEnabled = row.config.testSignalEnabled != 0;
+  instance.hasSavedFirstParam = row.setsFirstParameter;
+  return instance;
+}
+
+}  // namespace
+
+void FillRemoteStatus(Application& app, remote::RemoteStatusSnapshot& status) {
+  fillDevice(app, status);
+  fillHost(app, status);
+  fillSystem(app, status);
+  status.instances.clear();
+  status.instances.reserve(app.host.rows.size());
+  for (int32_t i = 0; i < static_cast<int32_t>(app.host.rows.size()); ++i) {
+    status.instances.push_back(instanceAt(app.host, i));
+  }
+}
+
+}  // namespace tarnwick::app

@@ -1,0 +1,50 @@
+#include "app/scheduled_restart.h"
+
+#include <chrono>
+
+#include "app/remote.h"
+#include "app/settings.h"
+#include "platform/clock.h"
+
+namespace tarnwick::app {
+namespace {
+
+// Whoever sits before the screen or has a page open hears of it.
+void warn(Application& app, const std::wstring& text) {
+  app.log.add(text);
+  TellPages(app, "scheduled-reboot", text);
+  if (app.surface.showWarning) {
+    app.surface.showWarning(text);
+  }
+}
+
+system::RebootActions actionsOf(Application& app) {
+  system::RebootActions actions;
+  actions.showWarning = [&app](const std::wstring& text) { warn(app, text); };
+  actions.hostRunning = [&app] { return app.engine.hostRunning.load() || app.engine.hostStopping.load(); };
+  actions.stopHost = [&app] { engine::StopHostAsync(app.host); };
+  actions.closing = [&app] { return app.closing; };
+  actions.restartPc = [&app] {
+    SaveAtEnd(app);
+    return app.power.restart();
+  };
+  actions.diagnose = [&app](std::wstring_view text) { app.log.add(std::wstring(text)); };
+  return actions;
+}
+
+}  // namespace
+
+void StartSchedule(Application& app) {
+  app.ui.startTimer(std::chrono::milliseconds(system::kRebootCheckMilliseconds), [&app] {
+    system::CheckScheduledReboot(app.scheduledReboot, app.preferences.scheduleReboot, app.preferences.rebootMinutes,
+                                 platform::LocalWallTime(), actionsOf(app));
+  });
+}
+
+void RestartIfStopped(Application& app) {
+  if (!app.engine.hostRunning.load() && !app.engine.hostStopping.load()) {
+    system::RequestRestartAfterStop(app.scheduledReboot, actionsOf(app));
+  }
+}
+
+}  // namespace tarnwick::app

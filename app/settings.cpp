@@ -1,0 +1,206 @@
+#include "app/settings.h"
+
+#include <cmath>
+#include <system_error>
+#include <utility>
+
+#include "app/remote.h"
+#include "app/system_requests.h"
+#include "platform/clock.h"
+#include "platform/registry.h"
+
+namespace tarnwick::app {
+namespace {
+
+using settings::ProgramSettings;
+using settings::SavedInstance;
+using settings::SettingsMap;
+
+engine::InstanceRow rowFrom(const SavedInstance& saved) {
+  engine::InstanceRow row;
+  row.name = saved.name;
+  row.config.inputChannel = saved.inputChannel;
+  row.config.outputChannel = saved.outputChannel;
+  row.config.inputGainDb = saved.inputGainDb;
+  row.config.outputGainDb = saved.outputGainDb;
+  row.config.bypassEnabled = saved.bypassEnabled ? 1 : 0;
+  row.config.testSignalEnabled = saved.testSignalEnabled ? 1 : 0;
+  row.setsFirstParameter = saved.hasSavedFirstParam;
+  row.firstParamPercent = static_cast<int32_t>(std::lround(saved.firstParamPercent));
+  return row;
+}
+
+SavedInstance savedFrom(const engine::InstanceRow& row) {
+  SavedInstance saved;
+  saved.name = row.name;
+  saved.inputChannel = row.config.inputChannel;
+  saved.outputChannel = row.config.outputChannel;
+  saved.inputGainDb = row.config.inputGainDb;
+  saved.outputGainDb = row.config.outputGainDb;
+  saved.bypassEnabled = row.config.bypassEnabled != 0;
+  saved.testSignalEnabled = row.config.testSignalEnabled != 0;
+  saved.hasSavedFirstParam = row.setsFirstParameter;
+  saved.firstParamPercent = row.setsFirstParameter ? row.firstParamPercent : 0;
+  return saved;
+}
+
+// A clock that never waits runs without priority, whatever is set.
+bool runsAtPriority(const Application& app) {
+  return app.options.virtualDevice.clock != platform::VirtualClock::fast;
+}
+
+void takeOutcome(Application& app, bool succeeded) {
+  if (app.settings.schedule.written(succeeded)) {
+    app.log.add(settings::kWriteFailure);
+  }
+}
+
+void awaitWriter(Application& app) {
+  if (app.settings.writer.joinable()) {
+    app.settings.writer.join();
+  }
+}
+
+}  // namespace
+
+std::wstring SettingsLocation(const Options& options) {
+  return options.settings.empty() ? platform::DefaultRegistryLocation() : options.settings;
+}
+
+Preferences PreferencesFrom(const Options& options, const ProgramSettings& stored) {
+  Preferences preferences;
+  const auto take = [](auto& value, const auto& given) { value = given.value_or(value); };
+  take(preferences.sampleRate, stored.sampleRate);
+  take(preferences.sampleRate, options.sampleRate);
+  take(preferences.bufferSize, stored.bufferSize);
+  take(preferences.bufferSize, options.bufferSize);
+  take(preferences.rememberSettings, stored.rememberSettings);
+  take(preferences.runAtStartup, stored.runAtStartup);
+  take(preferences.autoStartAsio, stored.autoStartAsio);
+  take(preferences.autoStartInstances, stored.autoStartInstances);
+  take(preferences.scheduleReboot, stored.scheduleSystemRebootEnabled);
+  take(preferences.rebootMinutes, stored.schedulePcRestartMinutes);
+  return preferences;
+}
+
+void TakeSettings(Application& app, const ProgramSettings& stored) {
+  if (stored.device && !stored.device->empty() && !app.options.device) {
+    app.devices.selected = *stored.device;
+  }
+  if (stored.pluginPath && !stored.pluginPath->empty() && app.options.plugin.empty()) {
+    app.host.pluginPath = *stored.pluginPath;
+  }
+  if (runsAtPriority(app)) {
+    app.engine.mmcssEnabled = stored.mmcssProAudio.value_or(app.engine.mmcssEnabled.load());
+    app.engine.enginePriority = stored.enginePriority.value_or(app.engine.enginePriority.load());
+  }
+  SystemControl& control = app.systemControl;
+  control.audioPriority = stored.audioPriority.value_or(control.audioPriority.load());
+  control.uiPriority = stored.uiPriority.value_or(control.uiPriority.load());
+  control.networkPriority = stored.networkPriority.value_or(control.networkPriority.load());
+  system::SteeringMasks masks{};
+  for (size_t group = 0; group < system::kSteeringGroups; ++group) {
+    masks[group] = stored.cpuSteeringMasks[group].value_or(0);
+  }
+  system::SetSteeringMasks(app.steering, masks);
+  app.host.bypassAll = stored.bypassAll.value_or(false);
+  app.engine.testSignalAll = stored.testSignalAll.value_or(false);
+  for (const SavedInstance& saved : stored.instances.value_or(std::vector<SavedInstance>())) {
+    engine::AddInstance(app.host, rowFrom(saved), nullptr);
+  }
+}
+
+SettingsMap CurrentSettings(const Application& app) {
+  ProgramSettings now;
+  // The bundled effect goes where the program goes.
+  now.pluginPath = app.host.pluginPath == BundledEffect() ? std::wstring() : app.host.pluginPath;
+  if (!app.devices.selected.empty()) {
+    now.device = app.devices.selected;  // one that is switched off today is not forgotten
+  }
+  now.sampleRate = app.preferences.sampleRate;
+  now.bufferSize = app.preferences.bufferSize;
+  if (runsAtPriority(app)) {
+    now.mmcssProAudio = app.engine.mmcssEnabled.load();
+    now.enginePriority = app.engine.enginePriority.load();
+  }
+  now.audioPriority = app.systemControl.audioPriority.load();
+  now.uiPriority = app.systemControl.uiPriority.load();
+  now.networkPriority = app.systemControl.networkPriority.load();
+  now.bypassAll = app.host.bypassAll;
+  now.testSignalAll = app.engine.testSignalAll.load();
+  now.instances.emplace();
+  for (const engine::InstanceRow& row : app.host.rows) {
+    now.instances->push_back(savedFrom(row));
+  }
+  now.rememberSettings = app.preferences.rememberSettings;
+  now.runAtStartup = app.preferences.runAtStartup;
+  now.autoStartInstances = app.preferences.autoStartInstances;
+  now.autoStartAsio = app.preferences.autoStartAsio;
+  now.scheduleSystemRebootEnabled = app.preferences.scheduleReboot;
+  now.schedulePcRestartMinutes = app.preferences.rebootMinutes;
+  const system::SteeringMasks masks = system::ChosenMasks(app.steering);
+  for (size_t group = 0; group < system::kSteeringGroups; ++group) {
+    now.cpuSteeringMasks[group] = masks[group];
+  }
+  return settings::MapFromSettings(now);
+}
+
+void KeepSettings(Application& app, const std::wstring& location) {
+  app.settings.location = location;
+  app.settings.schedule = settings::SaveSchedule(app.preferences.rememberSettings);
+}
+
+void NoteChange(Application& app) {
+  app.settings.schedule.changed();
+  PublishRefusals(app);
+}
+
+void SetRememberSettings(Application& app, bool enabled) {
+  if (enabled == app.preferences.rememberSettings) {
+    return;
+  }
+  app.preferences.rememberSettings = enabled;
+  app.settings.schedule.rememberingSet(enabled, CurrentSettings(app));
+}
+
+bool SetRunAtStartup(Application& app, bool enabled, std::wstring& error) {
+  if (!settings::SetRunAtStartup(enabled)) {
+    error = enabled ? settings::kStartupLinkFailure : settings::kStartupUnlinkFailure;
+    app.log.add(error);
+    return false;
+  }
+  app.preferences.runAtStartup = enabled;
+  return true;
+}
+
+void SaveWhenDue(Application& app) {
+  if (app.settings.location.empty()) {
+    return;
+  }
+  auto map = app.settings.schedule.due(platform::TickMilliseconds(), [&app] { return CurrentSettings(app); });
+  if (!map) {
+    return;
+  }
+  awaitWriter(app);
+  try {
+    app.settings.writer = std::thread([&app, location = app.settings.location, values = std::move(*map)] {
+      const bool succeeded = settings::WriteSettings(location, values);
+      app.ui.post([&app, succeeded] { takeOutcome(app, succeeded); });
+    });
+  } catch (const std::system_error&) {
+    takeOutcome(app, false);
+  }
+}
+
+void SaveAtEnd(Application& app) {
+  awaitWriter(app);
+  if (app.settings.location.empty()) {
+    return;
+  }
+  const auto map = app.settings.schedule.flush([&app] { return CurrentSettings(app); });
+  if (map && !settings::WriteSettings(app.settings.location, *map)) {
+    app.log.add(settings::kWriteFailure);
+  }
+}
+
+}  // namespace tarnwick::app

@@ -1,0 +1,66 @@
+// The application with a recorded surface in place of a console.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "app/application.h"
+#include "app/device.h"
+#include "app/instances.h"
+#include "platform/text.h"
+
+namespace tarnwick::app {
+
+struct Seen {
+  std::vector<std::wstring> log;  // without the stamp
+  std::wstring printed;
+  std::string faults;
+
+  Surface surface() {
+    Surface surface;
+    surface.logLine = [this](const std::wstring& line) { log.push_back(line.substr(13)); };
+    surface.messageBox = [this](engine::BoxKind, const std::wstring&, const std::wstring& text) {
+      log.push_back(L"box: " + text);
+    };
+    surface.refresh = [] {};
+    surface.print = [this](const std::wstring& text) { printed += text; };
+    return surface;
+  }
+};
+
+inline std::wstring testModule(const char* name) {
+  return platform::WideFromUtf8(std::string(TARNWICK_TEST_MODULES) + "/" + name + ".vst3");
+}
+
+inline Options runOptions(double seconds) {
+  Options options;
+  options.plugin = testModule("gain");
+  options.start = true;
+  options.seconds = seconds;
+  options.virtualDevice.inputs = options.virtualDevice.outputs = 2;
+  options.virtualDevice.clock = platform::VirtualClock::fast;
+  return options;
+}
+
+// An application whose user-interface thread is the test's own.
+struct Rig {
+  Seen seen;
+  Application app;
+
+  explicit Rig(const Options& options = runOptions(0.0)) : app(options, seen.surface()) {
+    app.ui.open([this](platform::UiMessage message, intptr_t parameter) { HandleMessage(app, message, parameter); });
+    EXPECT_TRUE(app.virtualDevice->prepare(nullptr));
+    RefreshDevices(app);
+  }
+  void start(int32_t instances) {
+    AddWiredInstances(app, instances);
+    std::wstring error;
+    ASSERT_TRUE(StartDevice(app, &error, false)) << platform::Utf8FromWide(error);
+    ASSERT_TRUE(engine::StartHost(app.host, &error, false)) << platform::Utf8FromWide(error);
+    seen.log.clear();
+  }
+};
+
+}  // namespace tarnwick::app

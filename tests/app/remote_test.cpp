@@ -1,0 +1,218 @@
+// What a remote client may read and change, as far as the application decides it.
+#include <gmock/gmock.h>
+
+#include <limits>
+
+#include "app/application_rig.h"
+#include "app/instances.h"
+#include "app/remote.h"
+#include "app/remote_patches.h"
+#include "app/remote_status.h"
+#include "app/settings.h"
+
+namespace tarnwick::app {
+namespace {
+
+using remote::RemoteAudioConfigPatch;
+using remote::RemoteHostConfigPatch;
+using remote::RemoteInstancePatch;
+using remote::RemoteStatusSnapshot;
+
+RemoteStatusSnapshot statusOf(Application& app) {
+  RemoteStatusSnapshot status;
+  FillRemoteStatus(app, status);
+  return status;
+}
+
+template <class Patch, class Value>
+Patch with(std::optional<Value> Patch::*member, Value value) {
+  Patch patch;
+  patch.*member = std::move(value);
+  return patch;
+}
+
+TEST(RemotePatch, ChangesAnInstanceAndOnlyWhatItNames) {
+  Rig rig;
+  rig.start(2);
+  RemoteInstancePatch patch;
+  patch.name = L"Lead";
+  patch.inputChannel = -1;
+  patch.outputChannel = 0;
+  patch.inputGainDb = 90.0;
+  patch.outputGainDb = -1e300;
+  patch.testSignalEnabled = true;
+  std::wstring error;
+  ASSERT_TRUE(ApplyInstancePatch(rig.app, 1, patch, error));
+  const remote::RemoteInstance changed = statusOf(rig.app).instances.at(1);
+  EXPECT_EQ(changed.name, L"Lead");
+  EXPECT_EQ(changed.inputChannel, -1);
+  EXPECT_EQ(changed.outputChannel, 0);
+  EXPECT_EQ(changed.inputGainDb, 24.0);
+  EXPECT_EQ(changed.outputGainDb, -60.0);
+  EXPECT_TRUE(changed.testSignalEnabled);
+  EXPECT_FALSE(changed.bypassEnabled);
+  const remote::RemoteInstance other = statusOf(rig.app).instances.at(0);
+  EXPECT_EQ(other.inputGainDb, 0.0);
+  EXPECT_FALSE(other.testSignalEnabled);
+}
+
+TEST(RemotePatch, RejectedOnesChangeNothing) {
+  Rig rig;
+  rig.start(1);
+  const auto before = statusOf(rig.app);
+  std::wstring error;
+  const struct {
+    uint32_t index;
+    RemoteInstancePatch patch;
+  } instances[] = {
+      {1, with(&RemoteInstancePatch::bypassEnabled, true)},
+      {std::numeric_limits<uint32_t>::max(), with(&RemoteInstancePatch::bypassEnabled, true)},
+      {0, with(&RemoteInstancePatch::inputChannel, 2)},  // the device has two
+      {0, with(&RemoteInstancePatch::outputChannel, -2)},
+  };
+  for (auto c : instances) {
+    c.patch.name = L"changed";
+    EXPECT_FALSE(ApplyInstancePatch(rig.app, c.index, c.patch, error));
+    EXPECT_FALSE(error.empty());
+  }
+  const RemoteAudioConfigPatch audio[] = {
+      with(&RemoteAudioConfigPatch::device, std::wstring(L"none such")),
+      with(&RemoteAudioConfigPatch::sampleRate, 96000.0),  // while a session runs at 48000
+      with(&RemoteAudioConfigPatch::sampleRate, std::numeric_limits<double>::quiet_NaN()),
+      with(&RemoteAudioConfigPatch::bufferSize, -1),
+      with(&RemoteAudioConfigPatch::enginePriority, 6),
+      with(&RemoteAudioConfigPatch::uiPriority, -1),
+  };
+  for (RemoteAudioConfigPatch patch : audio) {
+    patch.autoStartAsioEnabled = true;
+    EXPECT_FALSE(ApplyAudioPatch(rig.app, patch, error));
+  }
+  const RemoteHostConfigPatch host[] = {
+      with(&RemoteHostConfigPatch::scheduleRebootMinutes, 1440),
+      with(&RemoteHostConfigPatch::scheduleRebootMinutes, -1),
+      with(&RemoteHostConfigPatch::networkPriority, 6),
+  };
+  for (RemoteHostConfigPatch patch : host) {
+    patch.scheduleSystemRebootEnabled = true;
+    EXPECT_FALSE(ApplyHostPatch(rig.app, patch, error));
+  }
+  remote::RemoteCpuSteeringPatch steering;
+  steering.masks[0] = 1;
+  steering.masks[1] = uint64_t{1} << 63;
+  EXPECT_FALSE(ApplySteeringPatch(rig.app, steering, error));
+
+  const auto after = statusOf(rig.app);
+  EXPECT_EQ(after.instances.at(0).name, before.instances.at(0).name);
+  EXPECT_FALSE(after.instances.at(0).bypassEnabled);
+  EXPECT_FALSE(after.autoStartAsioEnabled || after.scheduleSystemRebootEnabled);
+  EXPECT_EQ(after.cpuSteering.masks, before.cpuSteering.masks);
+}
+
+TEST(RemotePatch, ADeviceIsChosenWhileNoneIsOpen) {
+  Rig rig;
+  std::wstring error;
+  RemoteAudioConfigPatch patch;
+  patch.device = L"TARNWICK virtual audio";
+  patch.sampleRate = 44100.0;
+  patch.bufferSize = 100;
+  ASSERT_TRUE(ApplyAudioPatch(rig.app, patch, error));
+  const auto status = statusOf(rig.app);
+  EXPECT_EQ(status.device, L"Tarnwick Virtual Audio");
+  EXPECT_EQ(status.sampleRate, 44100.0);
+  EXPECT_EQ(status.bufferSize, 100);
+  EXPECT_THAT(status.bufferSizeOptions, ::testing::ElementsAre(32, 64, 100, 128, 256, 512, 1024, 2048));
+  rig.start(1);
+  EXPECT_EQ(rig.app.engine.session.sampleRate.load(), 44100.0);
+}
+
+TEST(RemoteStatus, ANewClockBeginsWithEachStart) {
+  Rig rig;
+  const uint64_t stopped = statusOf(rig.app).runningClockSyncId;
+  rig.start(1);
+  const auto first = statusOf(rig.app);
+  EXPECT_TRUE(first.running);
+  EXPECT_NE(first.runningClockSyncId, stopped);
+  EXPECT_EQ(statusOf(rig.app).runningClockSyncId, first.runningClockSyncId);
+  EXPECT_EQ(first.availableInputChannels, 2);
+  EXPECT_GE(statusOf(rig.app).runningElapsedSeconds, first.runningElapsedSeconds);
+}
+
+TEST(RemoteStatus, BypassAllLeavesTheRowsTheirOwnChoice) {
+  Rig rig;
+  rig.start(2);
+  std::wstring error;
+  ASSERT_TRUE(ApplyInstancePatch(rig.app, 0, with(&RemoteInstancePatch::bypassEnabled, true), error));
+  engine::SetBypassAll(rig.app.host, true);
+  const auto& instances = rig.app.engine.instances;
+  EXPECT_EQ(instances.instance(1).config.bypassEnabled, 1);
+  ASSERT_TRUE(ApplyInstancePatch(rig.app, 1, with(&RemoteInstancePatch::inputGainDb, 1.0), error));
+  EXPECT_EQ(instances.instance(1).config.bypassEnabled, 1);
+  EXPECT_FALSE(statusOf(rig.app).instances.at(1).bypassEnabled);
+  engine::SetBypassAll(rig.app.host, false);
+  EXPECT_EQ(instances.instance(0).config.bypassEnabled, 1);
+  EXPECT_EQ(instances.instance(1).config.bypassEnabled, 0);
+}
+
+TEST(RemoteActions, ARefusalIsToldAtOnceUnlessAnActionIsStillToRun) {
+  Rig rig;
+  AddWiredInstances(rig.app, 1);
+  const auto callbacks = MakeRemoteCallbacks(rig.app);
+  PublishRefusals(rig.app);
+  std::wstring error;
+  EXPECT_FALSE(callbacks.startHost(error));
+  EXPECT_EQ(error, L"Press ASIO Start first, then start the instance host.");
+  // A script that starts the device and then the host does not wait for the first.
+  EXPECT_TRUE(callbacks.startAsio());
+  error.clear();
+  EXPECT_TRUE(callbacks.startHost(error));
+  rig.app.ui.post([&] { rig.app.ui.quit(0); });
+  rig.app.ui.run();
+  EXPECT_TRUE(rig.app.engine.hostRunning.load());
+  EXPECT_FALSE(callbacks.stopAsio(error));
+  EXPECT_EQ(error, L"Stop the instance host before stopping ASIO.");
+}
+
+TEST(Settings, WhatIsSavedIsThereAtTheNextStart) {
+  Rig rig;
+  settings::ProgramSettings stored;
+  {
+    std::wstring error;
+    AddWiredInstances(rig.app, 3);
+    RemoteInstancePatch patch;
+    patch.name = L"K\u00fcche \"1\"";
+    patch.inputChannel = -1;
+    patch.outputGainDb = -12.0;
+    patch.firstParamPercent = 37.0;
+    patch.bypassEnabled = true;
+    ASSERT_TRUE(ApplyInstancePatch(rig.app, 1, patch, error));
+    RemoteHostConfigPatch host;
+    host.autoStartInstancesEnabled = true;
+    host.scheduleRebootMinutes = 61;
+    ASSERT_TRUE(ApplyHostPatch(rig.app, host, error));
+    engine::SetBypassAll(rig.app.host, true);
+    stored = settings::SettingsFromMap(CurrentSettings(rig.app));
+  }
+  Options options = runOptions(0.0);
+  Seen seen;
+  Application next(options, seen.surface(), stored);
+  const auto before = statusOf(rig.app);
+  const auto after = statusOf(next);
+  ASSERT_EQ(after.instances.size(), 3u);
+  EXPECT_EQ(after.instances[1].name, before.instances[1].name);
+  EXPECT_EQ(after.instances[1].inputChannel, -1);
+  EXPECT_EQ(after.instances[1].outputGainDb, -12.0);
+  EXPECT_EQ(after.instances[1].firstParamPercent, 37.0);
+  EXPECT_TRUE(after.instances[1].bypassEnabled && after.instances[1].hasSavedFirstParam);
+  EXPECT_FALSE(after.instances[0].hasSavedFirstParam);
+  EXPECT_TRUE(after.autoStartInstancesEnabled && after.bypassAllEnabled);
+  EXPECT_EQ(after.scheduleRebootMinutes, 61);
+}
+
+TEST(Settings, ADeviceThatIsSwitchedOffTodayIsNotForgotten) {
+  Rig rig;
+  rig.app.devices.selected.clear();
+  EXPECT_EQ(CurrentSettings(rig.app).count(L"device"), 0u);
+}
+
+}  // namespace
+}  // namespace tarnwick::app
