@@ -54,7 +54,7 @@ struct TestAsioStatistics {
   int64_t lateBlocks;     // of the real clock: due more than half a block before they came
   int64_t callbackTicks;  // all blocks together, 100 ns
   int64_t maximumTicks;   // the longest block, 100 ns
-  double outputPeak;      // of the last block, all outputs
+  double outputPeak;      // highest so far, all outputs
   void* window;           // what init was given
 };
 

@@ -74,10 +74,11 @@ void TestAsioDevice::report(const std::string& file) const {
   std::fprintf(out,
                "{\"blocks\":%lld,\"lateBlocks\":%lld,\"averageMs\":%.4f,\"maximumMs\":%.4f,\"outputPeak\":%.6f,"
                "\"mismatches\":%lld,\"wrongThread\":%d,\"wrongOrder\":%d,\"objects\":%d,\"bufferSets\":%d,"
-               "\"outputReadies\":%d}\n",
+               "\"outputReadies\":%d,\"window\":%s}\n",
                static_cast<long long>(now.blocks), static_cast<long long>(now.lateBlocks), average,
                static_cast<double>(now.maximumTicks) / 1e4, now.outputPeak, static_cast<long long>(now.mismatches),
-               now.wrongThread, now.wrongOrder, now.objects, now.bufferSets, now.outputReadies);
+               now.wrongThread, now.wrongOrder, now.objects, now.bufferSets, now.outputReadies,
+               now.window != nullptr ? "true" : "false");
   std::fclose(out);
 }
 

@@ -235,7 +235,7 @@ void TestAsioSession::checkOutputs(size_t half) {
   if (settings_.signal == "codes") {
     return;
   }
-  double peak = 0.0;
+  double peak = device_.outputPeak;
   for (const Channel& channel : outputs_) {
     for (int32_t n = 0; n < blockLength_; ++n) {
       peak = std::max(peak, std::abs(GetSample(channel.halves[half].data(), channel.type, n)));

@@ -1,0 +1,437 @@
+// The browser pages against the running program. Needs Chromium (CHROMIUM, else /usr/bin/chromium) and the program
+// (TARNWICK, else the release build). The power buttons are pressed only with TARNWICK_FAKE_POWER=1; the program then
+// finds a command that only writes down what was asked of it.
+import assert from 'node:assert/strict';
+import fs from 'node:fs';
+import path from 'node:path';
+import {after, before, test} from 'node:test';
+import {Program, hold, note, openPage, pause, programPath, startBrowser, stopBrowser, until} from './program.mjs';
+
+const kPages = [['/', 'TarnwickRemote'], ['/remote', 'TarnwickRemote'], ['/index.html', 'TarnwickRemote'],
+                ['/cpu-steering', 'CPU Steering Remote'], ['/cpu-monitor', 'CPU Monitor Remote'],
+                ['/plugin-browser-remote', 'VST3 Browser'], ['/record-remote', 'RecordRemote'],
+                ['/playback-remote', 'PlaybackRemote']];
+
+let program;
+before(async () => {
+  await startBrowser();
+  program = await Program.start('--start', '--instances', '4');
+});
+after(async () => {
+  await stopBrowser();
+  await program?.stop();
+});
+
+// Runs work(first, second) with two pages open; neither may have complained.
+async function withTwoPages(where, work, on = program) {
+  const pages = [await openPage(on, where), await openPage(on, where)];
+  try {
+    await work(...pages);
+    assert.deepEqual(pages.flatMap(({faults}) => faults), []);
+  } finally {
+    await Promise.all(pages.map((page) => page.close()));
+  }
+}
+
+const row = (index) => `#rows > li:nth-child(${index + 1})`;
+const instance = (index) => program.status().then(({instances}) => instances[index]);
+const instanceBecomes = (index, key, value) =>
+  program.becomes(({instances}) => instances[index][key] === value, `${key} of instance ${index} = ${value}`);
+const shows = (page, selector, read, value) =>
+  until(async () => (await page.locator(selector).evaluate(read)) === value, `${selector} shows ${value} elsewhere`);
+
+for (const [where, title] of kPages) {
+  test(`page ${where} loads cleanly and fits from 360 pixels to 4K`, async () => {
+    for (const viewport of [{width: 360, height: 740}, {width: 3840, height: 2160}]) {
+      const page = await openPage(program, where, viewport);
+      assert.equal(await page.title(), title);
+      await until(() => page.locator('.state .word').first().textContent().then((word) => word === 'Running'), 'Running');
+      await pause(300);
+      assert.ok(await page.evaluate(() => document.documentElement.scrollWidth <= innerWidth), 'nothing sticks out');
+      const unnamed = await page.evaluate(() => [...document.querySelectorAll('button, input, select, [role=slider]')]
+        .filter((one) => !one.getAttribute('aria-label') && !one.labels?.length && !one.textContent.trim() &&
+            one.offsetParent).map((one) => one.outerHTML));
+      assert.deepEqual(unnamed, [], 'every control has a name');
+      assert.deepEqual(page.faults, []);
+      await page.close();
+    }
+  });
+}
+
+test('check boxes, lists and fields of the host page change the program and the second page', async () => {
+  await withTwoPages('/', async (page, other) => {
+    for (const key of ['autoStartAsioEnabled', 'autoStartInstancesEnabled', 'runAtStartupEnabled', 'mmcssEnabled',
+                       'scheduleSystemRebootEnabled', 'rememberSettingsEnabled']) {
+      const old = (await program.status())[key];
+      for (const value of [!old, old]) {
+        await page.locator(`#${key}`).click();
+        await program.becomes((status) => status[key] === value, `${key} = ${value}`);
+        await shows(other, `#${key}`, (box) => box.checked, value);
+      }
+    }
+    for (const key of ['enginePriority', 'audioPriority', 'uiPriority', 'networkPriority']) {
+      const old = (await program.status())[key];
+      const value = old === 1 ? 2 : 1;
+      await page.locator(`#${key}`).focus();
+      await page.locator(`#${key}`).selectOption({value: String(value)});
+      await program.becomes((status) => status[key] === value, `${key} = ${value}`);
+      await shows(other, `#${key}`, (list) => list.value, String(value));
+      await program.post(`/api/${key === 'networkPriority' ? 'host' : 'audio'}/config?${key}=${old}`);
+    }
+    await page.locator('#scheduleSystemRebootEnabled').check();
+    await page.locator('#scheduleRebootMinutes:enabled').fill('04:35');
+    await page.locator('#scheduleRebootMinutes').press('Enter');
+    await program.becomes((status) => status.scheduleRebootMinutes === 275, 'restart at 04:35');
+    await shows(other, '#scheduleRebootMinutes', (field) => field.value, '04:35');
+    await page.locator('#scheduleSystemRebootEnabled').uncheck();
+    await program.becomes((status) => !status.scheduleSystemRebootEnabled, 'no restart');
+  });
+});
+
+test('every control of an instance changes the program and the second page', async () => {
+  await withTwoPages('/', async (page, other) => {
+    const at = row(2);
+    await page.locator(`${at} .name input`).fill('Choir \u00e9 "left" <b>');
+    await page.locator(`${at} .name input`).press('Enter');
+    await instanceBecomes(2, 'name', 'Choir \u00e9 "left" <b>');
+    await shows(other, `${at} .name input`, (field) => field.value, 'Choir \u00e9 "left" <b>');
+
+    for (const [cell, key] of [['in', 'inputChannel'], ['out', 'outputChannel']]) {
+      for (const channel of [5, -1, 2]) {
+        await page.locator(`${at} .${cell} select`).focus();
+        await page.locator(`${at} .${cell} select`).selectOption({value: String(channel)});
+        await instanceBecomes(2, key, channel);
+        await shows(other, `${at} .${cell} select`, (list) => list.value, String(channel));
+      }
+    }
+    for (const [cell, key] of [['bypass', 'bypassEnabled'], ['pink', 'testSignalEnabled']]) {
+      for (const value of [true, false]) {
+        await page.locator(`${at} .${cell} button`).click();
+        await instanceBecomes(2, key, value);
+        await shows(other, `${at} .${cell} button`, (button) => button.getAttribute('aria-pressed'), String(value));
+      }
+    }
+    for (const [cell, key, home, low] of [['gain-in', 'inputGainDb', 0, -60], ['gain-out', 'outputGainDb', 0, -60],
+                                          ['parameter', 'firstParamPercent', undefined, 0]]) {
+      const slider = page.locator(`${at} .${cell} .fader`);
+      const reaches = async (value) => {
+        await instanceBecomes(2, key, value);
+        await shows(other, `${at} .${cell} .fader`, (one) => Number(one.getAttribute('aria-valuenow')), value);
+      };
+      const type = async (text) => {
+        await slider.focus();
+        await slider.pressSequentially(text);
+        await page.keyboard.press('Enter');
+      };
+      await type('12');
+      await reaches(12);
+      await slider.press('ArrowUp');
+      await slider.press('ArrowUp');
+      await slider.press('ArrowLeft');
+      await reaches(13);
+      await slider.hover();
+      await page.mouse.wheel(0, 100);
+      await reaches(12);
+      const box = await slider.boundingBox();
+      await page.mouse.move(box.x + 50, box.y + 10);
+      await page.mouse.down();
+      await page.mouse.move(box.x + 20, box.y + 12, {steps: 6});
+      await page.mouse.up();
+      await until(async () => (await instance(2))[key] < 10, `${key} follows the drag`);
+      await type('-999');
+      await reaches(low);
+      await type('7x');
+      assert.match(await note(page), /A number from/);
+      await reaches(low);
+      if (home !== undefined) {
+        await slider.dblclick();
+        await reaches(home);
+      }
+    }
+    // The wheel over a slider that was not chosen scrolls past it.
+    await page.locator('#filter').focus();
+    await page.locator(`${row(1)} .gain-in .fader`).hover();
+    await page.mouse.wheel(0, 100);
+    await pause(300);
+    assert.equal((await instance(1)).inputGainDb, 0);
+  });
+});
+
+test('bypass all, pink all, add and remove; a short press of a hold button does nothing', async () => {
+  await withTwoPages('/', async (page, other) => {
+    for (const value of [true, false]) {
+      await page.locator('#bypass-all').click();
+      await program.becomes(({bypassAllEnabled}) => bypassAllEnabled === value, `bypass all = ${value}`);
+      await shows(other, '#bypass-all', (button) => button.getAttribute('aria-pressed'), String(value));
+    }
+    await hold(page, '#pink-all');
+    await program.becomes(({testSignalAllEnabled}) => testSignalAllEnabled, 'pink on all');
+    await shows(other, '#pink-all', (button) => button.getAttribute('aria-pressed'), 'true');
+    await page.locator('#pink-all').click();
+    await program.becomes(({testSignalAllEnabled}) => !testSignalAllEnabled, 'pink off at once');
+
+    await page.locator('#add').click();
+    await program.becomes(({instanceCount}) => instanceCount === 5, 'one more');
+    await until(async () => (await other.locator('#rows > li').count()) === 5, 'one more elsewhere');
+    await hold(page, '#remove', 500);
+    assert.match(await note(page), /Hold it/);
+    assert.equal((await program.status()).instanceCount, 5);
+    await hold(page, '#remove');
+    await program.becomes(({instanceCount}) => instanceCount === 4, 'one less');
+    await until(async () => (await other.locator('#rows > li').count()) === 4, 'one less elsewhere');
+
+    await page.locator('#filter').fill('no such name');
+    assert.equal(await page.locator('#rows > li:visible').count(), 0);
+    assert.ok(await page.locator('#no-match').isVisible());
+    await page.locator('#filter').fill('out 2');
+    assert.equal(await page.locator('#rows > li:visible').count(), 1);
+  });
+});
+
+test('device and host start and stop, refusals say why beside the control, the clock runs', async () => {
+  await withTwoPages('/', async (page, other) => {
+    const word = (text) => shows(other, '#state-word', (one) => one.textContent, text);
+    const clock = () => page.locator('#clock').textContent();
+    const first = await clock();
+    await until(async () => (await clock()) > first, 'the clock runs', 2500);
+
+    await page.locator('#rate').fill('44100');
+    await page.locator('#rate').press('Enter');
+    await until(async () => /Stop ASIO/.test(await note(page)), 'why the rate cannot be changed');
+    assert.equal(await page.locator('#rate').inputValue(), '48000');
+    await hold(page, '#device-button');
+    await until(async () => /Stop the instance host/.test(await note(page)), 'why the device cannot be stopped');
+
+    await page.locator('#host-button').focus();
+    await page.keyboard.down('Enter');
+    await pause(1150);
+    await page.keyboard.up('Enter');
+    await program.becomes(({running, stopping}) => !running && !stopping, 'the host stops by key');
+    await word('Stopped, device running');
+    await hold(page, '#device-button');
+    await program.becomes(({asioRunning}) => !asioRunning, 'the device stops');
+    await word('Stopped');
+    await page.locator('#host-button').click();
+    await until(async () => /Press ASIO Start first/.test(await note(page)), 'why the host cannot start');
+
+    for (const [id, key, value] of [['rate', 'sampleRate', 44100], ['block', 'bufferSize', 128],
+                                    ['rate', 'sampleRate', 48000]]) {
+      await page.locator(`#${id}`).fill(String(value));
+      await page.locator(`#${id}`).press('Enter');
+      await program.becomes((status) => status[key] === value, `${key} = ${value}`);
+      await shows(other, `#${id}`, (field) => field.value, String(value));
+    }
+    await page.locator('#device').focus();
+    const {deviceOptions, device} = await program.status();
+    assert.deepEqual(await page.locator('#device option').allTextContents(), deviceOptions);
+    await page.locator('#device').selectOption(deviceOptions.at(-1));
+    await program.becomes((status) => status.device === deviceOptions.at(-1), 'another device');
+    await page.locator('#device').selectOption(device);
+    await program.becomes((status) => status.device === device, 'the old device');
+    await page.locator('#refresh').click();
+
+    await page.locator('#device-button').click();
+    await program.becomes(({asioRunning}) => asioRunning, 'the device starts');
+    await page.locator('#host-button').click();
+    await program.becomes(({running}) => running, 'the host starts');
+    await word('Running');
+  });
+});
+
+test('an edit in progress is not overwritten, and what came meanwhile is shown after it', async () => {
+  await withTwoPages('/', async (page) => {
+    const name = page.locator(`${row(1)} .name input`);
+    await name.click();
+    await name.fill('half typed');
+    await program.post('/api/instances/1/config?name=From+elsewhere&inputGainDb=-7');
+    await shows(page, `${row(1)} .gain-in .fader`, (one) => one.getAttribute('aria-valuenow'), '-7');
+    assert.equal(await name.inputValue(), 'half typed');
+    await name.press('Escape');
+    assert.equal(await name.inputValue(), 'From elsewhere');
+
+    const box = await page.locator(`${row(1)} .gain-in .fader`).boundingBox();
+    await page.mouse.move(box.x + 20, box.y + 10);
+    await page.mouse.down();
+    await page.mouse.move(box.x + 30, box.y + 10, {steps: 3});
+    const shown = () => page.locator(`${row(1)} .gain-in .fader`).getAttribute('aria-valuenow').then(Number);
+    const dragged = await shown();
+    assert.ok(dragged > -7, `${dragged} dB`);
+    await instanceBecomes(1, 'inputGainDb', dragged);
+    await program.post('/api/instances/1/config?inputGainDb=-40&name=again');
+    await until(async () => (await name.inputValue()) === 'again', 'the push came');
+    assert.equal(await shown(), dragged);
+    await page.mouse.up();
+    await until(async () => (await shown()) === -40, 'the value from elsewhere after the drag');
+    await program.post('/api/instances/1/config?inputGainDb=0');
+  });
+});
+
+test('dropouts, notices and messages of unknown types', async () => {
+  await withTwoPages('/', async (page) => {
+    const tell = (change) => page.evaluate(change);
+    await tell(() => link.take(JSON.stringify({...link.status, instances: link.status.instances.map(
+        (one, index) => index === 3 ? {...one, glitchCount: one.glitchCount + 2} : one)})));
+    assert.ok(await page.locator(`${row(3)}.fresh .drops.some`).isVisible());
+    assert.match(await page.locator(`${row(3)} .drops`).textContent(), /^2since \d\d:\d\d/);
+    assert.match(await page.locator('#dropouts').textContent(), /2 dropouts in 1 instance/);
+    await tell(() => link.take('{"type":"notice","action":"start","text":"It failed <i>later</i>."}'));
+    assert.match(await page.locator('.banner[role=alert]').textContent(), /It failed <i>later<\/i>\./);
+    await tell(() => ['{"type":"new"}', '{', '[]', '{"type":"playback-seek"}', '{"type":"response","id":9999}']
+        .forEach((text) => link.take(text)));
+  });
+});
+
+test('CPU steering: a box for each processor and group', async () => {
+  await withTwoPages('/cpu-steering', async (page, other) => {
+    const groups = ['engine', 'record', 'playback', 'networkUi'];
+    const {cpuCount} = (await program.status()).cpuSteering;
+    for (const [index, group] of groups.entries()) {
+      const at = `#groups > section:nth-child(${index + 1})`;
+      const last = cpuCount - 1;
+      assert.equal(await page.locator(`${at} input`).count(), cpuCount);
+      await page.locator(`${at} label:nth-child(${cpuCount})`).click();
+      await program.becomes(({cpuSteering}) => cpuSteering[`${group}Display`] === String(last), `${group} on ${last}`);
+      await shows(other, `${at} label:nth-child(${cpuCount}) input`, (box) => box.checked, true);
+      await page.locator(`${at} button`).click();
+      await program.becomes(({cpuSteering}) => cpuSteering[`${group}Mask`] === 0, `${group} on all`);
+      await shows(other, `${at} .chosen`, (one) => one.textContent, 'All CPUs');
+    }
+    // The last group would move every process of this machine, so only what would be sent is looked at; and with 64
+    // processors, that no bit of it is lost.
+    const sent = await page.evaluate(async () => {
+      const requests = [];
+      link.request = async (...request) => {
+        requests.push(request);
+        return {ok: false, error: ''};
+      };
+      link.take(JSON.stringify({...link.status, cpuSteering: {...link.status.cpuSteering, cpuCount: 64,
+          otherProcessesDisplay: '0, 62'}}));
+      document.querySelector('#groups > section:nth-child(5) label:nth-child(64)').click();
+      await new Promise((resolve) => setTimeout(resolve, 50));
+      return requests;
+    });
+    const mask = ((1n << 63n) | (1n << 62n) | 1n).toString();
+    assert.deepEqual(sent, [['POST', '/api/cpu-steering/config', {otherProcessesMask: mask}]]);
+  });
+});
+
+test('VST3 browser: folders, refusal of what is no effect, choice', async () => {
+  const effects = path.join(program.folder, 'effects');
+  fs.mkdirSync(path.join(effects, 'more'), {recursive: true});
+  fs.writeFileSync(path.join(effects, 'broken.vst3'), 'no module');
+  fs.cpSync(path.join(path.dirname(programPath), 'Ombrel.vst3'), path.join(effects, 'Copy.vst3'), {recursive: true});
+  await withTwoPages('/plugin-browser-remote', async (page, other) => {
+    const entry = (name) => `#entries li:has(.title:text-is("${name}")) button`;
+    await page.locator('#places').click();
+    await page.locator(entry('/')).waitFor();
+    await page.locator('#path').fill(effects);
+    await page.locator('#path').press('Enter');
+    await page.locator(entry('more')).click();
+    await until(() => page.locator('#nothing').isVisible(), 'the empty folder');
+    await page.locator('#up').click();
+    await page.locator(entry('broken.vst3')).waitFor();
+    assert.equal(await page.locator('.module').count(), 2);
+
+    const before = (await program.status()).pluginPath;
+    await hold(page, entry('broken.vst3'));
+    await until(async () => (await note(page)).length > 0, 'why it is refused', 12000);
+    assert.equal((await program.status()).pluginPath, before);
+    await hold(page, entry('Copy.vst3'));
+    await until(async () => (await program.status()).pluginPath.startsWith(`${effects}/Copy.vst3`), 'chosen', 12000);
+    await shows(other, '#chosen-name', (one) => one.textContent, 'Copy');
+    await until(() => page.locator('#entries .in-use:has-text("Copy")').isVisible(), 'marked as in use');
+
+    await page.locator('#path').fill('/no/such/folder');
+    await page.locator('#path').press('Enter');
+    await until(async () => (await note(page)).length > 0, 'why it cannot be opened');
+    await page.locator('#places').click();
+    await page.locator(entry('/')).click();
+    await until(async () => (await page.locator('#path').inputValue()) === '/', 'the root');
+    await page.locator('#up').click();
+    await until(async () => (await page.locator('#count').textContent()) === 'Places on this computer', 'places');
+    await program.post(`/api/host/config?pluginPath=${encodeURIComponent(before)}`);
+  });
+});
+
+test('a lost connection shows within a second and comes back by itself, also after a restart', async () => {
+  const own = await Program.start('--start', '--instances', '2');
+  try {
+    const page = await openPage(own, '/');
+    const monitor = await openPage(own, '/cpu-monitor');
+    const {cpuCount} = (await own.status()).cpuSteering;
+    const cores = () => until(async () => (await monitor.locator('#cores .now').allTextContents())
+      .filter((text) => /^\d+ %$/.test(text)).length === cpuCount, 'figures of each core', 8000);
+    await cores();
+    await page.locator(`${row(0)} .name input`).fill('kept while away');
+    for (const [lose, back] of [[() => own.process.kill('SIGSTOP'), () => own.process.kill('SIGCONT')],
+                                [() => own.kill(), () => own.run()]]) {
+      await page.evaluate(() => link.on('connection', (connected) => connected || (window.lostAt = Date.now())));
+      const at = Date.now();
+      await lose();
+      await until(() => page.locator('#lost').isVisible(), 'the loss is shown', 2000);
+      const took = (await page.evaluate(() => window.lostAt)) - at;
+      assert.ok(took <= 1000, `shown after ${took} ms`);
+      await page.locator('#bypass-all').click();
+      assert.match(await note(page), /No connection/);
+      assert.equal(await page.locator('.state .word').first().textContent(), 'Connection lost');
+      await back();
+      await until(() => page.locator('#lost').isHidden(), 'back again', 8000);
+      assert.equal(await page.locator(`${row(0)} .name input`).inputValue(), 'kept while away');
+    }
+    await page.locator('#bypass-all').click();
+    await until(async () => (await own.status()).bypassAllEnabled, 'it works again');
+    await monitor.evaluate(() => cores.splice(0).forEach(({element}) => element.remove()));
+    await cores();
+    assert.deepEqual(page.faults.filter((text) => !/WebSocket connection/.test(text)), []);
+    await Promise.all([page.close(), monitor.close()]);
+  } finally {
+    await own.stop();
+  }
+});
+
+test('127 rows with ten meter messages a second: only what is seen is drawn, without layout', async () => {
+  const own = await Program.start('--instances', '127');
+  try {
+    const page = await openPage(own, '/');
+    assert.equal(await page.locator('#rows > li').count(), 127);
+    await page.evaluate(() => setInterval(() => link.take(JSON.stringify({type: 'meters', instanceCount: 127,
+        instances: table.rows.map((_, index) => ({index, inputMeterDb: -60 * Math.random(), outputMeterDb: -20}))})), 100));
+    await pause(1500);
+    const channel = await page.context().newCDPSession(page);
+    await channel.send('Performance.enable');
+    const measure = async () => Object.fromEntries((await channel.send('Performance.getMetrics')).metrics
+      .map(({name, value}) => [name, value]));
+    const from = await measure();
+    const frames = await page.evaluate(() => new Promise((resolve) => {
+      const start = performance.now();
+      let count = 0;
+      const step = (now) => ++count && now - start < 3000 ? requestAnimationFrame(step) : resolve(count / 3);
+      requestAnimationFrame(step);
+    }));
+    const to = await measure();
+    const layouts = (to.LayoutCount - from.LayoutCount) / 3;
+    const drawn = await page.evaluate(() => meters.visible.size);
+    console.log(`${frames.toFixed(0)} frames/s, ${layouts.toFixed(1)} layouts/s, ${drawn} of 127 meters drawn, ` +
+        `${(((to.ScriptDuration - from.ScriptDuration) / 3) * 100).toFixed(1)} % of a core in scripts`);
+    assert.ok(layouts < 10, `${layouts} layouts a second`);
+    assert.ok(drawn > 5 && drawn < 30, `${drawn} meters drawn`);
+    assert.ok(frames > 20, `${frames} frames a second`);
+    await page.close();
+  } finally {
+    await own.stop();
+  }
+});
+
+test('restart and shutdown ask for a hold', {skip: process.env.TARNWICK_FAKE_POWER !== '1'}, async () => {
+  await withTwoPages('/', async (page) => {
+    const asked = () => fs.existsSync(program.powerLog) ? fs.readFileSync(program.powerLog, 'utf8') : '';
+    await hold(page, '#reboot', 500);
+    await page.locator('#shutdown').click();
+    await pause(300);
+    assert.equal(asked(), '');
+    await hold(page, '#reboot');
+    await until(() => /reboot/.test(asked()), 'restart asked for');
+    await hold(page, '#shutdown');
+    await until(() => /poweroff/.test(asked()), 'shutdown asked for');
+  });
+});
