@@ -22,11 +22,17 @@ test_packages=(
   libbenchmark-dev
   libgmock-dev
   jackd2       # a server for the JACK tests
+  iproute2     # networks of several hosts
   libgtest-dev
   sox          # makes and measures sound files
   util-linux   # setarch
   zam-plugins  # effects that were not written here
 )
+
+# For the pages in a browser; Node comes as scripts/browser.sh says.
+browser_packages=(chromium zam-plugins)
+
+fuzz_packages=(clang-14 libclang-rt-14-dev)
 
 style_packages=(clang-format clang-tidy shellcheck)
 

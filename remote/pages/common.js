@@ -312,6 +312,7 @@ const frame = {
         this.lost);
     document.body.prepend(this.header);
     document.body.append(this.announcer);
+    new ResizeObserver(() => notes.place()).observe(this.header);
     this.show();
   },
   announce(text) {
@@ -328,7 +329,9 @@ const frame = {
   connection(connected) {
     document.body.classList.toggle('lost', !connected);
     if (!connected) {
-      setText(this.lostText, `Connection lost at ${timeOfDay()}. What is shown is the last known state; nothing can ` +
+      setText(this.lostText, !link.status
+          ? 'The program does not answer yet. This page connects by itself as soon as it does.'
+          : `Connection lost at ${timeOfDay()}. What is shown is the last known state; nothing can ` +
               'be changed from here until the program answers. Trying again by itself.');
     }
     this.lost.hidden = connected;

@@ -79,7 +79,7 @@ function takeStatus(status) {
   byId('host-state').dataset.state = state;
   setText(byId('state-word'), stopping || running || !asioRunning ? word : 'Stopped, device running');
   hostButton.setLabel(stopping ? 'Stopping\u2026' : running ? 'Stop host' : 'Start host');
-  deviceButton.setLabel(asioRunning ? 'Stop device' : 'Start device');
+  deviceButton.setLabel(asioRunning ? 'ASIO Stop' : 'ASIO Start');
   byId('host-button').disabled = stopping;
   byId('device-button').disabled = stopping;
   byId('host-button').classList.toggle('irreversible', running && !stopping);
@@ -87,7 +87,7 @@ function takeStatus(status) {
   byId('device-button').classList.toggle('go', !asioRunning);
   setText(byId('next-step'), asioRunning || stopping ? '' : kPlaceholders.includes(status.device)
       ? 'No audio device answers. Check its power and cable, then refresh the devices.'
-      : 'Start the device first, then the host.');
+      : 'Press ASIO Start first, then start the host.');
 
   setText(byId('fact-device'), status.device || 'none');
   setText(byId('fact-rate'), `${status.sampleRate.toLocaleString('en').replaceAll(',', '\u202f')} Hz \u00b7 ` +
