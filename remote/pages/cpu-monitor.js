@@ -1,7 +1,7 @@
 // CPU monitor: what the processors do, for two minutes back, one figure a second.
 
 const kHistory = 120;  // seconds
-const kHigh = 80;      // percent, from which on the line is one to look at
+const kHigh = 80;      // percent, from which on it is one to look at
 const kVeryHigh = 95;
 
 class Graph {
@@ -45,8 +45,13 @@ class Graph {
     }
     const x = (index) => ((index + 1) / kHistory) * width;
     const y = (value) => 1 + (height - 2) * (1 - value / 100);
-    const last = this.values.at(-1) ?? 0;
-    const colour = last >= kVeryHigh ? '#e8695f' : last >= kHigh ? '#e0b34a' : '#5fb3d4';
+    // The colour goes by the height, not by the moment.
+    const colour = pen.createLinearGradient(0, 0, 0, height);
+    const bands = [[100, kVeryHigh, '#e8695f'], [kVeryHigh, kHigh, '#e0b34a'], [kHigh, 0, '#5fb3d4']];
+    for (const [from, to, name] of bands) {
+      colour.addColorStop(y(from) / height, name);
+      colour.addColorStop(y(to) / height, name);
+    }
     // Each stretch without a gap is a line of its own.
     for (let from = 0; from < kHistory; ++from) {
       if (this.values[from] === null) {

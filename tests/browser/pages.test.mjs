@@ -45,7 +45,7 @@ for (const [where, title] of kPages) {
     for (const viewport of [{width: 360, height: 740}, {width: 3840, height: 2160}]) {
       const page = await openPage(program, where, viewport);
       assert.equal(await page.title(), title);
-      await until(() => page.locator('.state .word').first().textContent().then((word) => word === 'Running'), 'Running');
+      await until(async () => (await page.locator('.state .word').first().textContent()) === 'Running', 'Running');
       await pause(300);
       assert.ok(await page.evaluate(() => document.documentElement.scrollWidth <= innerWidth), 'nothing sticks out');
       const unnamed = await page.evaluate(() => [...document.querySelectorAll('button, input, select, [role=slider]')]
@@ -394,8 +394,10 @@ test('127 rows with ten meter messages a second: only what is seen is drawn, wit
   try {
     const page = await openPage(own, '/');
     assert.equal(await page.locator('#rows > li').count(), 127);
-    await page.evaluate(() => setInterval(() => link.take(JSON.stringify({type: 'meters', instanceCount: 127,
-        instances: table.rows.map((_, index) => ({index, inputMeterDb: -60 * Math.random(), outputMeterDb: -20}))})), 100));
+    await page.evaluate(() => setInterval(() => {
+      const instances = table.rows.map((_, index) => ({index, inputMeterDb: -60 * Math.random(), outputMeterDb: -20}));
+      link.take(JSON.stringify({type: 'meters', instanceCount: 127, instances}));
+    }, 100));
     await pause(1500);
     const channel = await page.context().newCDPSession(page);
     await channel.send('Performance.enable');
