@@ -63,14 +63,11 @@ bool NeedsOwnOrigin(std::string_view method, std::string_view path) {
 
 bool IsOwnOrigin(std::optional<std::string_view> host, std::optional<std::string_view> origin,
                  std::string_view machineName) {
-  if (!host || host->empty()) {
+  if (!host || host->empty() || !origin) {
     return true;
   }
   if (!isOwnName(*host, machineName)) {
     return false;
-  }
-  if (!origin) {
-    return true;
   }
   const size_t scheme = origin->find("://");
   return scheme != std::string_view::npos && EqualIgnoringAsciiCase(origin->substr(scheme + 3), *host);

@@ -273,7 +273,7 @@ link.on('notice', (notice) => {
   const sent = lastSent.get(notice.action);
   if (sent?.control.isConnected && performance.now() - sent.at < 30000) {
     notes.say(sent.control, String(notice.text));
-  } else {
+  } else if (!/patch/.test(notice.action)) {  // a value that another page's user typed wrongly is only theirs to know
     frame.banner(String(notice.text));
   }
 });

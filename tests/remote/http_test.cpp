@@ -111,6 +111,7 @@ TEST(HttpResponse, Bytes) {
 
 TEST(HttpOrigin, OnlyOurOwnPages) {
   using Field = std::optional<std::string_view>;
+  constexpr std::string_view kSame = "the same";
   const struct {
     Field host, origin;
     bool own;
@@ -119,6 +120,7 @@ TEST(HttpOrigin, OnlyOurOwnPages) {
       {{}, "http://evil.example", true},
       {"", "http://evil.example", true},
       {"192.168.1.7:20831", {}, true},
+      {"evil.example", {}, true},  // a script, not a browser: whatever the name it knows us by
       {"192.168.1.7:20831", "http://192.168.1.7:20831", true},
       {"192.168.1.7:20831", "http://192.168.1.7", false},
       {"192.168.1.7:20831", "http://192.168.1.8:20831", false},
@@ -128,28 +130,29 @@ TEST(HttpOrigin, OnlyOurOwnPages) {
       {"192.168.1.7", "https://192.168.1.7", true},
       {"LocalHost:20831", "http://localhost:20831", true},
       {"[::1]:20831", "http://[::1]:20831", true},
-      {"[fe80::1]", {}, true},
-      {"[evil.example]", {}, false},
-      {"venue-pc:20831", {}, true},
+      {"[fe80::1]", kSame, true},
+      {"[evil.example]", kSame, false},
+      {"venue-pc:20831", kSame, true},
       {"VENUE-PC.local", "http://venue-pc.local", true},
-      {"venue-pc.local.evil.example", {}, false},
-      {"venue-pc2", {}, false},
-      {".local", {}, false},
+      {"venue-pc.local.evil.example", kSame, false},
+      {"venue-pc2", kSame, false},
+      {".local", kSame, false},
       {"evil.example:20831", "http://evil.example:20831", false},
-      {"evil.example", {}, false},
-      {"1.2.3.4.evil.example", {}, false},
-      {"1.2.3", {}, false},
-      {"1.2.3.256", {}, false},
-      {"1.2.3.4.", {}, false},
-      {"1.2.3.4:5:6", {}, false},
-      {"localhost:http", {}, false},
+      {"evil.example", kSame, false},
+      {"1.2.3.4.evil.example", kSame, false},
+      {"1.2.3", kSame, false},
+      {"1.2.3.256", kSame, false},
+      {"1.2.3.4.", kSame, false},
+      {"1.2.3.4:5:6", kSame, false},
+      {"localhost:http", kSame, false},
   };
   for (const auto& c : cases) {
-    EXPECT_EQ(IsOwnOrigin(c.host, c.origin, "Venue-PC"), c.own)
+    const std::string same = "http://" + std::string(c.host.value_or(""));
+    EXPECT_EQ(IsOwnOrigin(c.host, c.origin == kSame ? same : c.origin, "Venue-PC"), c.own)
         << c.host.value_or("-") << " " << c.origin.value_or("-");
   }
-  EXPECT_TRUE(IsOwnOrigin("venue-pc", {}, "venue-pc.local"));
-  EXPECT_FALSE(IsOwnOrigin(":80", {}, ""));
+  EXPECT_TRUE(IsOwnOrigin("venue-pc", "http://venue-pc", "venue-pc.local"));
+  EXPECT_FALSE(IsOwnOrigin(":80", "http://:80", ""));
   EXPECT_TRUE(NeedsOwnOrigin("POST", "/anything"));
   EXPECT_TRUE(NeedsOwnOrigin("GET", "/ws"));
   EXPECT_FALSE(NeedsOwnOrigin("GET", "/api/status"));

@@ -70,14 +70,14 @@ TEST(Server, Routes) {
       {"GET /ws HTTP/1.1", "Connection: close\r\nUpgrade: websocket\r\n", required},
       {"GET /ws?a=b HTTP/1.1", upgrade, json("400 Bad Request", "{\"error\":\"invalid websocket handshake\"}")},
       {"GET /ws HTTP/1.1", upgrade + "Host: localhost\r\nOrigin: http://a.example\r\n", forbidden},
-      {"GET /ws HTTP/1.1", "Host: a.example\r\n", forbidden},
+      {"GET /ws HTTP/1.1", "Host: a.example\r\nOrigin: http://a.example\r\n", forbidden},
       {"GET /healthz HTTP/1.1", "Host: a.example\r\nOrigin: null\r\n",
        json("200 OK", "{\"status\":\"ok\",\"service\":\"Tarnwick\",\"port\":" + port + "}")},
       {"POST /api/host/stop HTTP/1.1", "", accepted},
       {"POST /api/host/stop HTTP/1.1", "Host: 127.0.0.1:" + port + "\r\nOrigin: http://127.0.0.1:" + port + "\r\n",
        accepted},
       {"POST /api/host/stop HTTP/1.1", "Host: 127.0.0.1:" + port + "\r\nOrigin: http://a.example\r\n", forbidden},
-      {"POST /api/host/stop HTTP/1.1", "Host: a.example\r\n", forbidden},
+      {"POST /api/host/stop HTTP/1.1", "Host: a.example\r\nOrigin: http://a.example\r\n", forbidden},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(Exchange(rig.port, c.line + "\r\n" + c.fields + "\r\n"), c.answer) << c.line << "\n" << c.fields;

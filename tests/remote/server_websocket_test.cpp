@@ -114,6 +114,22 @@ TEST(ServerWebSocket, PushesWhatChanged) {
   EXPECT_EQ(client.textWith("hello"), "{\"type\":\"hello\"}");
 }
 
+// The only client's first state is older than the first that the push thread sees.
+TEST(ServerWebSocket, ANewClientMissesNoChange) {
+  ServerRig rig;
+  std::atomic<uint64_t> asked{0};
+  RemoteControlCallbacks callbacks;
+  callbacks.status = [&asked](RemoteStatusSnapshot& status) {
+    status.runningClockSyncId = std::min<uint64_t>(++asked, 2);
+    return true;
+  };
+  RemoteControlServer server(rig.context(rig.port), callbacks);
+  ASSERT_TRUE(server.start());
+  WebSocketTester client(rig.port);
+  EXPECT_THAT(client.textWith(kMonitor), HasSubstr("\"runningClockSyncId\":1,"));
+  EXPECT_THAT(client.textWith(kMonitor), HasSubstr("\"runningClockSyncId\":2,"));
+}
+
 TEST(ServerWebSocket, TellsOfEachProcessorWhileOneAsks) {
   ServerRig rig;
   ASSERT_TRUE(rig.server.start());

@@ -1,0 +1,81 @@
+// What the program keeps from one start to the next, also when it is killed.
+import assert from 'node:assert/strict';
+import fs from 'node:fs';
+import path from 'node:path';
+import {after, before, test} from 'node:test';
+import {Program, pause} from './program.mjs';
+
+let program;
+before(async () => { program = await Program.start('--instances', '2'); });
+after(() => program?.stop());
+
+async function restart(signal) {
+  await program.kill(signal);
+  await program.run();
+}
+
+test('a change outlasts a kill a moment later', async () => {
+  await program.post('/api/instances/add');
+  await program.post('/api/instances/2/config?name=Lead&inputGainDb=-6&firstParamPercent=40&inputChannel=-1');
+  await program.post('/api/audio/config?sampleRate=44100&bufferSize=128&mmcssEnabled=false&enginePriority=3');
+  await program.post('/api/host/config?scheduleSystemRebootEnabled=true&scheduleRebootMinutes=61&networkPriority=1');
+  await program.post('/api/cpu-steering/config?recordMask=1');
+  await program.post('/api/bypass-all/toggle');
+  await pause(2600);  // one write at once, one a second later, and the disk
+  await restart('SIGKILL');
+  const status = await program.status();
+  assert.equal(status.instanceCount, 3);
+  assert.deepEqual(
+    [status.instances[2].name, status.instances[2].inputGainDb, status.instances[2].firstParamPercent,
+     status.instances[2].hasSavedFirstParam, status.instances[2].inputChannel], ['Lead', -6, 40, true, -1]);
+  assert.deepEqual([status.sampleRate, status.bufferSize, status.mmcssEnabled, status.enginePriority],
+                   [44100, 128, false, 3]);
+  assert.deepEqual([status.scheduleSystemRebootEnabled, status.scheduleRebootMinutes, status.networkPriority],
+                   [true, 61, 1]);
+  assert.deepEqual([status.cpuSteering.recordMask, status.bypassAllEnabled], [1, true]);
+});
+
+test('device and instances start by themselves; what fails is told in the log', async () => {
+  await program.post('/api/audio/config?autoStartAsioEnabled=true');
+  await program.post('/api/host/config?autoStartInstancesEnabled=true');
+  await restart('SIGTERM');
+  assert.match(program.output, /Set the input channel for instance #3\./);
+  await program.post('/api/instances/2/config?inputChannel=1');
+  await restart('SIGTERM');
+  await program.becomes(({running}) => running, 'runs');
+  await program.post('/api/audio/config?autoStartAsioEnabled=false');
+  await restart('SIGTERM');
+  assert.match(program.output, /Auto-start instances skipped: ASIO session is not running\./);
+});
+
+test('what is changed while remembering is off is forgotten', async () => {
+  await program.post('/api/host/config?rememberSettingsEnabled=false');
+  await program.post('/api/instances/0/config?name=forgotten');
+  await restart('SIGTERM');
+  const status = await program.status();
+  assert.equal(status.rememberSettingsEnabled, false);
+  assert.notEqual(status.instances[0].name, 'forgotten');
+  await program.post('/api/host/config?rememberSettingsEnabled=true');
+});
+
+test('a value that cannot be read costs that value only', async () => {
+  await program.kill('SIGTERM');
+  const file = path.join(program.folder, 'settings');
+  const lines = fs.readFileSync(file, 'utf8').split('\n');
+  fs.writeFileSync(file, lines.map((line) => (line.startsWith('sampleRate=') ? 'sampleRate={"v":1' : line)).join('\n'));
+  await program.run();
+  const status = await program.status();
+  assert.deepEqual([status.sampleRate, status.bufferSize, status.instances[2].name], [48000, 128, 'Lead']);
+});
+
+test('the entry that starts the program at log-on', async () => {
+  const entry = path.join(program.folder, 'config/autostart/tarnwick.desktop');
+  assert.equal(await program.post('/api/host/config?runAtStartupEnabled=true'), 202);
+  assert.match(fs.readFileSync(entry, 'utf8'), /^Exec=.*tarnwick/m);
+  assert.equal(await program.post('/api/host/config?runAtStartupEnabled=false'), 202);
+  assert.ok(!fs.existsSync(entry));
+  fs.rmSync(path.join(program.folder, 'config'), {recursive: true});
+  fs.writeFileSync(path.join(program.folder, 'config'), 'in the way');
+  assert.equal(await program.post('/api/host/config?runAtStartupEnabled=true'), 400);
+  assert.equal((await program.status()).runAtStartupEnabled, false);
+});
