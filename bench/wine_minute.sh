@@ -34,26 +34,33 @@ driver_times() {
   printf '  driver: %s blocks, call average %s ms, maximum %s ms, late blocks %s\n' "$(number blocks "$1")" \
     "$(number averageMs "$1")" "$(number maximumMs "$1")" "$(number lateBlocks "$1")"
 }
-configure() { export TARNWICK_TEST_ASIO_1="inputs=64 outputs=64 input-types=19 output-types=19 signal=tone report=Z:$work/$1.json"; }
+# configure NAME: the driver's words, float samples as the virtual device has them.
+configure() {
+  local samples="input-types=19 output-types=19 signal=tone"
+  export TARNWICK_TEST_ASIO_1="inputs=64 outputs=64 $samples report=Z:$work/$1.json"
+}
 
 start_wine
+settings='Software\TarnwickBench'
+wine reg delete "HKCU\\$settings" /f >/dev/null 2>&1 || true
 wine regsvr32 /s "Z:$driver" >/dev/null 2>&1
 
 load "Wine, 16 instances"
 configure instances
 wine "$root/build/windows-release/Tarnwick.exe" --device "$device" --buffer-size 64 --instances 16 --start \
-  --seconds "$seconds" >"$work/wine.log" 2>&1 </dev/null
+  --seconds "$seconds" --settings "$settings" >"$work/wine.log" 2>&1 </dev/null
 host_times "$work/wine.log"
 driver_times "$work/instances.json"
 
 load "Linux, 16 instances"
 "$root/build/linux-release/tarnwick" --virtual-inputs 64 --virtual-outputs 64 --buffer-size 64 --instances 16 --start \
-  --seconds "$seconds" >"$work/linux.log"
+  --seconds "$seconds" --settings "$work/settings" >"$work/linux.log"
 host_times "$work/linux.log"
 
 load "Wine, device alone"
 configure alone
-wine "$root/build/windows-release/Tarnwick.exe" --device "$device" --buffer-size 64 >"$work/alone.log" 2>&1 </dev/null &
+wine "$root/build/windows-release/Tarnwick.exe" --device "$device" --buffer-size 64 --settings "$settings" \
+  >"$work/alone.log" 2>&1 </dev/null &
 program=$!
 until grep -q 'Device list refreshed' "$work/alone.log"; do sleep 0.1; done
 window=$(xdotool search --sync --onlyvisible --name '^Tarnwick - ' | head -n 1)

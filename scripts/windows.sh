@@ -2,7 +2,8 @@
 # shellcheck shell=bash
 
 # Libraries that every Windows has.
-windows_libraries='kernel32|user32|gdi32|advapi32|comctl32|ole32|oleaut32|shell32|msvcrt|ucrtbase|api-ms-win-[a-z0-9-]*'
+windows_libraries='kernel32|user32|gdi32|advapi32|bcrypt|comctl32|crypt32|iphlpapi|ole32|oleaut32|shell32|ws2_32'
+windows_libraries+='|msvcrt|ucrtbase|api-ms-win-[a-z0-9-]*'
 
 pe_headers() {
   x86_64-w64-mingw32-objdump --private-headers "$1"

@@ -6,6 +6,9 @@
 namespace tarnwick::tests {
 namespace {
 
+// Not the user's own, and nothing is left in them from one start to the next.
+constexpr wchar_t kSettings[] = L"Software\\TarnwickTest";
+
 // Both ends; only the writing one is inherited.
 void makePipe(HANDLE& reading, HANDLE& writing) {
   SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
@@ -46,6 +49,8 @@ RunningProgram::RunningProgram(const std::vector<std::string>& arguments, const 
   for (const std::string& argument : arguments) {
     command += L" \"" + platform::WideFromUtf8(argument) + L"\"";
   }
+  RegDeleteTreeW(HKEY_CURRENT_USER, kSettings);
+  command += L" --settings " + std::wstring(kSettings);
   HANDLE reading[2] = {};
   STARTUPINFOW start{};
   start.cb = sizeof start;

@@ -211,7 +211,7 @@ TEST(WindowsProgram, StopsTheHostBeforeItsWindowCloses) {
   PostMessageW(window, WM_CLOSE, 0, 0);
   const ProgramResult result = program.finish();
   EXPECT_EQ(result.exitCode, 0u);
-  EXPECT_THAT(result.lastLine(), HasSubstr("Host stopped."));
+  EXPECT_THAT(result.out, HasSubstr("Host stopped."));
 }
 
 TEST(WindowsProgram, IsRaisedByASecondStart) {

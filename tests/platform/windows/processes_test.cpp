@@ -6,9 +6,9 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/processors.h"
 #include "platform/text.h"
 #include "platform/windows/win32.h"
-#include "platform/processors.h"
 #include "system/process_steering.h"
 
 namespace tarnwick::platform {
