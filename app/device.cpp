@@ -38,7 +38,8 @@ void tellBlockLength(Application& app) {
 }  // namespace
 
 void RefreshDevices(Application& app) {
-  engine::RefreshDeviceList(app.engine, app.backEnd, app.devices, app.host.ui);
+  void* window = app.surface.mainWindow ? app.surface.mainWindow() : nullptr;
+  engine::RefreshDeviceList(app.engine, app.backEnd, app.devices, app.host.ui, window);
 }
 
 bool StartDevice(Application& app, std::wstring* error, bool interactive) {

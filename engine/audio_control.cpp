@@ -19,9 +19,11 @@ bool sessionUses(const Engine& engine, const std::wstring& name) {
   return engine.asioRunning.load() && EqualIgnoringCase(engine.session.deviceName, name);
 }
 
-bool deviceAnswers(const AudioBackEnd& backEnd, const std::wstring& name) {
+bool deviceAnswers(const AudioBackEnd& backEnd, const std::wstring& name, void* systemReference) {
   const std::unique_ptr<AudioDriver> driver = backEnd.loadAsioDriver(name);
-  if (!driver || driver->ASIOInit(AudioInitRequest{}) != ASE_OK) {
+  AudioInitRequest init;
+  init.systemReference = systemReference;
+  if (!driver || driver->ASIOInit(init) != ASE_OK) {
     return false;
   }
   driver->ASIOExit();
@@ -50,7 +52,8 @@ bool Refuse(const HostUi& ui, const std::wstring& text, std::wstring* error, boo
   return false;
 }
 
-void RefreshDeviceList(Engine& engine, const AudioBackEnd& backEnd, DeviceList& list, const HostUi& ui) {
+void RefreshDeviceList(Engine& engine, const AudioBackEnd& backEnd, DeviceList& list, const HostUi& ui,
+                       void* systemReference) {
   const std::wstring remembered = list.selected;
   list = DeviceList{};
   std::vector<std::wstring> names = backEnd.asioGetDriverNames();
@@ -61,7 +64,7 @@ void RefreshDeviceList(Engine& engine, const AudioBackEnd& backEnd, DeviceList& 
     return;
   }
   for (const std::wstring& name : names) {
-    if (sessionUses(engine, name) || deviceAnswers(backEnd, name)) {
+    if (sessionUses(engine, name) || deviceAnswers(backEnd, name, systemReference)) {
       list.devices.push_back(name);
     }
   }

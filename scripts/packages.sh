@@ -30,7 +30,7 @@ test_packages=(
 )
 
 # For the pages in a browser; Node comes as scripts/browser.sh says.
-browser_packages=(chromium zam-plugins)
+browser_packages=(chromium curl zam-plugins)
 
 fuzz_packages=(clang-14 libclang-rt-14-dev)
 

@@ -1,5 +1,7 @@
 // The Windows program: a window, and the output of options on the console that started it.
 #include <atomic>
+#include <system_error>
+#include <thread>
 
 #include "app/program.h"
 #include "app/shutdown.h"
@@ -60,6 +62,18 @@ void makeWindow(app::Application& application, app::MainWindow& window) {
   }
 }
 
+// Belongs to no window and keeps nobody waiting; closing it changes nothing.
+void showWarning(const std::wstring& text) {
+  try {
+    std::thread([text] {
+      MessageBoxW(nullptr, text.c_str(), engine::kProgramName,
+                  MB_OK | MB_ICONINFORMATION | MB_SETFOREGROUND | MB_TOPMOST);
+    }).detach();
+  } catch (const std::system_error&) {
+    // The log has the text as well.
+  }
+}
+
 }  // namespace
 
 int WINAPI wWinMain(HINSTANCE /*instance*/, HINSTANCE /*previous*/, PWSTR /*commandLine*/, int showState) {
@@ -101,6 +115,7 @@ int WINAPI wWinMain(HINSTANCE /*instance*/, HINSTANCE /*previous*/, PWSTR /*comm
       window.showBox(engine::BoxKind::error, engine::kProgramName, platform::WideFromUtf8(text));
     }
   };
+  entry.surface.showWarning = &showWarning;
   entry.surface.mainWindow = [&] { return window.window(); };
   entry.surface.waitForDevice = [&](bool waiting) { window.waitForDevice(waiting); };
   entry.watchForEnd = [&](app::Application& application) { makeWindow(application, window); };

@@ -1,6 +1,7 @@
 // What the main window shows and what its controls do.
 #include "app/device.h"
 #include "app/instances.h"
+#include "app/settings.h"
 #include "app/windows/main_window.h"
 
 namespace tarnwick::app {
@@ -102,6 +103,7 @@ void MainWindow::onDeviceChosen() {
   const LRESULT index = SendMessageW(control(device), CB_GETCURSEL, 0, 0);
   if (index >= 0 && index < static_cast<LRESULT>(app_->devices.devices.size()) && !app_->engine.asioRunning.load()) {
     app_->devices.selected = app_->devices.devices[static_cast<size_t>(index)];
+    NoteChange(*app_);
   }
 }
 

@@ -1,5 +1,7 @@
 #include "program.h"
 
+#include <algorithm>
+
 #include "platform/text.h"
 #include "support/windows/test_asio_rig.h"
 
@@ -49,8 +51,13 @@ RunningProgram::RunningProgram(const std::vector<std::string>& arguments, const 
   for (const std::string& argument : arguments) {
     command += L" \"" + platform::WideFromUtf8(argument) + L"\"";
   }
-  RegDeleteTreeW(HKEY_CURRENT_USER, kSettings);
-  command += L" --settings " + std::wstring(kSettings);
+  if (std::find(arguments.begin(), arguments.end(), "--settings") == arguments.end()) {
+    RegDeleteTreeW(HKEY_CURRENT_USER, kSettings);
+    command += L" --settings " + std::wstring(kSettings);
+  }
+  if (std::find(arguments.begin(), arguments.end(), "--remote-port") == arguments.end()) {
+    command += L" --remote-port 0";
+  }
   HANDLE reading[2] = {};
   STARTUPINFOW start{};
   start.cb = sizeof start;

@@ -22,7 +22,7 @@ inline constexpr DWORD kProgramLimit = 90000;  // ms
 
 class RunningProgram {
  public:
-  // Arguments without quotation marks. The program finds no settings.
+  // Arguments without quotation marks. The program finds no settings and has no server, unless they say otherwise.
   explicit RunningProgram(const std::vector<std::string>& arguments, const std::string& file = TARNWICK_PROGRAM);
   RunningProgram(const RunningProgram&) = delete;
   RunningProgram& operator=(const RunningProgram&) = delete;

@@ -6,6 +6,7 @@
 
 #include <filesystem>
 
+#include "platform/socket.h"
 #include "platform/temporary_folder.h"
 #include "platform/text.h"
 #include "support/windows/test_asio_rig.h"
@@ -230,6 +231,61 @@ TEST(WindowsProgram, IsRaisedByASecondStart) {
   EXPECT_TRUE(AwaitTitle(window, L"Tarnwick - Stopped"));
   PostMessageW(window, WM_CLOSE, 0, 0);
   EXPECT_EQ(first.finish().exitCode, 0u);
+}
+
+// One request on a connection of its own; empty when the server does not answer.
+std::string ask(const std::string& method, const std::string& target) {
+  platform::Socket socket = platform::Socket::Tcp();
+  const std::string request = method + " " + target + " HTTP/1.1\r\nHost: localhost\r\n\r\n";
+  if (!socket.connect(0x7f000001, 20843) ||
+      socket.send(request.data(), request.size()) != static_cast<int64_t>(request.size())) {
+    return {};
+  }
+  std::string answer;
+  char bytes[4096];
+  for (int64_t count = 0; (count = socket.receive(bytes, sizeof bytes)) > 0;) {
+    answer.append(bytes, static_cast<size_t>(count));
+  }
+  return answer;
+}
+
+bool awaitStatus(const std::string& text) {
+  return WaitFor([&] { return ask("GET", "/api/status").find(text) != std::string::npos; });
+}
+
+TEST(WindowsProgram, IsDrivenFromTheNetworkAndKeepsItsSettings) {
+  platform::StartSockets();
+  RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\TarnwickTestRemote");
+  const std::vector<std::string> arguments = {"--remote-port", "20843", "--settings", "Software\\TarnwickTestRemote",
+                                              "--instances",   "2"};
+  const std::string effect = std::string(TARNWICK_TEST_MODULES) + "/gain.vst3";
+  std::string path = effect;
+  for (size_t at = 0; (at = path.find('\\', at)) != std::string::npos; at += 2) {
+    path.insert(at, 1, '\\');
+  }
+  {
+    RunningProgram program(arguments);
+    ASSERT_TRUE(awaitStatus("\"instanceCount\":2"));
+    EXPECT_THAT(ask("GET", "/"), HasSubstr("<title>TarnwickRemote</title>"));
+    EXPECT_THAT(ask("GET", "/api/plugin/files?path="), HasSubstr("\"isDrive\":true"));
+    EXPECT_THAT(ask("POST", "/api/host/config?pluginPath=" + std::string(TARNWICK_PROGRAM)), HasSubstr(" 400 "));
+    EXPECT_THAT(ask("POST", "/api/host/config?pluginPath=" + effect), HasSubstr(" 202 "));
+    EXPECT_THAT(ask("POST", "/api/instances/1/config?name=Lead%20%C3%BC&inputGainDb=-6"), HasSubstr(" 202 "));
+    EXPECT_THAT(ask("POST", "/api/asio/start"), HasSubstr(" 202 "));
+    EXPECT_THAT(ask("POST", "/api/host/start"), HasSubstr(" 202 "));
+    ASSERT_TRUE(awaitStatus("\"running\":true"));
+    HWND window = program.window();
+    ASSERT_NE(window, nullptr);
+    EXPECT_TRUE(AwaitTitle(window, L"Tarnwick - Running"));
+    PostMessageW(window, WM_CLOSE, 0, 0);
+    const ProgramResult result = program.finish();
+    EXPECT_EQ(result.exitCode, 0u);
+    EXPECT_THAT(result.out, HasSubstr("Remote control server stopped."));
+  }
+  RunningProgram program(arguments);
+  ASSERT_TRUE(awaitStatus("\"name\":\"Lead \xc3\xbc\",\"inputChannel\":1,\"outputChannel\":1,\"inputGainDb\":-6"));
+  EXPECT_TRUE(awaitStatus("\"pluginPath\":\"" + path));
+  platform::EndSockets();
 }
 
 }  // namespace
