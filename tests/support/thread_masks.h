@@ -49,10 +49,10 @@ inline std::vector<ThreadMask> ThreadMasks(const std::string& process) {
   return threads;
 }
 
-// The masks of this process's threads of one name.
-inline std::vector<uint64_t> MasksOfThreadsNamed(std::string_view name) {
+// The masks of a process's threads of one name.
+inline std::vector<uint64_t> MasksOfThreadsNamed(std::string_view name, const std::string& process = "self") {
   std::vector<uint64_t> masks;
-  for (const ThreadMask& thread : ThreadMasks("self")) {
+  for (const ThreadMask& thread : ThreadMasks(process)) {
     if (thread.name == name) {
       masks.push_back(thread.mask);
     }
