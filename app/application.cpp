@@ -61,6 +61,7 @@ Application::Application(Options programOptions, Surface programSurface, const s
   host.pluginPath = options.plugin.empty() ? BundledEffect() : options.plugin;
   devices.selected = options.device.value_or(platform::kVirtualDriverName);
   TakeSettings(*this, stored);
+  wantedDevice = devices.selected;
 }
 
 std::wstring BundledEffect() {

@@ -55,6 +55,11 @@ struct SettingsKeeper {
   std::wstring location;  // empty = they are not kept
   settings::SaveSchedule schedule{true};
   std::thread writer;  // writes, or has written, what was last due
+  enum Outcome : int { none, succeeded, failed };
+  std::atomic<int> outcome{none};  // of the writer, until it is taken
+
+  // Set up for this run by options, and not changed since: not stored.
+  bool instancesFromOptions = false;
 
   ~SettingsKeeper() {
     if (writer.joinable()) {
@@ -92,6 +97,7 @@ struct Application {
   platform::Power power = platform::SystemPower();
   system::ScheduledReboot scheduledReboot;
   engine::DeviceList devices;
+  std::wstring wantedDevice;    // the one last chosen, which may not be there today
   engine::Latencies latencies;  // as the driver last said
   std::wstring latencyText;
   std::atomic<uint32_t> sessionNumber{0};  // counts device starts; written here, read by threads of the back ends

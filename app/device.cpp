@@ -39,7 +39,16 @@ void tellBlockLength(Application& app) {
 
 void RefreshDevices(Application& app) {
   void* window = app.surface.mainWindow ? app.surface.mainWindow() : nullptr;
-  engine::RefreshDeviceList(app.engine, app.backEnd, app.devices, app.host.ui, window);
+  engine::DeviceList& list = app.devices;
+  if (list.selected.empty()) {
+    list.selected = app.wantedDevice;  // one that was off may be on again
+  }
+  engine::RefreshDeviceList(app.engine, app.backEnd, list, app.host.ui, window);
+}
+
+void SelectDevice(Application& app, const std::wstring& name) {
+  app.devices.selected = name;
+  app.wantedDevice = name;
 }
 
 bool StartDevice(Application& app, std::wstring* error, bool interactive) {

@@ -10,6 +10,8 @@ namespace tarnwick::app {
 
 // Lists the devices anew.
 void RefreshDevices(Application& app);
+// Chooses an entry of the list.
+void SelectDevice(Application& app, const std::wstring& name);
 // Starts the selected device; `error` receives the reason of a failure.
 bool StartDevice(Application& app, std::wstring* error, bool interactive);
 bool StopDevice(Application& app, std::wstring* error, bool interactive);

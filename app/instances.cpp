@@ -30,17 +30,13 @@ void AddWiredInstances(Application& app, int32_t count) {
 }
 
 bool AddNextInstance(Application& app, std::wstring* error) {
-  const engine::DeviceSession& session = app.engine.session;
-  const auto index = static_cast<int32_t>(app.host.rows.size());
-  engine::InstanceRow row = rowAt(index);
-  if (app.engine.asioRunning.load()) {
-    row.config.inputChannel = index < session.numInputs ? index : -1;
-    row.config.outputChannel = index < session.numOutputs ? index : -1;
-  }
-  if (!engine::AddInstance(app.host, row, error)) {
+  if (!engine::AddInstance(app.host, rowAt(static_cast<int32_t>(app.host.rows.size())), error)) {
     return false;
   }
-  NoteChange(app);
+  if (app.engine.asioRunning.load()) {
+    TellMissingChannels(app);
+  }
+  NoteInstanceChange(app);
   return true;
 }
 
@@ -48,7 +44,7 @@ bool RemoveLastInstance(Application& app, std::wstring* error) {
   if (!engine::RemoveInstance(app.host, static_cast<int32_t>(app.host.rows.size()) - 1, error)) {
     return false;
   }
-  NoteChange(app);
+  NoteInstanceChange(app);
   return true;
 }
 

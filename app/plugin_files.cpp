@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
+#include <mutex>
 
 #include "platform/child_process.h"
 #include "platform/module.h"
@@ -15,8 +16,9 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr size_t kMostEntries = 5000;
+constexpr size_t kMostVisited = 20000;  // files that are no modules, too
 constexpr wchar_t kExtension[] = L".vst3";
-constexpr std::chrono::milliseconds kValidationTime{10000};
+constexpr std::chrono::milliseconds kValidationTime{8000};
 
 fs::path pathOf(const std::wstring& text) {
   const std::string utf8 = platform::Utf8FromWide(text);
@@ -26,6 +28,16 @@ fs::path pathOf(const std::wstring& text) {
 std::wstring textOf(const fs::path& path) {
   const std::u8string utf8 = path.u8string();
   return platform::WideFromUtf8(std::string(utf8.begin(), utf8.end()));
+}
+
+// An empty text for what the system cannot express as a path.
+std::wstring absolutePath(const std::wstring& text) {
+  try {
+    std::error_code fault;
+    return textOf(fs::absolute(pathOf(text), fault).lexically_normal());
+  } catch (const std::exception&) {
+    return {};
+  }
 }
 
 bool isModuleName(const std::wstring& name) {
@@ -78,7 +90,9 @@ void listPlaces(std::vector<remote::RemotePlaybackFileEntry>& entries) {
 bool listFolder(const fs::path& folder, std::vector<remote::RemotePlaybackFileEntry>& entries) {
   std::error_code fault;
   fs::directory_iterator item(folder, fs::directory_options::skip_permission_denied, fault);
-  for (; !fault && item != fs::directory_iterator() && entries.size() < kMostEntries; item.increment(fault)) {
+  for (size_t visited = 0;
+       !fault && item != fs::directory_iterator() && entries.size() < kMostEntries && visited < kMostVisited;
+       item.increment(fault), ++visited) {
     if (auto entry = entryFor(*item)) {
       entries.push_back(std::move(*entry));
     }
@@ -119,13 +133,20 @@ bool ListPluginFiles(const std::wstring& path, std::vector<remote::RemotePlaybac
   }
 }
 
-bool CheckPluginChoice(std::wstring& path, std::wstring& error) {
-  const std::wstring file = platform::ResolveModuleFile(platform::Trimmed(path));
+bool CheckPluginChoice(std::wstring& path, const std::atomic<bool>& cancelled, std::wstring& error) {
+  static std::mutex oneAtATime;
+  const std::unique_lock trial(oneAtATime, std::try_to_lock);
+  if (!trial.owns_lock()) {
+    error = L"Another effect is being tried out.";
+    return false;
+  }
+  const std::wstring file = platform::ResolveModuleFile(absolutePath(platform::Trimmed(path)));
   if (!platform::FileExists(file)) {
     error = L"There is no such file.";
     return false;
   }
-  const auto answer = platform::RunOwnProgram({"--validate", platform::Utf8FromWide(file)}, kValidationTime);
+  const auto answer =
+      platform::RunOwnProgram({"--validate", platform::Utf8FromWide(file)}, kValidationTime, &cancelled);
   if (!answer) {
     error = L"The effect did not answer in time.";
     return false;

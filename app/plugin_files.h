@@ -1,6 +1,7 @@
 // The effect browser's view of the disk. Any thread; may wait for the disk.
 #pragma once
 
+#include <atomic>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,7 @@ bool ListPluginFiles(const std::wstring& path, std::vector<remote::RemotePlaybac
 
 // Makes `path` the path of a module file and has another process of this program try it out, so that a faulty module
 // cannot harm the one that plays. False with the reason when it is no usable effect.
-bool CheckPluginChoice(std::wstring& path, std::wstring& error);
+// One is tried out at a time. `cancelled` ends a trial.
+bool CheckPluginChoice(std::wstring& path, const std::atomic<bool>& cancelled, std::wstring& error);
 
 }  // namespace tarnwick::app

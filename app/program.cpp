@@ -12,6 +12,8 @@
 #include "app/system_requests.h"
 #include "app/version.h"
 #include "platform/module.h"
+#include "platform/paths.h"
+#include "platform/startup_link.h"
 #include "platform/text.h"
 #include "platform/threads.h"
 #include "plugin/plugin_module.h"
@@ -78,6 +80,7 @@ std::string startedWith(const Application& app) {
 int run(Application& app, const ProgramEntry& entry) {
   app.log.add(VersionLine());
   RefreshDevices(app);
+  app.settings.instancesFromOptions = app.host.rows.size() < static_cast<size_t>(app.options.instances);
   AddWiredInstances(app, app.options.instances);
   StartRemote(app);
   std::wstring error;
@@ -93,8 +96,8 @@ int run(Application& app, const ProgramEntry& entry) {
   StartSchedule(app);
   const int exitCode = app.ui.run();
   app.ui.close();  // what still waits for an answer goes without
-  StopRemote(app);
   SaveAtEnd(app);
+  StopRemote(app);
   if (!app.summary.empty()) {
     app.surface.print(platform::WideFromUtf8(app.summary) + L"\n");
   }
@@ -127,8 +130,12 @@ int RunProgram(const std::vector<std::string>& arguments, const ProgramEntry& en
     options->plugin = platform::ResolveModuleFile(options->plugin);
   }
   const std::wstring location = SettingsLocation(*options);
-  const settings::ProgramSettings stored = settings::SettingsFromMap(settings::ReadSettings(location));
+  const settings::SettingsMap map = settings::ReadSettings(location);
+  const settings::ProgramSettings stored = settings::SettingsFromMap(map);
   Application app(*options, entry.surface, stored);
+  if (map.empty() && platform::FileExists(location)) {
+    app.log.add(L"No settings could be read from " + location + L"; everything begins anew.");
+  }
   std::wstring error;
   if (!app.virtualDevice->prepare(&error)) {
     entry.printError("tarnwick: " + Utf8FromWide(error) + "\n");
@@ -138,7 +145,11 @@ int RunProgram(const std::vector<std::string>& arguments, const ProgramEntry& en
     return listDevices(app);
   }
   KeepSettings(app, location);
+  app.preferences.runAtStartup = platform::StartupLinkExists();  // it may have been made or removed by hand
   RaisePriorities(app);
+  if (stored.uiPriority) {
+    SetUiPriority(app, *stored.uiPriority);  // instead of the one of the start
+  }
   app.ui.open([&app](platform::UiMessage message, intptr_t parameter) { HandleMessage(app, message, parameter); });
   entry.watchForEnd(app);
   StartSteering(app);

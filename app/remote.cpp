@@ -1,6 +1,7 @@
 #include "app/remote.h"
 
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "app/device.h"
@@ -94,7 +95,7 @@ bool sendHostPatch(Application& app, const remote::RemoteHostConfigPatch& patch)
   remote::RemoteHostConfigPatch checked = patch;
   if (checked.pluginPath) {
     std::wstring error;
-    if (!CheckPluginChoice(*checked.pluginPath, error)) {
+    if (!CheckPluginChoice(*checked.pluginPath, app.remote.ending, error)) {
       TellPages(app, kName, error);
       return false;
     }
@@ -186,12 +187,18 @@ void StartRemote(Application& app) {
       remote::ServerContext{app.options.remotePort, app.steering, app.systemControl.networkPriority,
                             app.remote.cpuUsage, [&app](const std::wstring& line) { app.log.add(line); }},
       MakeRemoteCallbacks(app));
-  if (app.remote.server->start()) {
-    tellAddresses(app);
+  try {
+    if (app.remote.server->start()) {
+      tellAddresses(app);
+    }
+  } catch (const std::system_error& error) {
+    app.remote.server->stop();
+    app.log.add(L"Remote control server failed: " + platform::WideFromUtf8(error.what()));
   }
 }
 
 void StopRemote(Application& app) {
+  app.remote.ending = true;
   if (app.remote.server) {
     app.remote.server->stop();
   }

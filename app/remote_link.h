@@ -20,6 +20,8 @@ struct RemoteLink {
   int64_t hostStart = -1;  // the start that clockSyncId stands for
   uint64_t clockSyncId = 0;
 
+  std::atomic<bool> ending{false};  // the server is to stop: nothing of a request may go on for long
+
   // Actions that were posted and have not run yet. While there are none, the refusals are up to date.
   std::atomic<int32_t> pendingActions{0};
   std::mutex refusalMutex;  // guards the texts alone

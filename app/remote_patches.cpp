@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "app/device.h"
 #include "app/settings.h"
 #include "app/system_requests.h"
 #include "platform/text.h"
@@ -89,9 +90,6 @@ bool ApplyHostPatch(Application& app, const remote::RemoteHostConfigPatch& patch
   preferences.autoStartInstances = patch.autoStartInstancesEnabled.value_or(preferences.autoStartInstances);
   preferences.scheduleReboot = patch.scheduleSystemRebootEnabled.value_or(preferences.scheduleReboot);
   preferences.rebootMinutes = patch.scheduleRebootMinutes.value_or(preferences.rebootMinutes);
-  if (patch.rememberSettingsEnabled) {
-    SetRememberSettings(app, *patch.rememberSettingsEnabled);
-  }
   if (patch.networkPriority) {
     SetNetworkPriority(app, *patch.networkPriority);
   }
@@ -101,6 +99,9 @@ bool ApplyHostPatch(Application& app, const remote::RemoteHostConfigPatch& patch
                 (app.engine.hostRunning.load() ? L" (used when the host is started again)" : L""));
   }
   NoteChange(app);
+  if (patch.rememberSettingsEnabled) {
+    SetRememberSettings(app, *patch.rememberSettingsEnabled);  // off stores what was changed with it
+  }
   return true;
 }
 
@@ -109,7 +110,7 @@ bool ApplyAudioPatch(Application& app, const remote::RemoteAudioConfigPatch& pat
     return false;
   }
   if (patch.device) {
-    app.devices.selected = *listedDevice(app, *patch.device);
+    SelectDevice(app, *listedDevice(app, *patch.device));
   }
   Preferences& preferences = app.preferences;
   preferences.sampleRate = patch.sampleRate.value_or(preferences.sampleRate);
@@ -174,7 +175,7 @@ bool ApplyInstancePatch(Application& app, uint32_t index, const remote::RemoteIn
     app.host.rows[index].name = *patch.name;
   }
   app.surface.refresh();
-  NoteChange(app);
+  NoteInstanceChange(app);
   return true;
 }
 

@@ -18,15 +18,31 @@ void warn(Application& app, const std::wstring& text) {
   }
 }
 
+// The host was stopped for a restart that does not come: better the old sound than none.
+void resumeHost(Application& app) {
+  std::wstring error;
+  if (app.engine.asioRunning.load() && !engine::StartHost(app.host, &error, false)) {
+    app.log.add(error);
+  }
+}
+
 system::RebootActions actionsOf(Application& app) {
   system::RebootActions actions;
   actions.showWarning = [&app](const std::wstring& text) { warn(app, text); };
   actions.hostRunning = [&app] { return app.engine.hostRunning.load() || app.engine.hostStopping.load(); };
-  actions.stopHost = [&app] { engine::StopHostAsync(app.host); };
+  actions.stopHost = [&app] {
+    engine::StopHostAsync(app.host);
+    RestartIfStopped(app);  // where no thread could be made, the stop is complete by now
+  };
   actions.closing = [&app] { return app.closing; };
   actions.restartPc = [&app] {
     SaveAtEnd(app);
-    return app.power.restart();
+    if (app.power.restart()) {
+      return true;
+    }
+    TellPages(app, "scheduled-reboot", L"The scheduled restart failed; see the log.");
+    resumeHost(app);
+    return false;
   };
   actions.diagnose = [&app](std::wstring_view text) { app.log.add(std::wstring(text)); };
   return actions;

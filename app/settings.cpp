@@ -1,6 +1,7 @@
 #include "app/settings.h"
 
 #include <cmath>
+#include <exception>
 #include <system_error>
 #include <utility>
 
@@ -49,10 +50,23 @@ bool runsAtPriority(const Application& app) {
   return app.options.virtualDevice.clock != platform::VirtualClock::fast;
 }
 
-void takeOutcome(Application& app, bool succeeded) {
-  if (app.settings.schedule.written(succeeded)) {
-    app.log.add(settings::kWriteFailure);
+void tellFailure(Application& app) {
+  app.log.add(settings::kWriteFailure);
+  app.log.add(L"The settings are kept in " + app.settings.location);
+  TellPages(app, "settings", settings::kWriteFailure);
+}
+
+void takeOutcome(Application& app) {
+  const int outcome = app.settings.outcome.exchange(SettingsKeeper::none);
+  if (outcome != SettingsKeeper::none && app.settings.schedule.written(outcome == SettingsKeeper::succeeded)) {
+    tellFailure(app);
   }
+}
+
+// Whether a value is what an option has set for this run.
+template <class Value>
+bool isOption(const std::optional<Value>& option, const Value& value) {
+  return option && *option == value;
 }
 
 void awaitWriter(Application& app) {
@@ -111,14 +125,21 @@ void TakeSettings(Application& app, const ProgramSettings& stored) {
 }
 
 SettingsMap CurrentSettings(const Application& app) {
+  const Options& options = app.options;
   ProgramSettings now;
-  // The bundled effect goes where the program goes.
-  now.pluginPath = app.host.pluginPath == BundledEffect() ? std::wstring() : app.host.pluginPath;
-  if (!app.devices.selected.empty()) {
-    now.device = app.devices.selected;  // one that is switched off today is not forgotten
+  if (options.plugin.empty() || app.host.pluginPath != options.plugin) {
+    // The bundled effect goes where the program goes.
+    now.pluginPath = app.host.pluginPath == BundledEffect() ? std::wstring() : app.host.pluginPath;
   }
-  now.sampleRate = app.preferences.sampleRate;
-  now.bufferSize = app.preferences.bufferSize;
+  if (!app.devices.selected.empty() && !isOption(options.device, app.devices.selected)) {
+    now.device = app.devices.selected;
+  }
+  if (!isOption(options.sampleRate, app.preferences.sampleRate)) {
+    now.sampleRate = app.preferences.sampleRate;
+  }
+  if (!isOption(options.bufferSize, app.preferences.bufferSize)) {
+    now.bufferSize = app.preferences.bufferSize;
+  }
   if (runsAtPriority(app)) {
     now.mmcssProAudio = app.engine.mmcssEnabled.load();
     now.enginePriority = app.engine.enginePriority.load();
@@ -128,9 +149,11 @@ SettingsMap CurrentSettings(const Application& app) {
   now.networkPriority = app.systemControl.networkPriority.load();
   now.bypassAll = app.host.bypassAll;
   now.testSignalAll = app.engine.testSignalAll.load();
-  now.instances.emplace();
-  for (const engine::InstanceRow& row : app.host.rows) {
-    now.instances->push_back(savedFrom(row));
+  if (!app.settings.instancesFromOptions) {
+    now.instances.emplace();
+    for (const engine::InstanceRow& row : app.host.rows) {
+      now.instances->push_back(savedFrom(row));
+    }
   }
   now.rememberSettings = app.preferences.rememberSettings;
   now.runAtStartup = app.preferences.runAtStartup;
@@ -155,6 +178,11 @@ void NoteChange(Application& app) {
   PublishRefusals(app);
 }
 
+void NoteInstanceChange(Application& app) {
+  app.settings.instancesFromOptions = false;
+  NoteChange(app);
+}
+
 void SetRememberSettings(Application& app, bool enabled) {
   if (enabled == app.preferences.rememberSettings) {
     return;
@@ -177,6 +205,7 @@ void SaveWhenDue(Application& app) {
   if (app.settings.location.empty()) {
     return;
   }
+  takeOutcome(app);
   auto map = app.settings.schedule.due(platform::TickMilliseconds(), [&app] { return CurrentSettings(app); });
   if (!map) {
     return;
@@ -184,11 +213,15 @@ void SaveWhenDue(Application& app) {
   awaitWriter(app);
   try {
     app.settings.writer = std::thread([&app, location = app.settings.location, values = std::move(*map)] {
-      const bool succeeded = settings::WriteSettings(location, values);
-      app.ui.post([&app, succeeded] { takeOutcome(app, succeeded); });
+      bool written = false;
+      try {
+        written = settings::WriteSettings(location, values);
+      } catch (const std::exception&) {  // no memory
+      }
+      app.settings.outcome = written ? SettingsKeeper::succeeded : SettingsKeeper::failed;
     });
   } catch (const std::system_error&) {
-    takeOutcome(app, false);
+    app.settings.outcome = SettingsKeeper::failed;
   }
 }
 
@@ -199,7 +232,7 @@ void SaveAtEnd(Application& app) {
   }
   const auto map = app.settings.schedule.flush([&app] { return CurrentSettings(app); });
   if (map && !settings::WriteSettings(app.settings.location, *map)) {
-    app.log.add(settings::kWriteFailure);
+    tellFailure(app);
   }
 }
 

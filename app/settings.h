@@ -17,9 +17,12 @@ void TakeSettings(Application& app, const settings::ProgramSettings& stored);
 // From here on changes are stored at `location`.
 void KeepSettings(Application& app, const std::wstring& location);
 
-// The settings as they are now. What is absent stays as it is stored.
+// The settings as they are now. What is absent stays as it is stored: a device that was cleared because it does not
+// answer, and what an option has set for this run and nobody has changed since.
 settings::SettingsMap CurrentSettings(const Application& app);
 
+// The settings of the instances have changed; then as NoteChange.
+void NoteInstanceChange(Application& app);
 // To be called after every change of what a setting stands for.
 void NoteChange(Application& app);
 // Switches remembering. What was changed before it is switched off is still stored.

@@ -79,12 +79,12 @@ struct Refusal {
   BoxKind kind = BoxKind::warning;
 };
 
-// What can be told before anything is loaded.
-Refusal startRefusal(const Host& host) {
+// What can be told before anything is loaded; of the disk only when asked to.
+Refusal startRefusal(const Host& host, bool lookAtFile) {
   if (!host.engine.asioRunning.load()) {
     return {std::wstring(L"Press ASIO Start first, then ") + L"start the instance host" + L".", BoxKind::information};
   }
-  if (!platform::FileExists(platform::Trimmed(host.pluginPath))) {
+  if (lookAtFile && !platform::FileExists(platform::Trimmed(host.pluginPath))) {
     return {L"Select a valid VST3 plugin file before starting."};
   }
   if (host.rows.empty()) {
@@ -107,7 +107,7 @@ bool readyToStart(Host& host, std::wstring* error, bool interactive) {
   for (InstanceRow& row : host.rows) {
     DeriveGains(row.config);
   }
-  const Refusal refusal = startRefusal(host);
+  const Refusal refusal = startRefusal(host, true);
   return refusal.text.empty() || Refuse(host.ui, refusal.text, error, interactive, refusal.kind);
 }
 
@@ -180,7 +180,7 @@ std::wstring StartRefusal(const Host& host) {
   if (host.engine.hostStopping.load()) {
     return kStopping;
   }
-  return host.engine.hostRunning.load() ? L"" : startRefusal(host).text;
+  return host.engine.hostRunning.load() ? L"" : startRefusal(host, false).text;
 }
 
 bool StartHost(Host& host, std::wstring* error, bool interactive) {
@@ -342,13 +342,15 @@ bool SetFirstParamPercent(Host& host, int32_t index, int32_t percent) {
   if (!hasRow(host, index)) {
     return false;
   }
-  InstanceRow& row = host.rows[static_cast<size_t>(index)];
-  row.firstParamPercent = std::clamp(percent, 0, 100);
-  row.setsFirstParameter = true;
-  if (!runs(host, index)) {
-    return true;
+  const int32_t within = std::clamp(percent, 0, 100);
+  if (runs(host, index) &&
+      !plugin::SetFirstParameter(*host.module.instances[static_cast<size_t>(index)], within / 100.0)) {
+    return false;
   }
-  return plugin::SetFirstParameter(*host.module.instances[static_cast<size_t>(index)], row.firstParamPercent / 100.0);
+  InstanceRow& row = host.rows[static_cast<size_t>(index)];
+  row.firstParamPercent = within;
+  row.setsFirstParameter = true;
+  return true;
 }
 
 float InstanceMeterDb(const Host& host, int32_t index) {

@@ -38,7 +38,7 @@ struct Host {
   double lastRunSeconds = 0.0;    // how long the host ran when it was last stopped
 };
 
-// Why a start would be refused now, as far as can be told without loading anything; empty when it would not.
+// Why a start would be refused now, as far as can be told without looking at the disk; empty when it would not.
 std::wstring StartRefusal(const Host& host);
 
 // Starts the host: checks, effect module, one effect per row, pool. Success also when it runs already. On failure
@@ -61,7 +61,7 @@ bool ConfigureInstance(Host& host, int32_t index, const InstanceConfig& config);
 // Bypasses all instances, or returns each to its row's own choice.
 void SetBypassAll(Host& host, bool enabled);
 // Sets a row's first parameter, 0..100 percent (clamped), and the running effect's. False when there is no such row or
-// the running effect refuses.
+// the running effect refuses; nothing has changed then.
 bool SetFirstParamPercent(Host& host, int32_t index, int32_t percent);
 
 // What the rows show. -100 dB and 0 for a row that does not run.

@@ -12,7 +12,7 @@ struct Power {
 };
 
 // Windows: shutdown.exe of the system directory, with the shutdown privilege enabled first. Linux: "systemctl reboot"
-// and "systemctl poweroff", the program found in PATH.
+// and "systemctl poweroff", the program found in PATH; a refusal within half a second counts as false.
 Power SystemPower();
 
 }  // namespace tarnwick::platform

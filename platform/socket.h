@@ -46,6 +46,8 @@ class Socket {
   bool setSendTimeout(std::chrono::milliseconds time);
   // When off, `receive` and `send` never wait: they return kWouldBlock instead.
   bool setBlocking(bool blocking);
+  // A peer that has vanished without a word counts as a failure once what was sent has found no answer for `time`.
+  bool setPeerTimeout(std::chrono::seconds time);
   // Sends small pieces at once instead of gathering them.
   bool setNoDelay();
 

@@ -120,6 +120,20 @@ bool EqualIgnoringCase(std::wstring_view a, std::wstring_view b) {
   return true;
 }
 
+size_t StartOfCharacter(std::wstring_view text, size_t count) {
+  // The second unit of a character in UTF-16.
+  const auto continues = [](wchar_t c) {
+    return sizeof(wchar_t) == 2 && (static_cast<uint32_t>(c) & 0xFC00U) == 0xDC00U;
+  };
+  size_t at = 0;
+  for (size_t seen = 0; at < text.size(); ++at) {
+    if (!continues(text[at]) && seen++ == count) {
+      break;
+    }
+  }
+  return at;
+}
+
 std::wstring Trimmed(std::wstring_view text) {
   constexpr std::wstring_view kBlanks = L" \t\r\n";
   const size_t first = text.find_first_not_of(kBlanks);

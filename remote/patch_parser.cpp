@@ -19,22 +19,6 @@ bool isControl(wchar_t c) {
   return code < 0x20 || (code >= 0x7F && code <= 0x9F);
 }
 
-// The second half of a character that takes two units of wide text.
-bool isContinuation(wchar_t c) {
-  return sizeof(wchar_t) == 2 && (static_cast<uint32_t>(c) & 0xFC00U) == 0xDC00U;
-}
-
-// Where the character with number `count` begins; the text's length when it has no more than `count`.
-size_t startOfCharacter(std::wstring_view text, size_t count) {
-  size_t at = 0;
-  for (size_t seen = 0; at < text.size(); ++at) {
-    if (!isContinuation(text[at]) && seen++ == count) {
-      break;
-    }
-  }
-  return at;
-}
-
 template <typename Number>
 std::optional<Number> wholeNumber(std::string_view text) {
   Number number{};
@@ -66,13 +50,13 @@ std::optional<std::wstring> TextFromClient(std::string_view utf8) {
   }
   std::wstring text = platform::WideFromUtf8(utf8);
   text.erase(std::remove_if(text.begin(), text.end(), isControl), text.end());
-  return startOfCharacter(text, kLongestText) == text.size() ? std::optional(std::move(text)) : std::nullopt;
+  return platform::StartOfCharacter(text, kLongestText) == text.size() ? std::optional(std::move(text)) : std::nullopt;
 }
 
 std::optional<std::wstring> NameFromClient(std::string_view utf8) {
   std::optional<std::wstring> name = TextFromClient(utf8);
   if (name) {
-    name->resize(startOfCharacter(*name, kLongestName));
+    name->resize(platform::StartOfCharacter(*name, kLongestName));
   }
   return name;
 }

@@ -4,6 +4,7 @@
 #include <rapidjson/reader.h>
 
 #include "remote/documents.h"
+#include "remote/http_head.h"
 
 namespace tarnwick::remote {
 namespace {
@@ -45,7 +46,7 @@ class EnvelopeReader : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, En
     } else if (name_ == "method") {
       envelope_.method = value;
     } else if (name_ == "path") {
-      envelope_.path = value;
+      envelope_.path = value.size() <= kMostHeadBytes ? value : std::string_view();
     } else if (name_ == "body") {
       envelope_.body = value;
     }

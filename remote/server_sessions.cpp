@@ -17,6 +17,7 @@ namespace tarnwick::remote {
 namespace {
 
 constexpr std::chrono::milliseconds kReadSlice{250};
+constexpr std::chrono::seconds kPeerTimeout{30};  // a phone that left the network gives its place free
 
 // A session's input. Reads until the client leaves or is dropped, or the server stops.
 class SessionInput {
@@ -125,6 +126,7 @@ void SessionLoop(ServerState& server, std::shared_ptr<WebSocketClient> client, s
 void StartSession(ServerState& server, platform::Socket socket, const std::string& handshakeAnswer,
                   std::string received) {
   socket.setNoDelay();
+  socket.setPeerTimeout(kPeerTimeout);
   const auto client = std::make_shared<WebSocketClient>(std::move(socket));
   server.clients.send(*client, handshakeAnswer);
   PushedState state;

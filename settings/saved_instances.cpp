@@ -105,10 +105,7 @@ void appendInstance(std::string& json, const SavedInstance& instance) {
 std::wstring CleanName(std::wstring_view name) {
   std::wstring clean;
   std::copy_if(name.begin(), name.end(), std::back_inserter(clean), [](wchar_t unit) { return !isControl(unit); });
-  if (clean.size() > kMaximumNameLength) {
-    const bool splitsPair = clean[kMaximumNameLength] >= 0xDC00 && clean[kMaximumNameLength] < 0xE000;
-    clean.resize(splitsPair ? kMaximumNameLength - 1 : kMaximumNameLength);
-  }
+  clean.resize(platform::StartOfCharacter(clean, kMaximumNameLength));
   return clean;
 }
 

@@ -14,7 +14,7 @@
 namespace tarnwick::settings {
 
 inline constexpr size_t kMaximumSavedInstances = 127;
-inline constexpr size_t kMaximumNameLength = 128;  // units of wide text
+inline constexpr size_t kMaximumNameLength = 128;  // characters
 
 struct SavedInstance {
   std::wstring name;           // at most kMaximumNameLength, no control characters

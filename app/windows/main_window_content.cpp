@@ -102,7 +102,7 @@ void MainWindow::showBox(engine::BoxKind kind, const std::wstring& title, const 
 void MainWindow::onDeviceChosen() {
   const LRESULT index = SendMessageW(control(device), CB_GETCURSEL, 0, 0);
   if (index >= 0 && index < static_cast<LRESULT>(app_->devices.devices.size()) && !app_->engine.asioRunning.load()) {
-    app_->devices.selected = app_->devices.devices[static_cast<size_t>(index)];
+    SelectDevice(*app_, app_->devices.devices[static_cast<size_t>(index)]);
     NoteChange(*app_);
   }
 }

@@ -106,14 +106,15 @@ bool takeOutput(int readEnd, std::string& output) {
 
 // Collects the output until the program has ended; false when `end` comes first. What it has started itself may keep
 // the pipe open for longer.
-bool collect(int process, FileDescriptor& readEnd, Clock::time_point end, std::string& output) {
+bool collect(int process, FileDescriptor& readEnd, Clock::time_point end, const std::atomic<bool>* cancelled,
+             std::string& output) {
   for (;;) {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
-    if (left.count() <= 0) {
+    if (left.count() <= 0 || (cancelled != nullptr && cancelled->load())) {
       return false;
     }
     pollfd entries[] = {{readEnd.get(), POLLIN, 0}, {process, POLLIN, 0}};
-    const auto slice = std::min<int64_t>(left.count(), 60'000);
+    const auto slice = std::min<int64_t>(left.count(), 100);
     if (poll(entries, 2, static_cast<int>(slice)) < 0 && errno != EINTR) {
       return false;
     }
@@ -140,8 +141,8 @@ std::optional<int> codeOf(pid_t process) {
 
 }  // namespace
 
-std::optional<ChildAnswer> RunOwnProgram(const std::vector<std::string>& arguments,
-                                         std::chrono::milliseconds time) try {
+std::optional<ChildAnswer> RunOwnProgram(const std::vector<std::string>& arguments, std::chrono::milliseconds time,
+                                         const std::atomic<bool>* cancelled) try {
   const Clock::time_point end = Clock::now() + std::min<std::chrono::milliseconds>(time, std::chrono::hours(24));
   std::optional<Pipe> pipe = makePipe();
   const std::optional<pid_t> process = pipe ? spawnOrdinary(arguments, pipe->writeEnd.get()) : std::nullopt;
@@ -151,7 +152,7 @@ std::optional<ChildAnswer> RunOwnProgram(const std::vector<std::string>& argumen
   pipe->writeEnd.close();
   ChildAnswer answer;
   const FileDescriptor running = watch(*process);
-  const bool inTime = running.valid() && collect(running.get(), pipe->readEnd, end, answer.output);
+  const bool inTime = running.valid() && collect(running.get(), pipe->readEnd, end, cancelled, answer.output);
   if (!inTime) {
     kill(-*process, SIGKILL);
   }

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <string>
 #include <system_error>
@@ -17,6 +18,21 @@ namespace {
 void awaitEnd(pid_t process) {
   while (waitpid(process, nullptr, 0) < 0 && errno == EINTR) {
   }
+}
+
+// A refusal, for want of rights say, comes quickly. True when there was one; otherwise the process is still to be
+// awaited, unless `ended`.
+bool refusesAtOnce(pid_t process, bool& ended) {
+  constexpr int kLooks = 50;
+  for (int look = 0; look < kLooks; ++look) {
+    int status = 0;
+    if (waitpid(process, &status, WNOHANG) == process) {
+      ended = true;
+      return !WIFEXITED(status) || WEXITSTATUS(status) != 0;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  return false;
 }
 
 bool askSystem(std::string action) {
@@ -36,13 +52,17 @@ bool askSystem(std::string action) {
   const bool started = posix_spawnp(&process, program.c_str(), &files, &attributes, arguments, environ) == 0;
   posix_spawn_file_actions_destroy(&files);
   posix_spawnattr_destroy(&attributes);
-  if (started) {
+  bool ended = false;
+  if (!started || refusesAtOnce(process, ended)) {
+    return false;
+  }
+  if (!ended) {
     try {
       std::thread(&awaitEnd, process).detach();
     } catch (const std::system_error&) {  // its end then goes unnoticed until the machine's, soon
     }
   }
-  return started;
+  return true;
 }
 
 }  // namespace

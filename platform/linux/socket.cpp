@@ -175,6 +175,11 @@ bool Socket::setBlocking(bool blocking) {
   return flags >= 0 && fcntl(numberOf(handle_), F_SETFL, blocking ? flags & ~O_NONBLOCK : flags | O_NONBLOCK) == 0;
 }
 
+bool Socket::setPeerTimeout(std::chrono::seconds time) {
+  const auto milliseconds = static_cast<unsigned int>(time.count() * 1000);
+  return setsockopt(static_cast<int>(handle_), IPPROTO_TCP, TCP_USER_TIMEOUT, &milliseconds, sizeof milliseconds) == 0;
+}
+
 bool Socket::setNoDelay() {
   return setOption(handle_, IPPROTO_TCP, TCP_NODELAY, int{1});
 }

@@ -142,8 +142,8 @@ std::wstring commandLine(const std::vector<std::string>& arguments) {
 
 }  // namespace
 
-std::optional<ChildAnswer> RunOwnProgram(const std::vector<std::string>& arguments,
-                                         std::chrono::milliseconds time) try {
+std::optional<ChildAnswer> RunOwnProgram(const std::vector<std::string>& arguments, std::chrono::milliseconds time,
+                                         const std::atomic<bool>* cancelled) try {
   constexpr int64_t kLongest = 24 * 60 * 60 * 1000;
   const auto milliseconds = static_cast<DWORD>(std::clamp<int64_t>(time.count(), 0, kLongest));
   const Handle input = openNothing();
@@ -156,7 +156,11 @@ std::optional<ChildAnswer> RunOwnProgram(const std::vector<std::string>& argumen
   }
   pipe.writeEnd.reset();
   std::thread reader([&] { collect(pipe.readEnd.get(), answer.output); });
-  const bool inTime = child.awaitEnd(milliseconds);
+  const ULONGLONG end = GetTickCount64() + milliseconds;
+  bool inTime = child.awaitEnd(0);
+  while (!inTime && GetTickCount64() < end && (cancelled == nullptr || !cancelled->load())) {
+    inTime = child.awaitEnd(static_cast<DWORD>(std::min<ULONGLONG>(end - GetTickCount64(), 100)));
+  }
   answer.exitCode = child.exitCode();
   child.end();
   reader.join();

@@ -133,6 +133,12 @@ bool Socket::setBlocking(bool blocking) {
   return setWaiting(numberOf(handle_), blocking);
 }
 
+bool Socket::setPeerTimeout(std::chrono::seconds time) {
+  const auto seconds = static_cast<DWORD>(time.count());
+  return setsockopt(static_cast<SOCKET>(handle_), IPPROTO_TCP, TCP_MAXRT, reinterpret_cast<const char*>(&seconds),
+                    sizeof seconds) == 0;
+}
+
 bool Socket::setNoDelay() {
   return setOption(handle_, IPPROTO_TCP, TCP_NODELAY, BOOL{TRUE});
 }

@@ -338,6 +338,11 @@ const frame = {
     this.show();
   },
   banner(text) {
+    for (const old of this.header.querySelectorAll('.banner[role=alert]')) {
+      if (old.firstChild.textContent === text) {
+        old.remove();  // said again: once is enough
+      }
+    }
     const close = make('button', {type: 'button'}, 'Dismiss');
     const banner = make('div', {className: 'banner', role: 'alert'}, make('p', {}, text), close);
     banner.dataset.kind = 'warn';
@@ -354,6 +359,11 @@ link.on('monitor', () => frame.show());
 
 // A page calls this last, with its listeners in place.
 function startPage() {
+  // A foreign page could lay something over ours and borrow the user's clicks.
+  if (top !== self) {
+    document.body.textContent = 'This page does not work inside another one.';
+    return;
+  }
   frame.build();
   // Browsers like to open a spare connection with the page's. The program serves one connection at a time, so it would
   // wait for that one to speak before it took up the channel: this request uses it up.

@@ -2,6 +2,7 @@
 // progress, what the program tells does not overwrite it.
 
 const kSettleTime = 700;  // ms that a changed value is kept waiting for the program to show it
+const kListPatience = 15000;  // an open list may be read for so long
 
 class Setting {
   // show(value) draws a value. send(value) resolves to an answer.
@@ -110,20 +111,25 @@ function choiceSetting(element, path, key, fill) {
       refill(setting.shown, true);
     }
   };
-  element.addEventListener('focus', open);
-  element.addEventListener('pointerdown', () => {
+  // A list that was opened and left as it was follows the program again after a while.
+  let idle = 0;
+  const begin = () => {
     open();
     setting.begin();
-  });
+    clearTimeout(idle);
+    idle = setTimeout(() => setting.end(), kListPatience);
+  };
+  element.addEventListener('focus', open);
+  element.addEventListener('pointerdown', begin);
   element.addEventListener('keydown', (event) => {
     if (event.key === 'Escape' || event.key === 'Tab') {
       setting.end();
-    } else {
-      open();
-      setting.begin();
+    } else if (!['Shift', 'Control', 'Alt', 'Meta'].includes(event.key)) {
+      begin();
     }
   });
   element.addEventListener('change', () => {
+    clearTimeout(idle);
     const value = element.value;
     setting.editing = false;
     setting.set(typeof setting.known === 'number' ? Number(value) : value);
@@ -143,9 +149,11 @@ function textSetting(element, path, key, {parse = (text) => text, format = Strin
     element.value = format(value);
     element.title = element.value;
   }, (value) => act(element, path(), {[key]: value}));
+  let typed = false;  // since the field was entered: leaving it as it was sends nothing
   // What could not be sent for want of a connection stays, marked, as an edit in progress.
   setting.keepUnsent = () => {
     setting.editing = true;
+    typed = true;
     element.classList.add('unsent');
   };
   const leave = () => {
@@ -153,7 +161,8 @@ function textSetting(element, path, key, {parse = (text) => text, format = Strin
     element.classList.remove('unsent');
   };
   const commit = () => {
-    const value = parse(element.value);
+    const value = typed ? parse(element.value) : undefined;
+    typed = false;
     leave();
     if (value === undefined || value === setting.known) {
       setting.shown = undefined;
@@ -163,7 +172,10 @@ function textSetting(element, path, key, {parse = (text) => text, format = Strin
     }
   };
   element.addEventListener('focus', () => setting.begin());
-  element.addEventListener('input', () => setting.begin());
+  element.addEventListener('input', () => {
+    typed = true;
+    setting.begin();
+  });
   element.addEventListener('keydown', (event) => {
     if (event.key === 'Enter') {
       commit();
@@ -173,6 +185,10 @@ function textSetting(element, path, key, {parse = (text) => text, format = Strin
       setting.settle();
     }
   });
+  // A time picker is done when it says so, long before it is left.
+  if (element.type === 'time') {
+    element.addEventListener('change', commit);
+  }
   element.addEventListener('blur', () => {
     if (setting.editing) {
       commit();
@@ -367,7 +383,10 @@ function holdButton(button, action, needsHold = () => true) {
     button.classList.add('held');
     timer = setTimeout(() => {
       stop();
-      run();
+      // What was to be stopped may have stopped meanwhile, and the button now stands for its opposite.
+      if (!button.disabled && needsHold()) {
+        run();
+      }
     }, 1000);
   };
   const stop = () => {

@@ -57,8 +57,9 @@ class InstanceRow {
   // What the filter looks through.
   words(instance) {
     const channel = (word, index) => index < 0 ? '' : `${word} ${index + 1}`;
-    return `${this.index + 1} ${instance.name} ${channel('in', instance.inputChannel)} ` +
-        `${channel('out', instance.outputChannel)}`.toLowerCase();
+    const words = [this.index + 1, instance.name, channel('in', instance.inputChannel),
+                   channel('out', instance.outputChannel)];
+    return words.join(' ').toLowerCase();
   }
   take(instance, channelsChanged) {
     if (instance.name !== this.name) {

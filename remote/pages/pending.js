@@ -6,7 +6,7 @@ const thing = main.dataset.name;
 async function ask() {
   const answer = await link.request('GET', main.dataset.status);
   if (answer.status === 503) {
-    setText(byId('title'), `${thing}: not answering`);
+    setText(byId('title'), `${thing}: not part of this version`);
     setText(byId('text'), `This program does not answer for the ${thing.toLowerCase()}. ` +
             'Nothing can be changed from this page; the host and its instances are not affected.');
   } else if (answer.ok) {

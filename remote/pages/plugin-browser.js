@@ -64,8 +64,8 @@ function entryRow(entry) {
       const used = inUse(path);
       row.classList.toggle('in-use', used);
       button.disabled = used || button.checking;
-      hold.setLabel(button.checking ? 'Checking\u2026' : used ? 'In use' : 'Hold to use');
-      setAttribute(button, 'aria-label', used ? `${entry.name} is in use` : `Hold to use ${entry.name}`);
+      hold.setLabel(button.checking ? 'Checking\u2026' : used ? 'Chosen' : 'Hold to use');
+      setAttribute(button, 'aria-label', used ? `${entry.name} is chosen` : `Hold to use ${entry.name}`);
     };
     folder.marks.push(mark);
     mark();

@@ -48,6 +48,19 @@ test('device and instances start by themselves; what fails is told in the log', 
   assert.match(program.output, /Auto-start instances skipped: ASIO session is not running\./);
 });
 
+test('what an option sets for one run is not stored until somebody changes it', async () => {
+  const options = program.options;
+  program.options = [...options.slice(0, options.indexOf('--instances')), '--sample-rate', '96000', '--buffer-size', '512',
+                     '--instances', '5'];
+  await restart('SIGTERM');
+  assert.deepEqual(await program.status().then((s) => [s.sampleRate, s.bufferSize, s.instanceCount]), [96000, 512, 5]);
+  await program.post('/api/audio/config?bufferSize=1024');
+  program.options = options;
+  await restart('SIGTERM');
+  assert.deepEqual(await program.status().then((s) => [s.sampleRate, s.bufferSize, s.instanceCount]), [44100, 1024, 3]);
+  await program.post('/api/audio/config?bufferSize=128');
+});
+
 test('what is changed while remembering is off is forgotten', async () => {
   await program.post('/api/host/config?rememberSettingsEnabled=false');
   await program.post('/api/instances/0/config?name=forgotten');

@@ -133,6 +133,7 @@ TEST(RequestEnvelope, Parsing) {
       {R"({"type":"request","id":1})", ""},
       {R"({"type":"request","id":1,"path":""})", ""},
       {R"({"type":"request","id":1,"path":7})", ""},
+      {R"({"type":"request","id":1,"path":"/)" + std::string(8192, 'p') + R"("})", ""},
       {R"({"type":"answer","id":1,"path":"/p"})", ""},
       {R"({"id":1,"path":"/p"})", ""},
       {R"([{"type":"request","id":1,"path":"/p"}])", ""},

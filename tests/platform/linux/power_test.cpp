@@ -57,6 +57,14 @@ TEST_F(PowerTest, SystemctlIsAskedWithoutWaitingAndLeavesNoZombie) {
   }
 }
 
+TEST_F(PowerTest, ARefusalIsTold) {
+  const std::string script = "#!/bin/sh\nexit 1\n";
+  WriteBytes(folder.name("systemctl"), Bytes(script.begin(), script.end()));
+  chmod(folder.name("systemctl").c_str(), 0755);
+  EXPECT_FALSE(SystemPower().restart());
+  EXPECT_FALSE(HasChildren());
+}
+
 TEST_F(PowerTest, WithoutSystemctlItSaysSo) {
   EXPECT_FALSE(SystemPower().restart());
   EXPECT_FALSE(SystemPower().shutdown());
