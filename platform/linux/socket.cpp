@@ -176,8 +176,7 @@ bool Socket::setBlocking(bool blocking) {
 }
 
 bool Socket::setPeerTimeout(std::chrono::seconds time) {
-  const auto milliseconds = static_cast<unsigned int>(time.count() * 1000);
-  return setsockopt(static_cast<int>(handle_), IPPROTO_TCP, TCP_USER_TIMEOUT, &milliseconds, sizeof milliseconds) == 0;
+  return setOption(handle_, IPPROTO_TCP, TCP_USER_TIMEOUT, static_cast<unsigned int>(time.count() * 1000));
 }
 
 bool Socket::setNoDelay() {

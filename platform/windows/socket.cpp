@@ -134,9 +134,8 @@ bool Socket::setBlocking(bool blocking) {
 }
 
 bool Socket::setPeerTimeout(std::chrono::seconds time) {
-  const auto seconds = static_cast<DWORD>(time.count());
-  return setsockopt(static_cast<SOCKET>(handle_), IPPROTO_TCP, TCP_MAXRT, reinterpret_cast<const char*>(&seconds),
-                    sizeof seconds) == 0;
+  constexpr int kMaximumRetransmitTime = 5;  // TCP_MAXRT, in seconds; not in these headers
+  return setOption(handle_, IPPROTO_TCP, kMaximumRetransmitTime, static_cast<DWORD>(time.count()));
 }
 
 bool Socket::setNoDelay() {

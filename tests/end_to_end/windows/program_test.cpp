@@ -259,10 +259,6 @@ TEST(WindowsProgram, IsDrivenFromTheNetworkAndKeepsItsSettings) {
   const std::vector<std::string> arguments = {"--remote-port", "20843", "--settings", "Software\\TarnwickTestRemote",
                                               "--instances",   "2"};
   const std::string effect = std::string(TARNWICK_TEST_MODULES) + "/gain.vst3";
-  std::string path = effect;
-  for (size_t at = 0; (at = path.find('\\', at)) != std::string::npos; at += 2) {
-    path.insert(at, 1, '\\');
-  }
   {
     RunningProgram program(arguments);
     ASSERT_TRUE(awaitStatus("\"instanceCount\":2"));
@@ -284,7 +280,7 @@ TEST(WindowsProgram, IsDrivenFromTheNetworkAndKeepsItsSettings) {
   }
   RunningProgram program(arguments);
   ASSERT_TRUE(awaitStatus("\"name\":\"Lead \xc3\xbc\",\"inputChannel\":1,\"outputChannel\":1,\"inputGainDb\":-6"));
-  EXPECT_TRUE(awaitStatus("\"pluginPath\":\"" + path));
+  EXPECT_TRUE(awaitStatus("\\gain.vst3\",\"device\":"));
   platform::EndSockets();
 }
 
