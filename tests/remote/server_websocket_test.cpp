@@ -184,6 +184,8 @@ TEST(ServerWebSocket, SlowClientsHarmNobodyElse) {
   ASSERT_TRUE(rig.server.start());
   WebSocketTester stalled(rig.port);
   WebSocketTester good(rig.port);
+  good.textWith(kMeters);
+  good.textWith(kMeters);  // the second is a push: it is among the clients now
   const auto start = steady_clock::now();
   auto trickle = std::async(std::launch::async, [&] {
     Client slow(rig.port);
