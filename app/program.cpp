@@ -133,9 +133,6 @@ int RunProgram(const std::vector<std::string>& arguments, const ProgramEntry& en
   const settings::SettingsMap map = settings::ReadSettings(location);
   const settings::ProgramSettings stored = settings::SettingsFromMap(map);
   Application app(*options, entry.surface, stored);
-  if (map.empty() && platform::FileExists(location)) {
-    app.log.add(L"No settings could be read from " + location + L"; everything begins anew.");
-  }
   std::wstring error;
   if (!app.virtualDevice->prepare(&error)) {
     entry.printError("tarnwick: " + Utf8FromWide(error) + "\n");
@@ -143,6 +140,9 @@ int RunProgram(const std::vector<std::string>& arguments, const ProgramEntry& en
   }
   if (app.options.listDevices) {
     return listDevices(app);
+  }
+  if (map.empty() && platform::FileExists(location)) {
+    app.log.add(L"No settings could be read from " + location + L"; everything begins anew.");
   }
   KeepSettings(app, location);
   app.preferences.runAtStartup = platform::StartupLinkExists();  // it may have been made or removed by hand
