@@ -96,6 +96,7 @@ struct Application {
   SystemControl systemControl;
   platform::Power power = platform::SystemPower();
   system::ScheduledReboot scheduledReboot;
+  bool stoppedForRestart = false;  // the schedule has stopped a host that ran
   engine::DeviceList devices;
   std::wstring wantedDevice;    // the one last chosen, which may not be there today
   engine::Latencies latencies;  // as the driver last said

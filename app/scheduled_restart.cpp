@@ -1,6 +1,7 @@
 #include "app/scheduled_restart.h"
 
 #include <chrono>
+#include <utility>
 
 #include "app/remote.h"
 #include "app/settings.h"
@@ -18,10 +19,11 @@ void warn(Application& app, const std::wstring& text) {
   }
 }
 
-// The host was stopped for a restart that does not come: better the old sound than none.
+// Where the host was stopped for a restart that does not come: better the old sound than none.
 void resumeHost(Application& app) {
   std::wstring error;
-  if (app.engine.asioRunning.load() && !engine::StartHost(app.host, &error, false)) {
+  const bool stopped = std::exchange(app.stoppedForRestart, false);
+  if (stopped && app.engine.asioRunning.load() && !engine::StartHost(app.host, &error, false)) {
     app.log.add(error);
   }
 }
@@ -31,6 +33,7 @@ system::RebootActions actionsOf(Application& app) {
   actions.showWarning = [&app](const std::wstring& text) { warn(app, text); };
   actions.hostRunning = [&app] { return app.engine.hostRunning.load() || app.engine.hostStopping.load(); };
   actions.stopHost = [&app] {
+    app.stoppedForRestart = true;
     engine::StopHostAsync(app.host);
     RestartIfStopped(app);  // where no thread could be made, the stop is complete by now
   };
@@ -51,10 +54,13 @@ system::RebootActions actionsOf(Application& app) {
 }  // namespace
 
 void StartSchedule(Application& app) {
-  app.ui.startTimer(std::chrono::milliseconds(system::kRebootCheckMilliseconds), [&app] {
-    system::CheckScheduledReboot(app.scheduledReboot, app.preferences.scheduleReboot, app.preferences.rebootMinutes,
-                                 platform::LocalWallTime(), actionsOf(app));
-  });
+  app.ui.startTimer(std::chrono::milliseconds(system::kRebootCheckMilliseconds),
+                    [&app] { CheckSchedule(app, platform::LocalWallTime()); });
+}
+
+void CheckSchedule(Application& app, system::LocalTime now) {
+  system::CheckScheduledReboot(app.scheduledReboot, app.preferences.scheduleReboot, app.preferences.rebootMinutes, now,
+                               actionsOf(app));
 }
 
 void RestartIfStopped(Application& app) {

@@ -7,6 +7,8 @@ namespace tarnwick::app {
 
 // Starts the timer that looks at the schedule.
 void StartSchedule(Application& app);
+// One look at the schedule, at local time `now`.
+void CheckSchedule(Application& app, system::LocalTime now);
 // To be called when the host has stopped.
 void RestartIfStopped(Application& app);
 

@@ -9,6 +9,7 @@
 #include "app/system_requests.h"
 #include "platform/clock.h"
 #include "platform/registry.h"
+#include "platform/text.h"
 
 namespace tarnwick::app {
 namespace {
@@ -131,8 +132,10 @@ SettingsMap CurrentSettings(const Application& app) {
     // The bundled effect goes where the program goes.
     now.pluginPath = app.host.pluginPath == BundledEffect() ? std::wstring() : app.host.pluginPath;
   }
-  if (!app.devices.selected.empty() && !isOption(options.device, app.devices.selected)) {
-    now.device = app.devices.selected;
+  const std::wstring& device = app.devices.selected;
+  const bool isOptionsDevice = options.device && platform::EqualIgnoringCase(*options.device, device);
+  if (!device.empty() && !isOptionsDevice) {
+    now.device = device;
   }
   if (!isOption(options.sampleRate, app.preferences.sampleRate)) {
     now.sampleRate = app.preferences.sampleRate;

@@ -8,6 +8,7 @@
 #include "app/remote.h"
 #include "app/remote_patches.h"
 #include "app/remote_status.h"
+#include "app/scheduled_restart.h"
 #include "app/settings.h"
 
 namespace tarnwick::app {
@@ -170,6 +171,36 @@ TEST(RemoteActions, ARefusalIsToldAtOnceUnlessAnActionIsStillToRun) {
   EXPECT_TRUE(rig.app.engine.hostRunning.load());
   EXPECT_FALSE(callbacks.stopAsio(error));
   EXPECT_EQ(error, L"Stop the instance host before stopping ASIO.");
+}
+
+// What the program does when the system refuses the daily restart.
+TEST(ScheduledRestart, ARefusedOneLeavesTheHostAsItWas) {
+  constexpr system::LocalTime kMinute = 600'000'000;
+  for (const bool wasRunning : {true, false}) {
+    Rig rig;
+    int asked = 0;
+    rig.app.power.restart = [&asked] { return ++asked < 0; };
+    rig.app.preferences.scheduleReboot = true;
+    rig.app.preferences.rebootMinutes = 60;
+    rig.start(1);
+    if (!wasRunning) {
+      engine::StopHostAsync(rig.app.host);
+    }
+    rig.app.ui.startTimer(std::chrono::milliseconds(5), [&] {
+      if (rig.app.engine.hostStopping.load()) {
+        return;
+      }
+      if (asked == 0) {
+        CheckSchedule(rig.app, 60 * kMinute);
+      } else {
+        rig.app.ui.quit(0);
+      }
+    });
+    rig.app.ui.run();
+    EXPECT_EQ(asked, 1);
+    EXPECT_EQ(rig.app.engine.hostRunning.load(), wasRunning);
+    EXPECT_THAT(rig.seen.log, ::testing::Contains(::testing::HasSubstr(L"Scheduled reboot failed")));
+  }
 }
 
 TEST(Settings, WhatIsSavedIsThereAtTheNextStart) {
