@@ -4,6 +4,7 @@
 
 #include <mutex>
 
+#include "support/eventually.h"
 #include "support/thread_masks.h"
 
 namespace tarnwick::app {

@@ -6,6 +6,7 @@
 #include "platform/socket.h"
 #include "platform/threads.h"
 #include "program.h"
+#include "support/eventually.h"
 #include "support/thread_masks.h"
 
 namespace tarnwick::tests {

@@ -11,6 +11,7 @@
 
 #include "engine/pool_control.h"
 #include "support/engine_rig.h"
+#include "support/eventually.h"
 #include "support/thread_masks.h"
 #include "system/process_steering.h"
 

@@ -116,7 +116,7 @@ TEST_F(JackDriver, ThirtyTwoChannelsAt64FramesAreWiredToTheDevice) {
   EXPECT_EQ(input, static_cast<int32_t>(capture.max));
   EXPECT_EQ(output, static_cast<int32_t>(playback.max));
   const int64_t begin = host.calls;
-  EXPECT_TRUE(WaitFor([&] { return host.calls > begin + 750; }));
+  EXPECT_TRUE(Eventually([&] { return host.calls > begin + 750; }));
   EXPECT_EQ(host.wrongHalves, 0);
   host.close();
 }
@@ -157,7 +157,7 @@ TEST_F(JackDriver, ALoopOfTheDevicesOwnComesBackWholeOnePeriodLater) {
   {
     const Prober outside(server.name);
     ASSERT_EQ(jack_connect(outside.client, "tarnwick:out_2", "tarnwick:in_2"), 0);
-    EXPECT_TRUE(WaitFor([&] { return right > 300 * host.block; }));
+    EXPECT_TRUE(Eventually([&] { return right > 300 * host.block; }));
   }
   host.close();
   EXPECT_EQ(wrong, 0);
@@ -179,7 +179,7 @@ TEST_F(JackDriver, TwentySessionsLeaveNothingBehind) {
       EXPECT_EQ(host.calls, stopped);
       host.calls = 0;
       EXPECT_EQ(host->ASIOStart(), ASE_OK);
-      EXPECT_TRUE(WaitFor([&] { return host.calls > 2; }));
+      EXPECT_TRUE(Eventually([&] { return host.calls > 2; }));
       EXPECT_EQ(host.wrongHalves, 0);
       host.close();
       EXPECT_TRUE(host.losses().empty());
@@ -207,7 +207,7 @@ TEST_F(JackDriver, StoppingLetsTheBlockUnderWayFinish) {
   for (int round = 0; round < 10; ++round) {
     host.run();
     const int64_t before = begun;
-    EXPECT_TRUE(WaitFor([&] { return begun > before; }));
+    EXPECT_TRUE(Eventually([&] { return begun > before; }));
     host.close();
     EXPECT_EQ(begun, finished);
   }
@@ -220,7 +220,7 @@ TEST_F(JackDriver, AServerThatEndsEndsTheSessionWhichCanBeStartedAgain) {
     JackHost host(server.name);
     host.run();
     server.end(signal);
-    EXPECT_TRUE(WaitFor([&] { return !host.losses().empty(); }));
+    EXPECT_TRUE(Eventually([&] { return !host.losses().empty(); }));
     EXPECT_TRUE(contains(host.losses(), L"The JACK server has gone"));
     EXPECT_TRUE(host.backEnd().asioGetDriverNames().empty());
     const auto begin = std::chrono::steady_clock::now();
@@ -247,7 +247,7 @@ TEST_F(JackDriver, ANewPeriodEndsTheSessionInSilence) {
   {
     Prober outside(server.name);
     ASSERT_EQ(jack_set_buffer_size(outside.client, 128), 0);
-    EXPECT_TRUE(WaitFor([&] { return !host.losses().empty(); }));
+    EXPECT_TRUE(Eventually([&] { return !host.losses().empty(); }));
     EXPECT_TRUE(contains(host.losses(), L"period changed to 128 samples"));
     const int64_t calls = host.calls;
     // 0.5 would come out of range as a lag of everything sent so far.
@@ -268,11 +268,11 @@ TEST_F(JackDriver, FreewheelingIsLoggedAndGoesOn) {
   {
     const Prober outside(server.name);
     ASSERT_EQ(jack_set_freewheel(outside.client, 1), 0);
-    EXPECT_TRUE(WaitFor([&] { return contains(host.lines(), L"is freewheeling"); }));
+    EXPECT_TRUE(Eventually([&] { return contains(host.lines(), L"is freewheeling"); }));
     ASSERT_EQ(jack_set_freewheel(outside.client, 0), 0);
-    EXPECT_TRUE(WaitFor([&] { return contains(host.lines(), L"real time again"); }));
+    EXPECT_TRUE(Eventually([&] { return contains(host.lines(), L"real time again"); }));
     const int64_t calls = host.calls;
-    EXPECT_TRUE(WaitFor([&] { return host.calls > calls + 10; }));
+    EXPECT_TRUE(Eventually([&] { return host.calls > calls + 10; }));
   }
   host.close();
   EXPECT_TRUE(host.losses().empty());
@@ -287,7 +287,7 @@ TEST_F(JackDriver, LateBlocksAreCountedAndLoggedOnce) {
     }
   };
   host.run();
-  EXPECT_TRUE(WaitFor([&] { return host.xruns >= 5; }));
+  EXPECT_TRUE(Eventually([&] { return host.xruns >= 5; }));
   host.close();
   const std::vector<std::wstring> lines = host.lines();
   EXPECT_EQ(std::count_if(lines.begin(), lines.end(),

@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <cstdint>
 #include <cstring>
 #include <functional>
@@ -19,20 +18,15 @@
 #include <memory>
 #include <mutex>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
 #include "platform/linux/jack_driver.h"
+#include "support/eventually.h"
 
 namespace tarnwick::platform {
 
-inline bool WaitFor(const std::function<bool()>& condition) {
-  for (int k = 0; k < 10000 && !condition(); ++k) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  return condition();
-}
+using tests::Eventually;
 
 struct ServerShape {
   int rate = 48000;
@@ -69,14 +63,14 @@ class JackServer {
       execvp("jackd", arguments.data());
       _exit(127);
     }
-    return process_ > 0 && WaitFor([this] { return listed(); });
+    return process_ > 0 && Eventually([this] { return listed(); });
   }
   void end(int signal) {
     if (process_ <= 0) {
       return;
     }
     kill(process_, signal);
-    if (!WaitFor([this] { return waitpid(process_, nullptr, WNOHANG) == process_; })) {
+    if (!Eventually([this] { return waitpid(process_, nullptr, WNOHANG) == process_; })) {
       kill(process_, SIGKILL);
       waitpid(process_, nullptr, 0);
     }
@@ -131,7 +125,7 @@ class JackHost {
     ASSERT_EQ(create(), ASE_OK);
     calls = 0;
     ASSERT_EQ(driver_->ASIOStart(), ASE_OK);
-    ASSERT_TRUE(WaitFor([this] { return calls > 0; }));
+    ASSERT_TRUE(Eventually([this] { return calls > 0; }));
   }
   void close() {
     EXPECT_EQ(driver_->ASIOStop(), ASE_OK);
@@ -211,7 +205,7 @@ class Prober {
     }
     shortest_ = kNever;
     const int64_t begin = cycles_;
-    EXPECT_TRUE(WaitFor([&] { return cycles_ > begin + 300; }));
+    EXPECT_TRUE(Eventually([&] { return cycles_ > begin + 300; }));
     for (const auto& [from, to] : connections) {
       jack_disconnect(client, from, to);
     }

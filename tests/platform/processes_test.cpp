@@ -14,6 +14,7 @@
 
 #include "platform/threads.h"
 #include "processors.h"
+#include "support/eventually.h"
 #include "support/thread_masks.h"
 #include "system/process_steering.h"
 

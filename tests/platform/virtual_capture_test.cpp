@@ -28,14 +28,14 @@ TEST(VirtualCapture, FastRunsRepeatBitForBitAndStopAtTheirLimit) {
     ASSERT_TRUE(device.prepare(nullptr));
     Host host(device);
     host.run();
-    ASSERT_TRUE(WaitFor([&] { return device.limitReached(); }));
+    ASSERT_TRUE(Eventually([&] { return device.limitReached(); }));
     std::this_thread::sleep_for(2ms);
     EXPECT_EQ(host.calls, kBlocks);
     EXPECT_EQ(device.captureFramesLost(), 0u);
     EXPECT_EQ(host->ASIOStop(), ASE_OK);
     // Another start begins with the same sound and goes on in the same file.
     ASSERT_EQ(host->ASIOStart(), ASE_OK);
-    EXPECT_TRUE(WaitFor([&] { return device.limitReached(); }));
+    EXPECT_TRUE(Eventually([&] { return device.limitReached(); }));
     EXPECT_EQ(host->ASIODisposeBuffers(), ASE_OK);
   }
   const Bytes bytes = ReadBytes(folder.name("second.wav"));
@@ -61,7 +61,7 @@ TEST(VirtualCapture, TheSourceFileIsNeverOverwritten) {
     ASSERT_TRUE(device.prepare(nullptr));
     Host host(device);
     host.run();
-    ASSERT_TRUE(WaitFor([&] { return device.limitReached(); }));
+    ASSERT_TRUE(Eventually([&] { return device.limitReached(); }));
   }
   const Bytes before = ReadBytes(folder.name("sound.wav"));
   options.sourceFile = options.captureFile;
@@ -82,7 +82,7 @@ TEST(VirtualCapture, WhatADiskDoesNotTakeIsCounted) {
   ASSERT_TRUE(device.prepare(nullptr));
   Host host(device);
   host.run();
-  ASSERT_TRUE(WaitFor([&] { return device.limitReached(); }));
+  ASSERT_TRUE(Eventually([&] { return device.limitReached(); }));
   ASSERT_EQ(host->ASIODisposeBuffers(), ASE_OK);
   EXPECT_EQ(device.captureFramesLost(), 1000u * kBlock);
   EXPECT_EQ(device.captureError(), L"\"/dev/full\" cannot be written: No space left on device.");
@@ -97,7 +97,7 @@ TEST(VirtualCapture, ARunAtAnotherRateIsLeftOutOfTheFile) {
   for (const double rate : {48000.0, 44100.0, 48000.0}) {
     Host host(device);
     host.run(rate);
-    ASSERT_TRUE(WaitFor([&] { return device.limitReached(); }));
+    ASSERT_TRUE(Eventually([&] { return device.limitReached(); }));
   }
   WavSamples captured;
   ASSERT_TRUE(ReadWav(options.captureFile, captured, nullptr));
@@ -127,7 +127,7 @@ TEST_F(VirtualFifo, GetsAStreamThatIsWhole) {
     ASSERT_TRUE(device.prepare(nullptr));
     Host host(device);
     host.run();
-    EXPECT_TRUE(WaitFor([&] { return device.limitReached(); }));
+    EXPECT_TRUE(Eventually([&] { return device.limitReached(); }));
     EXPECT_EQ(host->ASIODisposeBuffers(), ASE_OK);
     EXPECT_EQ(device.captureFramesLost(), 0u);
   }
@@ -161,7 +161,7 @@ TEST_F(VirtualFifo, ASlowReaderCostsFramesNotTime) {
   std::atomic<bool> letGo{false};
   std::thread reader([&] {
     std::ifstream pipe(folder_.name("pipe"), std::ios::binary);
-    WaitFor([&] { return letGo.load(); });
+    Eventually([&] { return letGo.load(); });
   });
   VirtualOptions options = FastOptions(-1);
   options.clock = VirtualClock::real;
@@ -173,7 +173,7 @@ TEST_F(VirtualFifo, ASlowReaderCostsFramesNotTime) {
   ASSERT_EQ(host.init(192000.0), ASE_OK);
   ASSERT_EQ(host.create(8192), ASE_OK);  // four blocks fill the ring
   ASSERT_EQ(host->ASIOStart(), ASE_OK);
-  EXPECT_TRUE(WaitFor([&] { return device.captureFramesLost() >= 2 * 8192; }));
+  EXPECT_TRUE(Eventually([&] { return device.captureFramesLost() >= 2 * 8192; }));
   letGo = true;
   reader.join();
   EXPECT_EQ(host->ASIOStop(), ASE_OK);

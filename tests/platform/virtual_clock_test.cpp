@@ -32,7 +32,7 @@ TEST(VirtualClockThread, AHeldClockWaitsForItsReleaseAndCanBeStopped) {
     EXPECT_EQ(host->ASIOStop(), ASE_OK);
     ASSERT_EQ(host->ASIOStart(), ASE_OK);
     device.release();
-    EXPECT_TRUE(WaitFor([&] { return device.limitReached(); }));
+    EXPECT_TRUE(Eventually([&] { return device.limitReached(); }));
     EXPECT_EQ(device.blocks(), 5);
     EXPECT_EQ(host->ASIOStop(), ASE_OK);
   }
@@ -65,7 +65,7 @@ TEST(VirtualClockThread, ARateChangeIsReportedBeforeItsBlockAndThePitchStays) {
     Host host(device);
     host.newRate = -1.0;
     host.run();
-    ASSERT_TRUE(WaitFor([&] { return device.limitReached(); }));
+    ASSERT_TRUE(Eventually([&] { return device.limitReached(); }));
     ASSERT_EQ(host->ASIOStop(), ASE_OK);
     EXPECT_EQ(host.rateChangedBefore, 4);
     EXPECT_EQ(host.newRate, rate);
@@ -131,7 +131,7 @@ TEST(VirtualClockThread, AStallIsSkippedNotCaughtUpWith) {
     }
   };
   host.run();
-  ASSERT_TRUE(WaitFor([&] { return host.calls >= 20; }));
+  ASSERT_TRUE(Eventually([&] { return host.calls >= 20; }));
   ASSERT_EQ(host->ASIOStop(), ASE_OK);
   const double seconds = static_cast<double>(CounterNow() - stalledAt) / static_cast<double>(CounterFrequency());
   EXPECT_LE(static_cast<double>(host.calls) - 6.0, seconds * 48000.0 / kBlock + 2.0);

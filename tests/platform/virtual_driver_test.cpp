@@ -39,7 +39,7 @@ TEST(VirtualDriver, OperationsOutOfOrderAreAnswered) {
   EXPECT_EQ(host.init(), ASE_InvalidMode);
   ASSERT_EQ(host->ASIOStart(), ASE_OK);
   EXPECT_EQ(host->ASIOStart(), ASE_InvalidMode);
-  ASSERT_TRUE(WaitFor([&] { return host.calls > 10; }));
+  ASSERT_TRUE(Eventually([&] { return host.calls > 10; }));
   EXPECT_EQ(host->ASIOStop(), ASE_OK);
   EXPECT_EQ(host->ASIOStop(), ASE_OK);
   const int64_t calls = host.calls;
@@ -77,7 +77,7 @@ TEST(VirtualDriver, ASecondDriverLeavesARunningOneAlone) {
     EXPECT_EQ(second->ASIOControlPanel(), ASE_NotPresent);
     EXPECT_EQ(second->ASIOExit(), ASE_OK);
   }
-  ASSERT_TRUE(WaitFor([&] { return device.limitReached(); }));
+  ASSERT_TRUE(Eventually([&] { return device.limitReached(); }));
   EXPECT_EQ(running->ASIODisposeBuffers(), ASE_OK);
   WavSamples captured;
   ASSERT_TRUE(ReadWav(options.captureFile, captured, nullptr));
@@ -92,7 +92,7 @@ TEST(VirtualDriver, ADriverThatOutlivesItsDeviceFindsItGone) {
   ASSERT_TRUE(device->prepare(nullptr));
   Host host(*device);
   host.run();
-  ASSERT_TRUE(WaitFor([&] { return host.calls > 3; }));
+  ASSERT_TRUE(Eventually([&] { return host.calls > 3; }));
   device.reset();
   const int64_t calls = host.calls;
   WavSamples captured;
@@ -196,7 +196,7 @@ TEST(VirtualDriver, AStartBeginsWithSilentBuffers) {
   ASSERT_EQ(host->ASIOCreateBuffers(&output.info, 1, kBlock, callbacks), ASE_OK);
   for (int start = 0; start < 2; ++start) {
     ASSERT_EQ(host->ASIOStart(), ASE_OK);
-    ASSERT_TRUE(WaitFor([&] { return device.limitReached(); }));
+    ASSERT_TRUE(Eventually([&] { return device.limitReached(); }));
     ASSERT_EQ(host->ASIOStop(), ASE_OK);
     EXPECT_EQ(output.sounding, 0) << start;
   }

@@ -4,16 +4,17 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
 #include <cstring>
 #include <functional>
 #include <memory>
-#include <thread>
 #include <vector>
 
 #include "platform/virtual/virtual_driver.h"
+#include "support/eventually.h"
 
 namespace tarnwick::platform {
+
+using tests::Eventually;
 
 inline constexpr int32_t kBlock = 64;
 
@@ -24,13 +25,6 @@ inline VirtualOptions FastOptions(int64_t blocks) {
   options.clock = VirtualClock::fast;
   options.blockLimit = blocks;
   return options;
-}
-
-inline bool WaitFor(const std::function<bool()>& condition) {
-  for (int k = 0; k < 10000 && !condition(); ++k) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  return condition();
 }
 
 // A host that copies input k to output k and checks what it is told.

@@ -46,7 +46,7 @@ TEST(VirtualSound, EverySampleTypeCarriesTheSound) {
     ASSERT_TRUE(device.prepare(nullptr));
     Host host(device);
     host.run();
-    ASSERT_TRUE(WaitFor([&] { return device.limitReached(); }));
+    ASSERT_TRUE(Eventually([&] { return device.limitReached(); }));
     ASSERT_EQ(host->ASIODisposeBuffers(), ASE_OK);
     WavSamples captured;
     ASSERT_TRUE(ReadWav(options.captureFile, captured, nullptr));
@@ -110,7 +110,7 @@ TEST(VirtualSound, InputsHearTheChannelsOfASourceFileInALoop) {
   EXPECT_EQ(device.sourceRate(), 22050.0);
   Host host(device);
   host.run();
-  ASSERT_TRUE(WaitFor([&] { return device.limitReached(); }));
+  ASSERT_TRUE(Eventually([&] { return device.limitReached(); }));
   ASSERT_EQ(host->ASIODisposeBuffers(), ASE_OK);
   WavSamples captured;
   ASSERT_TRUE(ReadWav(options.captureFile, captured, nullptr));

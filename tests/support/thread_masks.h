@@ -3,14 +3,11 @@
 
 #include <dirent.h>
 
-#include <chrono>
 #include <cstdint>
 #include <fstream>
-#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <vector>
 
 namespace tarnwick::tests {
@@ -58,14 +55,6 @@ inline std::vector<uint64_t> MasksOfThreadsNamed(std::string_view name, const st
     }
   }
   return masks;
-}
-
-inline bool Eventually(const std::function<bool()>& holds) {
-  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-  while (!holds() && std::chrono::steady_clock::now() < end) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  return holds();
 }
 
 }  // namespace tarnwick::tests

@@ -8,12 +8,14 @@
 #include <mutex>
 #include <set>
 
+#include "support/eventually.h"
+
 namespace tarnwick::system {
 namespace {
 
 using platform::AffinityOutcome;
 using std::chrono::milliseconds;
-using std::chrono::steady_clock;
+using tests::Eventually;
 
 constexpr uint32_t kOwn = 100;
 
@@ -142,14 +144,6 @@ TEST(ApplyStartPriorities, RealtimeProcessAndAUserInterfaceThatYields) {
   EXPECT_EQ(granted.uiLevel, -1);
 }
 
-bool eventually(const std::function<bool()>& holds) {
-  const auto end = steady_clock::now() + milliseconds(5000);
-  while (!holds() && steady_clock::now() < end) {
-    std::this_thread::sleep_for(milliseconds(1));
-  }
-  return holds();
-}
-
 // A machine whose list makes the run wait, and which notes the masks of all runs.
 struct SlowMachine {
   FakeMachine machine;
@@ -194,12 +188,12 @@ TEST(OtherProcessesSteering, OfSeveralRequestsDuringARunTheLastIsCarriedOut) {
   steering.request(later, 4);
   EXPECT_TRUE(slow.seen().empty()) << "a request does not wait for the run";
   slow.mayGoOn.set_value();
-  EXPECT_TRUE(eventually([&] { return slow.seen() == std::vector<uint64_t>{1, 4}; }));
-  EXPECT_TRUE(eventually([&] { return steering.last() == SteeringCounts{1, 1, 0, 0}; }));
+  EXPECT_TRUE(Eventually([&] { return slow.seen() == std::vector<uint64_t>{1, 4}; }));
+  EXPECT_TRUE(Eventually([&] { return steering.last() == SteeringCounts{1, 1, 0, 0}; }));
   // The worker has ended or is about to; one more request must not be lost in between.
   for (uint64_t round = 0; round < 50; ++round) {
     steering.request(later, 1 + round % 8);
-    ASSERT_TRUE(eventually([&] { return slow.seen().size() == 3 + round; })) << round;
+    ASSERT_TRUE(Eventually([&] { return slow.seen().size() == 3 + round; })) << round;
   }
 }
 

@@ -80,7 +80,7 @@ RunningProgram::~RunningProgram() {
 
 HWND RunningProgram::window() const {
   HWND found = nullptr;
-  const bool there = WaitFor([&] {
+  const bool there = Eventually([&] {
     found = FindWindowW(L"TarnwickWindowClass", nullptr);
     DWORD owner = 0;
     return found != nullptr && GetWindowThreadProcessId(found, &owner) != 0 && owner == process_.dwProcessId &&
@@ -112,12 +112,12 @@ ProgramResult RunTarnwick(const std::vector<std::string>& arguments, const std::
 }
 
 bool AwaitTitle(HWND window, const std::wstring& title) {
-  return WaitFor([&] { return textOf(window) == title; });
+  return Eventually([&] { return textOf(window) == title; });
 }
 
 HWND AwaitControl(HWND window, const std::wstring& text) {
   HWND found = nullptr;
-  WaitFor([&] {
+  Eventually([&] {
     found = nullptr;
     for (HWND next = GetWindow(window, GW_CHILD); next != nullptr; next = GetWindow(next, GW_HWNDNEXT)) {
       if (textOf(next) == text && IsWindowEnabled(next)) {

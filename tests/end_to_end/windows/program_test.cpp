@@ -221,12 +221,12 @@ TEST(WindowsProgram, IsRaisedByASecondStart) {
   ASSERT_NE(window, nullptr);
   for (const int state : {SW_MINIMIZE, SW_HIDE}) {
     ShowWindow(window, state);
-    ASSERT_TRUE(WaitFor([&] { return IsIconic(window) || !IsWindowVisible(window); }));
+    ASSERT_TRUE(Eventually([&] { return IsIconic(window) || !IsWindowVisible(window); }));
     const ProgramResult second = RunTarnwick({"--start"});
     EXPECT_EQ(second.exitCode, 0u);
     EXPECT_EQ(second.out, "");
-    EXPECT_TRUE(WaitFor([&] { return !IsIconic(window) && IsWindowVisible(window); })) << state;
-    EXPECT_TRUE(WaitFor([&] { return GetForegroundWindow() == window; })) << state;
+    EXPECT_TRUE(Eventually([&] { return !IsIconic(window) && IsWindowVisible(window); })) << state;
+    EXPECT_TRUE(Eventually([&] { return GetForegroundWindow() == window; })) << state;
   }
   EXPECT_TRUE(AwaitTitle(window, L"Tarnwick - Stopped"));
   PostMessageW(window, WM_CLOSE, 0, 0);
@@ -250,7 +250,7 @@ std::string ask(const std::string& method, const std::string& target) {
 }
 
 bool awaitStatus(const std::string& text) {
-  return WaitFor([&] { return ask("GET", "/api/status").find(text) != std::string::npos; });
+  return Eventually([&] { return ask("GET", "/api/status").find(text) != std::string::npos; });
 }
 
 TEST(WindowsProgram, IsDrivenFromTheNetworkAndKeepsItsSettings) {

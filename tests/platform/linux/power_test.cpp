@@ -4,15 +4,16 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <chrono>
 #include <cstdlib>
-#include <thread>
 
 #include "platform/service_rig.h"
 #include "platform/temporary_folder.h"
+#include "support/eventually.h"
 
 namespace tarnwick::platform {
 namespace {
+
+using tests::Eventually;
 
 class PowerTest : public testing::Test {
  protected:
@@ -24,17 +25,6 @@ class PowerTest : public testing::Test {
  private:
   const std::string path_;
 };
-
-template <class Condition>
-bool eventually(Condition condition) {
-  for (int look = 0; look < 1000; ++look) {
-    if (condition()) {
-      return true;
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-  return false;
-}
 
 TEST_F(PowerTest, SystemctlIsAskedWithoutWaitingAndLeavesNoZombie) {
   // It goes on only when it is let through the gate, so a call that waited for it would not return.
@@ -51,7 +41,7 @@ TEST_F(PowerTest, SystemctlIsAskedWithoutWaitingAndLeavesNoZombie) {
     EXPECT_TRUE(ask());
     EXPECT_TRUE(HasChildren());
     WriteBytes(folder.name("gate"), {'\n'});
-    EXPECT_TRUE(eventually([] { return !HasChildren(); }));
+    EXPECT_TRUE(Eventually([] { return !HasChildren(); }));
     const Bytes bytes = ReadBytes(folder.name("asked"));
     EXPECT_EQ(std::string(bytes.begin(), bytes.end()), asked);
   }

@@ -12,8 +12,8 @@
 namespace tarnwick::platform {
 namespace {
 
+using tests::Eventually;
 using tests::TestAsioRig;
-using tests::WaitFor;
 
 TEST(AsioDriver, AnswersEveryOperation) {
   TestAsioRig rig;
@@ -38,7 +38,7 @@ TEST(AsioDriver, AnswersEveryOperation) {
   EXPECT_EQ(host->ASIOOutputReady(), ASE_OK);
   ASSERT_EQ(host.create(17), ASE_OK);
   EXPECT_EQ(host->ASIOStart(), ASE_OK);
-  EXPECT_TRUE(WaitFor([&] { return host.blocks == 100; }));
+  EXPECT_TRUE(Eventually([&] { return host.blocks == 100; }));
   EXPECT_EQ(host->ASIOControlPanel(), ASE_OK);
   EXPECT_EQ(host->ASIOStop(), ASE_OK);
   EXPECT_EQ(host->ASIODisposeBuffers(), ASE_OK);
@@ -102,7 +102,7 @@ TEST(AsioDriver, PassesBuffersOfEveryType) {
     AsioHost host;
     const int64_t before = rig.statistics().blocks;
     host.run(65);
-    EXPECT_TRUE(WaitFor([&] { return rig.statistics().blocks - before == 40; }));
+    EXPECT_TRUE(Eventually([&] { return rig.statistics().blocks - before == 40; }));
     // The driver compares what came back, byte for byte.
     EXPECT_EQ(rig.statistics().mismatches, 0);
   }
@@ -111,7 +111,7 @@ TEST(AsioDriver, PassesBuffersOfEveryType) {
   AsioHost host;
   host.copies = false;
   host.run();
-  EXPECT_TRUE(WaitFor([&] { return rig.statistics().mismatches == 40; }));
+  EXPECT_TRUE(Eventually([&] { return rig.statistics().mismatches == 40; }));
 }
 
 TEST(AsioDriver, CarriesAnInitThatFails) {
@@ -209,11 +209,11 @@ TEST(AsioDriver, KeepsTheOrderOfCallsFromADriver) {
   EXPECT_EQ(host.create(64), ASE_InvalidMode);
   EXPECT_EQ(host->ASIOStart(), ASE_OK);
   EXPECT_EQ(host->ASIOStart(), ASE_InvalidMode);
-  EXPECT_TRUE(WaitFor([&] { return host.blocks > 2; })) << "the refused second start stopped the blocks";
+  EXPECT_TRUE(Eventually([&] { return host.blocks > 2; })) << "the refused second start stopped the blocks";
   EXPECT_EQ(host->ASIOStop(), ASE_OK);
   EXPECT_EQ(host->ASIOStart(), ASE_OK) << "a second run with the same buffers";
   const int64_t before = host.blocks;
-  EXPECT_TRUE(WaitFor([&] { return host.blocks > before + 2; }));
+  EXPECT_TRUE(Eventually([&] { return host.blocks > before + 2; }));
   host.unload();  // running
   EXPECT_EQ(rig.statistics().wrongOrder, 0);
   EXPECT_TRUE(rig.nothingLeft());
@@ -233,7 +233,7 @@ TEST(AsioDriver, LoadsWhatIsRegisteredForAnyApartment) {
     }
     AsioHost host;
     host.run();
-    EXPECT_TRUE(WaitFor([&] { return host.blocks > 2; }));
+    EXPECT_TRUE(Eventually([&] { return host.blocks > 2; }));
   }
   EXPECT_EQ(rig.statistics().wrongThread, 0);
   EXPECT_TRUE(rig.nothingLeft());

@@ -12,9 +12,9 @@
 namespace tarnwick::platform {
 namespace {
 
+using tests::Eventually;
 using tests::TestAsioRig;
 using tests::TestAsioStatistics;
-using tests::WaitFor;
 
 uint64_t milliseconds() {
   return GetTickCount64();
@@ -52,7 +52,8 @@ TEST(AsioMisbehaviour, ReachesTheHostOnlyWhenItMay) {
     AsioHost host;
     host.signalsReady = true;
     host.run();
-    EXPECT_EQ(WaitFor([&] { return host.blocks > 10; }, one.blocks ? 5000 : 50), one.blocks);
+    EXPECT_EQ(Eventually([&] { return host.blocks > 10; }, std::chrono::milliseconds(one.blocks ? 5000 : 50)),
+              one.blocks);
     host->ASIOStop();
     host.ended = true;
     Sleep(10);
@@ -75,7 +76,7 @@ TEST(AsioMisbehaviour, AStopWaitsForTheBlockUnderWay) {
   AsioHost host;
   host.blockMilliseconds = 40;
   host.run();
-  ASSERT_TRUE(WaitFor([&] { return host.inside.load(); }));
+  ASSERT_TRUE(Eventually([&] { return host.inside.load(); }));
   host->ASIOStop();
   EXPECT_FALSE(host.inside);
   host.unload();
@@ -87,7 +88,7 @@ TEST(AsioMisbehaviour, PassesNotificationsOn) {
   rig.configure("clock=fast rate-change-block=7 new-rate=44100 blocks=8");
   AsioHost host;
   host.run();
-  EXPECT_TRUE(WaitFor([&] { return host.lastRate == 44100.0; }));
+  EXPECT_TRUE(Eventually([&] { return host.lastRate == 44100.0; }));
   EXPECT_EQ(host.rates, 1);
   EXPECT_EQ(host.messages, 3) << "the questions of the creation";
   host.unload();
@@ -95,7 +96,7 @@ TEST(AsioMisbehaviour, PassesNotificationsOn) {
   rig.configure("clock=fast notify=1 blocks=5");
   AsioHost noisy;
   noisy.run();
-  EXPECT_TRUE(WaitFor([&] { return noisy.blocks == 5; }));
+  EXPECT_TRUE(Eventually([&] { return noisy.blocks == 5; }));
   EXPECT_EQ(noisy.rates, 10);
   EXPECT_EQ(noisy.messages, 3 + 5 * 17);
   EXPECT_EQ(rig.statistics().resetAnswer, 1);
@@ -108,7 +109,7 @@ TEST(AsioMisbehaviour, SendsTimeOnlyWhereTheHostAgrees) {
     AsioHost host;
     host.wantsTime = agrees;
     host.run();
-    EXPECT_TRUE(WaitFor([&] { return host.blocks == 20; }));
+    EXPECT_TRUE(Eventually([&] { return host.blocks == 20; }));
     EXPECT_EQ(host.timed, agrees ? 20 : 0);
   }
 }
@@ -126,11 +127,11 @@ TEST(AsioMisbehaviour, OneOfTwoDriversHasBuffers) {
     EXPECT_EQ(probed->ASIOExit(), ASE_OK);
   }
   const int64_t before = running.blocks;
-  EXPECT_TRUE(WaitFor([&] { return running.blocks > before + 3; })) << "the running one was disturbed";
+  EXPECT_TRUE(Eventually([&] { return running.blocks > before + 3; })) << "the running one was disturbed";
   running.unload();
   AsioHost next({}, 1);
   next.run();
-  EXPECT_TRUE(WaitFor([&] { return next.blocks > 3; }));
+  EXPECT_TRUE(Eventually([&] { return next.blocks > 3; }));
 }
 
 // Every call that hangs: the caller is back in time, later calls answer at once, the driver cannot be loaded again
@@ -173,10 +174,11 @@ TEST(AsioMisbehaviour, AHangIsLeftBehind) {
       EXPECT_FALSE(AsioHost(options)) << "loaded while its call still hangs";
       EXPECT_TRUE(rig.nothingLeft());
       rig.configure("clock=fast");
-      ASSERT_TRUE(WaitFor([&] { return bool(AsioHost(options)); }, 2000)) << "not usable after it came back";
+      ASSERT_TRUE(Eventually([&] { return bool(AsioHost(options)); }, std::chrono::seconds(2)))
+          << "not usable after it came back";
       AsioHost again(options);
       again.run();
-      EXPECT_TRUE(WaitFor([&] { return again.blocks > 3; }));
+      EXPECT_TRUE(Eventually([&] { return again.blocks > 3; }));
       EXPECT_EQ(waits, 0) << "a wait that does not end";
     }
   }
@@ -207,7 +209,7 @@ TEST(AsioMisbehaviour, APanelThatStaysOpenHoldsNothingUp) {
     // A session while the panel of an earlier instance is still open.
     AsioHost host;
     host.run();
-    EXPECT_TRUE(WaitFor([&] { return host.blocks > 3; }));
+    EXPECT_TRUE(Eventually([&] { return host.blocks > 3; }));
   }
   EXPECT_TRUE(rig.nothingLeft());
   EXPECT_EQ(rig.statistics().wrongOrder, 0);
@@ -236,7 +238,7 @@ TEST(AsioMisbehaviour, AWaitLetsSentMessagesThroughWhereTold) {
     EXPECT_EQ(host->ASIOInit({}), ASE_OK);
     const bool answered = answeredAfter >= 0;
     MSG message;
-    WaitFor([&] {
+    Eventually([&] {
       PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE);
       return answeredAfter >= 0;
     });
@@ -257,7 +259,7 @@ TEST(AsioMisbehaviour, TwoHundredCyclesLeaveNothing) {
     }
     AsioHost host;
     host.run();
-    ASSERT_TRUE(WaitFor([&] { return host.blocks > 0; }));
+    ASSERT_TRUE(Eventually([&] { return host.blocks > 0; }));
     if (k % 2 == 0) {
       host->ASIOStop();
       host->ASIODisposeBuffers();
@@ -279,11 +281,11 @@ TEST(AsioMisbehaviour, AnHourOnTheFastClockLeavesNothing) {
   AsioHost host;
   host.signalsReady = true;
   host.run();
-  ASSERT_TRUE(WaitFor([&] { return host.blocks > 100000; }, 60000));
+  ASSERT_TRUE(Eventually([&] { return host.blocks > 100000; }, std::chrono::seconds(60)));
   DWORD handlesBefore = 0;
   GetProcessHandleCount(GetCurrentProcess(), &handlesBefore);
   const int64_t memoryBefore = committedBytes();
-  EXPECT_TRUE(WaitFor([&] { return rig.statistics().blocks == kBlocks; }, 120000));
+  EXPECT_TRUE(Eventually([&] { return rig.statistics().blocks == kBlocks; }, std::chrono::seconds(120)));
   DWORD handlesAfter = 0;
   GetProcessHandleCount(GetCurrentProcess(), &handlesAfter);
   EXPECT_EQ(host.blocks, kBlocks);

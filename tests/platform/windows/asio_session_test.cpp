@@ -30,7 +30,7 @@ class AsioSession : public testing::Test {
   bool stop() { return StopAsio(engine_, user_.ui(), &error_, false); }
   bool blocksCome(uint64_t count = 20) {
     const uint64_t before = engine_.session.epoch.blocksLeft();
-    return WaitFor([&] { return engine_.session.epoch.blocksLeft() >= before + count; }, 3000);
+    return Eventually([&] { return engine_.session.epoch.blocksLeft() >= before + count; }, std::chrono::seconds(3));
   }
 
   TestAsioRig rig_;
@@ -111,13 +111,13 @@ TEST_F(AsioSession, FollowsRateAndLatencies) {
   EXPECT_EQ(LatencyText(engine_.session), L"Input Latency : -, Output Latency : -");
   rig_.configure("clock=fast rate-change-block=3 new-rate=96000 input-latency=96 output-latency=-1");
   ASSERT_TRUE(start());
-  EXPECT_TRUE(WaitFor([&] { return engine_.session.sampleRate.load() == 96000.0; }));
+  EXPECT_TRUE(Eventually([&] { return engine_.session.sampleRate.load() == 96000.0; }));
   EXPECT_EQ(LatencyText(engine_.session), L"Input Latency : 96 samples (1.00 ms), Output Latency : -");
   EXPECT_TRUE(stop());
   EXPECT_EQ(posts, 0);
   rig_.configure("clock=fast notify=1 blocks=10");
   ASSERT_TRUE(start());
-  EXPECT_TRUE(WaitFor([&] { return posts >= 10; }));
+  EXPECT_TRUE(Eventually([&] { return posts >= 10; }));
   EXPECT_TRUE(stop());
 }
 

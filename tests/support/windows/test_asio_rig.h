@@ -5,22 +5,14 @@
 #include <objbase.h>
 #include <windows.h>
 
-#include <chrono>
 #include <functional>
 #include <string>
-#include <thread>
 
 #include "platform/text.h"
+#include "support/eventually.h"
 #include "support/windows/test_asio_control.h"
 
 namespace tarnwick::tests {
-
-inline bool WaitFor(const std::function<bool()>& condition, int milliseconds = 5000) {
-  for (int k = 0; k < milliseconds && !condition(); ++k) {
-    Sleep(1);
-  }
-  return condition();
-}
 
 class TestAsioRig {
  public:
@@ -62,7 +54,7 @@ class TestAsioRig {
   }
   // No driver, buffer or thread of the test driver is left.
   bool nothingLeft() const {
-    return WaitFor([this] {
+    return Eventually([this] {
       const TestAsioStatistics one = statistics(0);
       const TestAsioStatistics two = statistics(1);
       return one.objects + one.bufferSets + one.threads + two.objects + two.bufferSets + two.threads == 0;
