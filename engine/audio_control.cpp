@@ -19,6 +19,10 @@ bool sessionUses(const Engine& engine, const std::wstring& name) {
   return engine.asioRunning.load() && EqualIgnoringCase(engine.session.deviceName, name);
 }
 
+bool isOwn(const AudioBackEnd& backEnd, const std::wstring& name) {
+  return std::find(backEnd.ownDevices.begin(), backEnd.ownDevices.end(), name) != backEnd.ownDevices.end();
+}
+
 bool deviceAnswers(const AudioBackEnd& backEnd, const std::wstring& name, void* systemReference) {
   const std::unique_ptr<AudioDriver> driver = backEnd.loadAsioDriver(name);
   AudioInitRequest init;
@@ -28,6 +32,13 @@ bool deviceAnswers(const AudioBackEnd& backEnd, const std::wstring& name, void* 
   }
   driver->ASIOExit();
   return true;
+}
+
+// Some drivers answer nothing of use after they have shown their panel; this one answer is clear.
+void tellPanel(platform::AsioError result, const HostUi& ui) {
+  if (result == platform::ASE_NotPresent) {
+    ui.log(L"The device has no control panel.");
+  }
 }
 
 std::wstring latencyPart(int32_t samples, double rate) {
@@ -60,17 +71,30 @@ void RefreshDeviceList(Engine& engine, const AudioBackEnd& backEnd, DeviceList& 
   names.resize(std::min(names.size(), platform::kMaximumDrivers));
   if (names.empty()) {
     list.placeholder = L"(No ASIO drivers found)";
-    ui.log(L"No ASIO drivers detected.");
-    return;
   }
+  size_t installed = 0;
+  size_t online = 0;
   for (const std::wstring& name : names) {
-    if (sessionUses(engine, name) || deviceAnswers(backEnd, name, systemReference)) {
+    const bool answers = sessionUses(engine, name) || deviceAnswers(backEnd, name, systemReference);
+    if (answers) {
       list.devices.push_back(name);
     }
+    if (!isOwn(backEnd, name)) {
+      installed += 1;
+      online += answers ? 1 : 0;
+    }
+  }
+  // What the program brings itself is listed, but is no answer of the machine's.
+  if (installed == 0) {
+    ui.log(L"No ASIO drivers detected.");
+  } else if (online == 0) {
+    ui.log(L"No ASIO devices are online (hardware ready). Installed drivers did not open.");
+  }
+  if (names.empty()) {
+    return;
   }
   if (list.devices.empty()) {
     list.placeholder = L"(No online ASIO devices)";
-    ui.log(L"No ASIO devices are online (hardware ready). Installed drivers did not open.");
   }
   const auto match = std::find_if(list.devices.begin(), list.devices.end(),
                                   [&](const std::wstring& name) { return EqualIgnoringCase(name, remembered); });
@@ -125,7 +149,9 @@ bool StopAsio(Engine& engine, const HostUi& ui, std::wstring* error, bool intera
     return Refuse(ui, refusal, error, interactive, BoxKind::information, L"ASIO");
   }
   engine.asioRunning.store(false);
-  CloseSession(engine.session);
+  if (!CloseSession(engine.session)) {
+    ui.log(L"The device has kept a block that does not come back; what belongs to it is left to it.");
+  }
   engine.instanceMeters.markStale();
   engine.inputMeters.markStale();
   engine.outputMeters.markStale();
@@ -156,7 +182,7 @@ bool OpenControlPanel(Engine& engine, const AudioBackEnd& backEnd, const DeviceL
     return Refuse(ui, L"Select a valid ASIO device.", error, interactive);
   }
   if (sessionUses(engine, list.selected)) {
-    engine.session.currentDriver->ASIOControlPanel();
+    tellPanel(engine.session.currentDriver->ASIOControlPanel(), ui);
     return true;
   }
   const std::unique_ptr<AudioDriver> driver = backEnd.loadAsioDriver(list.selected);
@@ -170,7 +196,7 @@ bool OpenControlPanel(Engine& engine, const AudioBackEnd& backEnd, const DeviceL
     ui.log(L"ASIOInit failed (control panel).");
     return Refuse(ui, L"ASIOInit failed (control panel).", error, interactive, BoxKind::error);
   }
-  driver->ASIOControlPanel();
+  tellPanel(driver->ASIOControlPanel(), ui);
   driver->ASIOExit();
   return true;
 }

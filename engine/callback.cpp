@@ -26,7 +26,13 @@ struct ThreadState {
   int32_t priorityIndex = -1;
   bool floatModeSet = false;
   bool registered = false;
+  uint32_t askedAt = 0;  // when a registration was refused, in units of 2^10 ms, 22 bits; 0 = never
 };
+
+uint32_t nowInThreadUnits() noexcept {
+  constexpr uint64_t kBits = 0x3fffff;
+  return std::max(uint32_t{1}, static_cast<uint32_t>(platform::TickMilliseconds() >> 10 & kBits));
+}
 
 ThreadState threadState() noexcept {
   const uint64_t word = platform::ThreadWord();
@@ -35,12 +41,14 @@ ThreadState threadState() noexcept {
   thread.priorityIndex = static_cast<int32_t>(word >> 32 & 0xff) - 1;
   thread.floatModeSet = (word >> 40 & 1) != 0;
   thread.registered = (word >> 41 & 1) != 0;
+  thread.askedAt = static_cast<uint32_t>(word >> 42);
   return thread;
 }
 
 void keep(const ThreadState& thread) noexcept {
   platform::SetThreadWord(uint64_t{thread.steering.generation} | static_cast<uint64_t>(thread.priorityIndex + 1) << 32 |
-                          uint64_t{thread.floatModeSet} << 40 | uint64_t{thread.registered} << 41);
+                          uint64_t{thread.floatModeSet} << 40 | uint64_t{thread.registered} << 41 |
+                          uint64_t{thread.askedAt} << 42);
 }
 
 void raiseTo(std::atomic<uint64_t>& maximum, uint64_t value) noexcept {
@@ -59,10 +67,20 @@ void applyPriority(Engine& engine, ThreadState& thread) noexcept {
 }
 
 void registerForRealtime(Engine& engine, ThreadState& thread) noexcept {
-  if (!thread.registered && engine.mmcssEnabled.load(std::memory_order_relaxed)) {
+  if (thread.registered) {
+    return;
+  }
+  if (!engine.mmcssEnabled.load(std::memory_order_relaxed)) {
+    thread.askedAt = 0;
+    return;
+  }
+  const uint32_t now = nowInThreadUnits();
+  // A clock that has come round counts as the pause's end.
+  if (thread.askedAt == 0 || now < thread.askedAt || now - thread.askedAt > platform::kRegistrationPause >> 10) {
     platform::RealtimeRegistration registration;
     platform::RegisterProAudio(platform::RealtimeUse::blocks, registration);
-    thread.registered = true;
+    thread.registered = registration.registered;
+    thread.askedAt = now;
     engine.granted.callbackValue.store(registration.value, std::memory_order_relaxed);
     engine.granted.callback.store(static_cast<int32_t>(registration.grant), std::memory_order_relaxed);
   }
@@ -155,12 +173,20 @@ void addTime(Engine& engine, int64_t start, bool hostRan) noexcept {
   }
 }
 
-void processBlock(Engine& engine, int32_t half) noexcept {
+// What is left of a block when it touches nothing any more that may be taken away.
+struct Tail {
+  int64_t start = 0;
+  bool timed = false;
+  bool hostRan = false;
+  platform::AudioDriver* announceTo = nullptr;  // the driver that wants to know that the output is ready
+};
+
+Tail processBlock(Engine& engine, int32_t half) noexcept {
   ThreadState thread = threadState();
   system::ApplyIfChanged(engine.steering, SteeringGroup::engine, thread.steering);
   const int32_t n = engine.session.blockLength;
   if (n <= 0) {
-    return;
+    return {};
   }
   const int64_t start = platform::CounterNow();
   if (!thread.floatModeSet) {
@@ -186,11 +212,8 @@ void processBlock(Engine& engine, int32_t half) noexcept {
     FeedOutputMeters(engine, half, n, false);
   }
   keep(thread);
-  if (engine.session.outputReadySupported) {
-    engine.session.currentDriver->ASIOOutputReady();
-  }
-  addTime(engine, start, hostRan);
   // The pool copy goes here. It is never the last one: a release thread holds the pool until no block can have it.
+  return {start, true, hostRan, engine.session.outputReadySupported ? engine.session.currentDriver.get() : nullptr};
 }
 
 }  // namespace
@@ -201,10 +224,25 @@ void* BufferSwitch(Engine& engine, int32_t half, bool /*directProcess*/) noexcep
     engine.counters.refusedBlocks.fetch_add(1, std::memory_order_relaxed);
     return nullptr;
   }
+  Tail tail;
+  std::atomic<int32_t>* announcing = nullptr;
   if ((half == 0 || half == 1) && engine.session.acceptsBlocks.load(std::memory_order_seq_cst)) {
-    processBlock(engine, half);
+    tail = processBlock(engine, half);
+    announcing = engine.session.announcing.get();
   }
+  if (tail.announceTo == nullptr) {
+    if (tail.timed) {
+      addTime(engine, tail.start, tail.hostRan);
+    }
+    epoch.leave();
+    return nullptr;
+  }
+  // Outside the epoch, so that a driver which never returns from this call holds up its own thread alone.
+  announcing->fetch_add(1, std::memory_order_seq_cst);
   epoch.leave();
+  tail.announceTo->ASIOOutputReady();
+  addTime(engine, tail.start, tail.hostRan);
+  announcing->fetch_sub(1, std::memory_order_seq_cst);
   return nullptr;
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 
 namespace tarnwick::engine {
@@ -23,6 +24,8 @@ class CallbackEpoch {
   // Blocks left so far. Pairs with leave: what a block wrote is visible once its number is seen.
   uint64_t blocksLeft() const noexcept { return blocks_.load(std::memory_order_acquire); }
   bool inside() const noexcept { return inside_.load(std::memory_order_seq_cst); }
+  // For a block whose thread will not come back: the next one may enter. Only while no block is admitted.
+  void abandon() noexcept { inside_.store(false, std::memory_order_seq_cst); }
 
  private:
   alignas(64) std::atomic<bool> inside_{false};
@@ -31,5 +34,7 @@ class CallbackEpoch {
 
 // Returns once no block is running that began before the call. Any thread but the callback's; sleeps between looks.
 void AwaitCallbackIdle(const CallbackEpoch& epoch);
+// The same, but only for so long: false when such a block is still running after it.
+bool AwaitCallbackIdle(const CallbackEpoch& epoch, std::chrono::milliseconds limit);
 
 }  // namespace tarnwick::engine

@@ -1,9 +1,12 @@
 #include "engine/device_session.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <cwchar>
 #include <string>
+#include <thread>
+#include <utility>
 
 namespace tarnwick::engine {
 namespace {
@@ -72,16 +75,30 @@ bool getChannelInfos(DeviceSession& session) {
   return true;
 }
 
-// The steps of a start, in their order. False leaves the text in `failure`.
+// For a block that may come back after all. Never freed.
+struct KeptForever {
+  std::unique_ptr<AudioDriver> driver;
+  std::vector<AudioBufferInfo> bufferInfos;
+  std::vector<AudioChannelInfo> channelInfos;
+  std::unique_ptr<std::atomic<int32_t>> announcing;
+};
+
+void keepForever(DeviceSession& session) {
+  static std::vector<KeptForever>& kept = *new std::vector<KeptForever>;
+  kept.push_back({std::move(session.currentDriver), std::move(session.bufferInfos), std::move(session.channelInfos),
+                  std::move(session.announcing)});
+}
+
+// The steps of a start, in their order. False, or an exception, leaves the text in `failure`.
 bool openSteps(DeviceSession& session, const AudioBackEnd& backEnd, const SessionRequest& request,
                const SessionHooks& hooks, std::wstring& failure) {
   if (request.deviceName.empty()) {
     failure = L"Select an ASIO device.";
     return false;
   }
+  failure = L"ASIO loadDriver failed for: " + request.deviceName;
   session.currentDriver = backEnd.loadAsioDriver(request.deviceName);
   if (!session.currentDriver) {
-    failure = L"ASIO loadDriver failed for: " + request.deviceName;
     return false;
   }
   session.deviceName = request.deviceName;
@@ -89,36 +106,38 @@ bool openSteps(DeviceSession& session, const AudioBackEnd& backEnd, const Sessio
   AudioInitRequest init;
   init.systemReference = request.systemReference;
   init.sampleRate = rate;
+  failure = L"ASIOInit failed: " + AsioErrorName(ASE_HWMalfunction);
   const AsioError initResult = session.currentDriver->ASIOInit(init);
   if (initResult != ASE_OK) {
     failure = L"ASIOInit failed: " + AsioErrorName(initResult);
     return false;
   }
   session.initialised = true;
+  failure = L"ASIOGetChannels failed.";
   if (!getChannels(session)) {
-    failure = L"ASIOGetChannels failed.";
     return false;
   }
+  failure = L"ASIOGetBufferSize failed.";
   if (!getBlockLength(session, request.blockLength)) {
-    failure = L"ASIOGetBufferSize failed.";
     return false;
   }
+  failure = L"ASIOCreateBuffers failed.";
   session.sampleRate.store(rate);
   session.outputReadySupported = session.currentDriver->ASIOOutputReady() == ASE_OK;
   hooks.prepareMeters(session.blockLength, rate);
   if (!createBuffers(session, hooks.callbacks)) {
-    failure = L"ASIOCreateBuffers failed.";
     return false;
   }
+  failure = L"ASIOGetChannelInfo failed.";
   if (!getChannelInfos(session)) {
-    failure = L"ASIOGetChannelInfo failed.";
     return false;
   }
+  failure = L"ASIOStart failed.";
   hooks.resetTiming();
+  session.announcing = std::make_unique<std::atomic<int32_t>>(0);
   // A driver may deliver its first block before its start call has returned.
   session.acceptsBlocks.store(true, std::memory_order_seq_cst);
   if (session.currentDriver->ASIOStart() != ASE_OK) {
-    failure = L"ASIOStart failed.";
     return false;
   }
   session.started = true;
@@ -152,8 +171,7 @@ bool OpenSession(DeviceSession& session, const AudioBackEnd& backEnd, const Sess
       return true;
     }
   } catch (const std::exception&) {
-    // Memory for absurd sizes, or a back end that throws.
-    failure = L"ASIOCreateBuffers failed.";
+    // Memory for absurd sizes, or a back end that throws: the step under way has failed.
   }
   CloseSession(session);
   hooks.log(failure);
@@ -163,25 +181,45 @@ bool OpenSession(DeviceSession& session, const AudioBackEnd& backEnd, const Sess
   return false;
 }
 
-void CloseSession(DeviceSession& session) {
+bool AwaitAnnouncements(const DeviceSession& session, std::chrono::milliseconds limit) {
+  const auto end = std::chrono::steady_clock::now() + limit;
+  while (session.announcing && session.announcing->load(std::memory_order_seq_cst) > 0) {
+    if (std::chrono::steady_clock::now() >= end) {
+      return false;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return true;
+}
+
+bool CloseSession(DeviceSession& session, std::chrono::milliseconds longestBlock) {
+  bool cameBack = true;
   if (session.currentDriver) {
     if (session.started) {
       session.currentDriver->ASIOStop();
     }
     // Some drivers call once more after their stop call: such a block is turned away, one under way is waited for.
     session.acceptsBlocks.store(false, std::memory_order_seq_cst);
-    AwaitCallbackIdle(session.epoch);
+    if (!AwaitCallbackIdle(session.epoch, longestBlock)) {
+      session.epoch.abandon();
+      cameBack = false;
+    }
+    cameBack = AwaitAnnouncements(session, longestBlock) && cameBack;
     if (session.buffersCreated) {
       session.currentDriver->ASIODisposeBuffers();
     }
     if (session.initialised) {
       session.currentDriver->ASIOExit();
     }
+    if (!cameBack) {
+      keepForever(session);
+    }
   }
   session.started = false;
   session.buffersCreated = false;
   session.initialised = false;
   session.currentDriver.reset();
+  session.announcing.reset();
   session.deviceName.clear();
   session.sampleRate.store(kFallbackRate);
   session.numInputs = 0;
@@ -190,6 +228,7 @@ void CloseSession(DeviceSession& session) {
   session.outputReadySupported = false;
   session.bufferInfos.clear();
   session.channelInfos.clear();
+  return cameBack;
 }
 
 std::wstring AsioErrorName(AsioError error) {

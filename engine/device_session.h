@@ -3,6 +3,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -19,6 +20,8 @@ inline constexpr int32_t kDefaultBlockLength = 256;
 // Larger than any device offers; a driver that asks for more is refused.
 inline constexpr int32_t kLargestBlockLength = 1 << 20;
 inline constexpr int32_t kMostChannels = 4096;  // in one direction
+// What is waited for a block of a device that has been stopped. None of a healthy one takes nearly as long.
+inline constexpr std::chrono::milliseconds kLongestBlock{3000};
 
 // The fields above the line change only while no block can run. The callback reads them plainly.
 struct DeviceSession {
@@ -37,6 +40,10 @@ struct DeviceSession {
   std::atomic<double> sampleRate{kFallbackRate};  // written by start, stop and the driver's notification; read by all
   std::atomic<bool> acceptsBlocks{false};         // from just before ASIOStart until after ASIOStop
   CallbackEpoch epoch;
+  // Blocks that have left the epoch and are in the driver's ASIOOutputReady, where a faulty driver may keep them: they
+  // touch the driver and the counters, nothing else. The callback counts, who closes the session reads. There while
+  // blocks are accepted; one of a driver that never returned is left to it.
+  std::unique_ptr<std::atomic<int32_t>> announcing;
 };
 
 // Device buffer of input or output channel `k` for half `half` (0 or 1), null when there is none. Real-time safe.
@@ -77,8 +84,11 @@ int32_t ChooseBlockLength(int32_t requested, int32_t minimum, int32_t maximum, i
 // was also logged.
 bool OpenSession(DeviceSession& session, const platform::AudioBackEnd& backEnd, const SessionRequest& request,
                  const SessionHooks& hooks, std::wstring* error);
-// Stops and closes whatever is open; harmless when nothing is.
-void CloseSession(DeviceSession& session);
+// Stops and closes whatever is open; harmless when nothing is. False when a block did not come back from a driver that
+// has been stopped: what it may touch is kept for good, and the next session begins without it.
+bool CloseSession(DeviceSession& session, std::chrono::milliseconds longestBlock = kLongestBlock);
+// Waits until no block is in the driver's ASIOOutputReady; false after the limit. Any thread but the callback's.
+bool AwaitAnnouncements(const DeviceSession& session, std::chrono::milliseconds limit = kLongestBlock);
 
 // "ASE_NotPresent" and so on.
 std::wstring AsioErrorName(platform::AsioError error);

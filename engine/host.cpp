@@ -102,7 +102,7 @@ Refusal startRefusal(const Host& host, bool lookAtFile) {
 // False with the refusal reported.
 bool readyToStart(Host& host, std::wstring* error, bool interactive) {
   if (!host.engine.asioRunning.load()) {
-    host.ui.log(L"Start request ignored: ASIO session is not running.");
+    host.ui.log(kStartIgnored);
   }
   for (InstanceRow& row : host.rows) {
     DeriveGains(row.config);
@@ -248,6 +248,7 @@ void CompleteHostStop(Host& host) {
     host.lastRunSeconds = secondsSince(engine.hostStartTimestamp.load());
     engine.hostRunning.store(false);
     AwaitCallbackIdle(engine.session.epoch);
+    AwaitAnnouncements(engine.session);  // the last block's time counts as well
     host.ui.hostQuiet();
     releaseInstances(host);
     engine.hostStartTimestamp.store(-1);

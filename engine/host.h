@@ -38,6 +38,9 @@ struct Host {
   double lastRunSeconds = 0.0;    // how long the host ran when it was last stopped
 };
 
+// Logged when a start is asked for without a session.
+inline constexpr wchar_t kStartIgnored[] = L"Start request ignored: ASIO session is not running.";
+
 // Why a start would be refused now, as far as can be told without looking at the disk; empty when it would not.
 std::wstring StartRefusal(const Host& host);
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "platform/clock.h"
 #include "system/priority.h"
 
 namespace tarnwick::engine {
@@ -84,6 +85,7 @@ void RealtimeThreadPool::work(uint64_t worker) noexcept {
   platform::SetFlushDenormals();
   system::ThreadSteering steering;
   platform::RealtimeRegistration registration;
+  uint64_t nextAsk = 0;  // milliseconds
   int32_t priorityIndex = -1;
   uint64_t seen = 0;
   bool ready = false;
@@ -97,7 +99,8 @@ void RealtimeThreadPool::work(uint64_t worker) noexcept {
       }
     }
     const bool wanted = environment_.mmcssEnabled->load(std::memory_order_relaxed);
-    if (wanted && !registration.registered) {
+    if (wanted && !registration.registered && platform::TickMilliseconds() >= nextAsk) {
+      nextAsk = platform::TickMilliseconds() + platform::kRegistrationPause;
       platform::RegisterProAudio(platform::RealtimeUse::spins, registration);
       if (environment_.grantValue != nullptr) {
         environment_.grantValue->store(registration.value, std::memory_order_relaxed);
@@ -105,8 +108,11 @@ void RealtimeThreadPool::work(uint64_t worker) noexcept {
       if (environment_.grant != nullptr) {
         environment_.grant->store(static_cast<int32_t>(registration.grant), std::memory_order_relaxed);
       }
-    } else if (!wanted && registration.registered) {
-      platform::RevertProAudio(registration);
+    } else if (!wanted) {
+      nextAsk = 0;
+      if (registration.registered) {
+        platform::RevertProAudio(registration);
+      }
     }
     if (!ready) {
       ready = true;

@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <utility>
 
 #include "platform/audio_driver.h"
@@ -21,13 +20,15 @@ AudioBackEnd CombineBackEnds(std::vector<AudioBackEnd> backEnds) {
   };
   combined.loadAsioDriver = [all](const std::wstring& name) -> std::unique_ptr<AudioDriver> {
     for (const AudioBackEnd& backEnd : *all) {
-      const std::vector<std::wstring> names = backEnd.asioGetDriverNames();
-      if (std::find(names.begin(), names.end(), name) != names.end()) {
-        return backEnd.loadAsioDriver(name);
+      if (std::unique_ptr<AudioDriver> driver = backEnd.loadAsioDriver(name)) {
+        return driver;
       }
     }
     return nullptr;
   };
+  for (const AudioBackEnd& backEnd : *all) {
+    combined.ownDevices.insert(combined.ownDevices.end(), backEnd.ownDevices.begin(), backEnd.ownDevices.end());
+  }
   return combined;
 }
 

@@ -126,9 +126,11 @@ struct AudioBackEnd {
   std::function<std::vector<std::wstring>()> asioGetDriverNames;
   // The driver of that name, or null.
   std::function<std::unique_ptr<AudioDriver>(const std::wstring& name)> loadAsioDriver;
+  // Those of the names that the program brings itself: no device of the machine answers behind them.
+  std::vector<std::wstring> ownDevices;
 };
 
-// The drivers of several back ends as one list, in the order given; the first that lists a name loads it.
+// The drivers of several back ends as one list, in the order given; the first that loads a name has it.
 AudioBackEnd CombineBackEnds(std::vector<AudioBackEnd> backEnds);
 
 }  // namespace tarnwick::platform

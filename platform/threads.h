@@ -50,7 +50,7 @@ enum class RealtimeGrant : int32_t {
 
 // One thread's registration for "Pro Audio". Empty until registered.
 struct RealtimeRegistration {
-  bool registered = false;
+  bool registered = false;  // nothing is to be gained by asking again
   RealtimeGrant grant = RealtimeGrant::none;
   int32_t value = 0;       // SCHED_FIFO priority, or the nice value
   void* handle = nullptr;  // Windows: the scheduler's handle
@@ -59,7 +59,9 @@ struct RealtimeRegistration {
 
 // Registers the calling thread. Linux gives a thread that spins SCHED_FIFO only when the kernel does not throttle
 // real-time threads (kernel.sched_rt_runtime_us = -1), because it would stop a spinning one for up to 50 ms each
-// second. `registered` is set whatever was granted, so that it is asked for once.
+// second; it is asked once. Windows may refuse while its scheduler's service has not started: `registered` then stays
+// clear, and the caller asks again kRegistrationPause later.
+inline constexpr uint64_t kRegistrationPause = 10'000;  // milliseconds
 void RegisterProAudio(RealtimeUse use, RealtimeRegistration& registration) noexcept;
 // Undoes a registration on the thread that made it.
 void RevertProAudio(RealtimeRegistration& registration) noexcept;

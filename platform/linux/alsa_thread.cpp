@@ -61,13 +61,14 @@ void AlsaThread::stop() {
 void AlsaThread::run(std::promise<int>& started) {
   SetThreadName("twk-alsa");
   const int error = restart();
+  // Before the start returns: what is made for the session is made for its rate.
+  if (error >= 0 && run_.tellsRate && run_.callbacks.sampleRateDidChange) {
+    run_.callbacks.sampleRateDidChange(run_.callbacks.context, run_.sampleRate);
+  }
   started.set_value(error);
   if (error < 0) {
     pcm_.drop();
     return;
-  }
-  if (run_.tellsRate && run_.callbacks.sampleRateDidChange) {
-    run_.callbacks.sampleRateDidChange(run_.callbacks.context, run_.sampleRate);
   }
   while (!stopping()) {
     const int outcome = deliverBlock();

@@ -230,6 +230,7 @@ bool VirtualDevice::prepare(std::wstring* error) {
 AudioBackEnd VirtualDevice::backEnd() {
   AudioBackEnd result;
   result.asioGetDriverNames = [] { return std::vector<std::wstring>{kVirtualDriverName}; };
+  result.ownDevices = {kVirtualDriverName};
   result.loadAsioDriver = [state = state_](const std::wstring& name) -> std::unique_ptr<AudioDriver> {
     if (name != kVirtualDriverName) {
       return nullptr;

@@ -168,6 +168,7 @@ AsioError AsioDriver::init(const AudioInitRequest& request) {
     Trace(L"ASIO: \"" + entry_.name + L"\" does not open: " + WideFromSystemText(answer.message));
     return result;
   }
+  direct_.store(false);
   online_.store(true);
   return ASE_OK;
 }
@@ -233,6 +234,7 @@ AsioError AsioDriver::createBuffers(AudioBufferInfo* infos, int32_t count, int32
   if (!TakeAsioGate(this, callbacks)) {
     return ASE_InvalidMode;
   }
+  direct_.store(true);
   // Drivers ask the host questions from inside this call.
   SetAsioPassage(this, AsioPassage::notifications);
   std::vector<AsioBufferInfo> buffers;
@@ -283,8 +285,22 @@ AsioError AsioDriver::getChannelInfo(AudioChannelInfo& info) {
 }
 
 AsioError AsioDriver::outputReady() noexcept {
+  if (!direct_.load(std::memory_order_relaxed)) {
+    return askOutputReady();
+  }
   AsioComDriver* const driver = instance_->driver.load(std::memory_order_relaxed);
   return online_.load(std::memory_order_relaxed) && driver != nullptr ? driver->outputReady() : ASE_NotPresent;
+}
+
+AsioError AsioDriver::askOutputReady() noexcept {
+  if (!online_.load()) {
+    return ASE_NotPresent;
+  }
+  try {
+    return call(options_.limits.other, [](Instance& instance) { return (*instance).outputReady(); });
+  } catch (const std::exception&) {
+    return ASE_NoMemory;
+  }
 }
 
 AsioError AsioDriver::start() {

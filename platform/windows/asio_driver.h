@@ -30,7 +30,8 @@ class AsioDriver : public std::enable_shared_from_this<AsioDriver> {
   AsioError getLatencies(int32_t& input, int32_t& output);
   AsioError createBuffers(AudioBufferInfo* infos, int32_t count, int32_t blockLength, const AudioCallbacks& callbacks);
   AsioError getChannelInfo(AudioChannelInfo& info);
-  // Real-time safe as far as the driver's own is.
+  // Before createBuffers a question, asked on the driver's thread; from then on, on the calling thread, as real-time
+  // safe as the driver's own.
   AsioError outputReady() noexcept;
   AsioError start();
   AsioError stop();
@@ -45,6 +46,7 @@ class AsioDriver : public std::enable_shared_from_this<AsioDriver> {
   template <class Call>
   AsioError call(std::chrono::milliseconds limit, Call work);
   void giveUp();
+  AsioError askOutputReady() noexcept;
 
   const AsioEntry entry_;
   const AsioOptions options_;
@@ -52,6 +54,8 @@ class AsioDriver : public std::enable_shared_from_this<AsioDriver> {
   std::shared_ptr<AsioThread> thread_;
   // Between init and exit. Written by the user-interface thread, read by outputReady.
   std::atomic<bool> online_{false};
+  // From createBuffers on. Written by the user-interface thread before a block can come, read by outputReady.
+  std::atomic<bool> direct_{false};
   bool hasBuffers_ = false;
   bool started_ = false;
   bool givenUp_ = false;

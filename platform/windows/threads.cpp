@@ -92,14 +92,15 @@ void RegisterProAudio(RealtimeUse /*use*/, RealtimeRegistration& registration) n
   if (registration.registered) {
     return;
   }
-  registration.registered = true;
   const RegisterFunction enter = registerTask.load(std::memory_order_relaxed);
   if (enter == nullptr) {
+    registration.registered = true;
     return;
   }
   DWORD taskIndex = 0;
   registration.handle = enter(kProAudioTask, &taskIndex);
   if (registration.handle != nullptr) {
+    registration.registered = true;
     registration.grant = RealtimeGrant::mmcss;
     registration.taskIndex = taskIndex;
   }

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <thread>
 
 #include "support/engine_rig.h"
 
@@ -51,6 +52,42 @@ TEST(DeviceSession, OperationsInTheirOrder) {
   EXPECT_EQ(rig.engine.session.blockLength, 0);
   EXPECT_EQ(rig.engine.session.sampleRate, 48000.0);
   EXPECT_TRUE(StopAsio(rig.engine, rig.user.ui(), nullptr, false)) << "stopping what is stopped succeeds";
+}
+
+TEST(DeviceSession, ABlockThatTheDriverKeepsDoesNotHoldUpTheStop) {
+  using std::chrono::milliseconds;
+  for (const bool inDriver : {true, false}) {
+    EngineRig rig;
+    std::atomic<bool> entered{false};
+    std::atomic<bool> kept{true};
+    const auto keepFirst = [&] {
+      if (!entered.exchange(true)) {
+        entered.notify_all();
+        kept.wait(true);
+      }
+    };
+    ASSERT_TRUE(rig.startDevice());
+    DeviceSession& session = rig.engine.session;
+    if (inDriver) {
+      rig.device.inOutputReady = keepFirst;
+    } else {
+      rig.engine.captureHook = [&keepFirst](int32_t, int32_t) { keepFirst(); };
+    }
+    std::thread block([&] { rig.device.runBlock(); });
+    entered.wait(false);
+    EXPECT_TRUE(AwaitCallbackIdle(session.epoch, milliseconds(inDriver ? 5000 : 10)) == inDriver);
+    rig.engine.asioRunning = false;
+    EXPECT_FALSE(CloseSession(session, milliseconds(20)));
+    EXPECT_EQ(rig.device.calls.back(), "ASIOExit");
+    EXPECT_EQ(rig.device.loaded, 1) << "its operation is still running";
+    ASSERT_TRUE(rig.startDevice());
+    rig.device.runBlock();
+    EXPECT_EQ(rig.engine.counters.refusedBlocks.load(), 0u);
+    EXPECT_TRUE(StopAsio(rig.engine, rig.user.ui(), nullptr, false));
+    kept.store(false);
+    kept.notify_all();
+    block.join();
+  }
 }
 
 TEST(DeviceSession, EveryFailureIsNamedAndUndone) {
@@ -182,6 +219,23 @@ TEST(DeviceList, KeepsWhatAnswers) {
             (std::vector<std::wstring>{L"No ASIO devices are online (hardware ready). Installed drivers did not open.",
                                        L"Saved ASIO device is not available; selection cleared.",
                                        L"Device list refreshed."}));
+}
+
+TEST(DeviceList, ADeviceOfTheProgramsOwnIsNoAnswerOfTheMachines) {
+  EngineRig rig;
+  DeviceList list;
+  const auto firstLine = [&](const std::vector<std::wstring>& names, const wchar_t* missing) {
+    AudioBackEnd backEnd = rig.device.backEnd(names, missing);
+    backEnd.ownDevices = {L"Own"};
+    rig.user.log.clear();
+    RefreshDeviceList(rig.engine, backEnd, list, rig.user.ui());
+    EXPECT_EQ(list.devices.back(), L"Own");
+    return rig.user.log.front();
+  };
+  EXPECT_EQ(firstLine({L"Own"}, L""), L"No ASIO drivers detected.");
+  EXPECT_EQ(firstLine({L"Off", L"Own"}, L"Off"),
+            L"No ASIO devices are online (hardware ready). Installed drivers did not open.");
+  EXPECT_EQ(firstLine({L"On", L"Own"}, L""), L"Device list refreshed.");
 }
 
 TEST(DeviceList, ARunningSessionIsNotProbed) {

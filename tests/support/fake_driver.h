@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstring>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -31,6 +32,7 @@ struct FakeDevice {
   std::vector<std::vector<uint8_t>> outputBytes[2];
   int32_t loaded = 0;  // drivers alive
   int32_t nextHalf = 0;
+  std::function<void()> inOutputReady;  // instead of noting the call, once set
   bool freesBuffers = false;  // in ASIODisposeBuffers, as drivers do; a test then looks at no output afterwards
 
   platform::AsioError note(const char* operation) {
@@ -110,7 +112,13 @@ struct FakeDevice {
       info.type = sampleType;
       return note("ASIOGetChannelInfo");
     };
-    driver->ASIOOutputReady = [this] { return note("ASIOOutputReady"); };
+    driver->ASIOOutputReady = [this] {
+      if (!inOutputReady) {
+        return note("ASIOOutputReady");
+      }
+      inOutputReady();
+      return platform::ASE_OK;
+    };
     driver->ASIOStart = [this] { return note("ASIOStart"); };
     driver->ASIOStop = [this] { return note("ASIOStop"); };
     driver->ASIODisposeBuffers = [this] {

@@ -147,7 +147,7 @@ TEST(AsioMisbehaviour, AHangIsLeftBehind) {
   int32_t waits = 0;
   for (const bool pumps : {false, true}) {
     options.onWait = pumps ? [&](bool waiting) { waits += waiting ? 1 : -1; } : std::function<void(bool)>();
-    for (const char* place : {"load", "init", "latencies", "create", "start", "stop", "release"}) {
+    for (const char* place : {"load", "init", "latencies", "output-ready", "create", "start", "stop", "release"}) {
       SCOPED_TRACE(place);
       rig.configure("clock=fast hang-ms=700 hang=" + std::string(place));
       lines = 0;
@@ -157,6 +157,7 @@ TEST(AsioMisbehaviour, AHangIsLeftBehind) {
         int32_t number = 0;
         if (host && host->ASIOInit({}) == ASE_OK) {
           host->ASIOGetLatencies(number, number);
+          host->ASIOOutputReady();
           if (host.create(64) == ASE_OK && host->ASIOStart() == ASE_OK) {
             host->ASIOStop();
           }

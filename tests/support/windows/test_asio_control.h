@@ -19,7 +19,7 @@
 //   init=TEXT                     init answers 0, with this message
 //   channels= buffer-size= latencies= channel-info= create= start= stop=   result codes of those calls
 //   null-buffers=1                createBuffers leaves the last buffer out
-//   hang=init|create|start|stop|latencies|release|load  and hang-ms: the call takes that long
+//   hang=init|create|start|stop|latencies|release|load|output-ready  and hang-ms: the call takes that long
 //   rate-change-block=-1 new-rate=0   the rate notification before this block
 //   late-every=0 late-ms=0        every such block comes late by that much
 //   mute=1                        no callback ever

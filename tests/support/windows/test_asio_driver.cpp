@@ -251,6 +251,7 @@ int32_t TestAsioDriver::future(int32_t /*selector*/, void* /*parameter*/) {
 }
 
 int32_t TestAsioDriver::outputReady() {
+  hang("output-ready");
   device_.outputReadies += 1;
   if (settings_.notify != 0 && session_ && session_->running()) {
     session_->notifyAll();
