@@ -29,6 +29,7 @@ using SteadyClock = std::chrono::steady_clock;
 constexpr size_t kMessageCapacity = 1024;
 constexpr size_t kWorkCapacity = 4096;
 constexpr std::chrono::milliseconds kWithoutEventFd{10};
+constexpr std::chrono::milliseconds kTurn{50};  // after which a queue lets the others and the timers have theirs
 constexpr int64_t kNoQuit = INT64_MIN;
 
 struct Message {
@@ -133,10 +134,11 @@ struct UiThread::State {
 
   bool quitting() const noexcept { return quitCode.load(std::memory_order_relaxed) != kNoQuit; }
 
-  // True when some are left: a flood of messages may not keep the timers and the other queue waiting.
+  // Both answer true when some are left: a flood may not keep the timers and the other queue waiting.
   bool runMessages() {
+    const auto end = SteadyClock::now() + kTurn;
     Message message{};
-    for (size_t k = 0; k < kMessageCapacity; ++k) {
+    for (size_t k = 0; k < kMessageCapacity && SteadyClock::now() < end; ++k) {
       if (quitting() || !messages.pop(message)) {
         return false;
       }
@@ -149,8 +151,10 @@ struct UiThread::State {
   }
 
   bool runRequests() {
+    const auto end = SteadyClock::now() + kTurn;
     std::unique_lock lock(mutex);
-    for (size_t left = requests.size(); left > 0 && !requests.empty() && !quitting(); --left) {
+    for (size_t left = requests.size(); left > 0 && !requests.empty() && !quitting() && SteadyClock::now() < end;
+         --left) {
       const RequestPointer request = std::move(requests.front());
       requests.pop_front();
       request->phase = Phase::running;

@@ -24,7 +24,8 @@ constexpr wchar_t kClassName[] = L"TarnwickUiThread";
 constexpr int32_t kMessageCapacity = 1024;
 constexpr UINT_PTR kTimer = 1;
 constexpr int64_t kNoQuit = INT64_MIN;
-constexpr LRESULT kHeldBack = 2;  // answers kUiSentWork: not now, but it may still run
+constexpr milliseconds kTurn{50};  // after which sent messages let the posted ones have theirs
+constexpr LRESULT kHeldBack = 2;   // answers kUiSentWork: not now, but it may still run
 
 // Posts to a window; without one nothing is posted, where the system would take the calling thread for it.
 bool tell(const std::atomic<HWND>& target, UINT message, WPARAM parameter = 0) noexcept {
@@ -50,6 +51,7 @@ struct UiThread::State {
   std::optional<SteadyClock::time_point> armedFor;  // the instant that the window's timer is set to
   bool quitPosted = false;                          // a WM_QUIT of ours has not been taken yet
   bool held = false;
+  SteadyClock::duration sentTime{};  // that sent messages have taken since one was last posted or a timer due
 
   bool onOwner() const noexcept { return owner.load(std::memory_order_relaxed) == GetCurrentThreadId(); }
   bool isOpen() const noexcept { return target.load(std::memory_order_acquire) != nullptr; }
@@ -110,8 +112,7 @@ struct UiThread::State {
           result = kHeldBack;
           return true;
         }
-        // A sent message overtakes the posted ones; the work before it in the queue runs first all the same.
-        result = work.runUpTo(wParam, [this] { return quitting(); }) ? 1 : 0;
+        result = runSent(wParam);
         return true;
       case kUiQuit:
         if (quitting()) {  // also ends the loop of a message box
@@ -124,9 +125,25 @@ struct UiThread::State {
     }
   }
 
-  // Timer messages come only when nothing else waits. So the timers are looked at after every message of ours as well,
-  // or a flood of messages would stop them.
+  // A sent message overtakes the posted ones; the work before it in the queue runs first all the same. So a backlog, or
+  // senders enough, would keep all posted messages waiting, and the timers with them: once the sent ones have taken
+  // their time, the work is left to a posted message.
+  LRESULT runSent(uint64_t number) noexcept {
+    const auto begin = SteadyClock::now();
+    const auto end = begin + (kTurn - sentTime);
+    const auto ran = work.runUpTo(number, [&] { return quitting() || SteadyClock::now() >= end; });
+    sentTime += SteadyClock::now() - begin;
+    if (!ran && !quitting()) {
+      tell(target, kUiPostedWork);
+      return kHeldBack;
+    }
+    return ran.value_or(false) ? 1 : 0;
+  }
+
+  // Timer messages come only when nothing else waits. So the timers are looked at after every posted message of ours as
+  // well, or a flood of messages would stop them.
   void runTimers() noexcept {
+    sentTime = {};
     const auto now = SteadyClock::now();
     while (!quitting()) {
       const auto tick = timers.takeDue(now);

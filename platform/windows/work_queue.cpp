@@ -86,7 +86,7 @@ void WorkQueue::runFirst() noexcept {
   request->phase = Phase::finished;
 }
 
-bool WorkQueue::runUpTo(uint64_t number, const std::function<bool()>& ended) noexcept {
+std::optional<bool> WorkQueue::runUpTo(uint64_t number, const std::function<bool()>& ended) noexcept {
   std::unique_lock lock(mutex_);
   const auto found = std::find_if(requests_.begin(), requests_.end(),
                                   [number](const RequestPointer& request) { return request->number == number; });
@@ -94,7 +94,10 @@ bool WorkQueue::runUpTo(uint64_t number, const std::function<bool()>& ended) noe
     return false;
   }
   const RequestPointer request = *found;
-  while (request->phase == Phase::waiting && !ended()) {
+  while (request->phase == Phase::waiting) {
+    if (ended()) {
+      return std::nullopt;
+    }
     lock.unlock();
     runFirst();
     lock.lock();

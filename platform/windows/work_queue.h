@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 
 #include "platform/text.h"
 #include "platform/trace.h"
@@ -63,9 +64,9 @@ class WorkQueue {
 
   // Runs the request that has waited longest, if there is one. User-interface thread.
   void runFirst() noexcept;
-  // Runs all requests up to the one with that number, until `ended` says that no more are to run. True when that one
-  // has run and says so. User-interface thread.
-  bool runUpTo(uint64_t number, const std::function<bool()>& ended) noexcept;
+  // Runs all requests up to the one with that number, and returns what that one says; nothing when `ended` said before
+  // that no more are to run now. User-interface thread.
+  std::optional<bool> runUpTo(uint64_t number, const std::function<bool()>& ended) noexcept;
 
  private:
   bool take(const RequestPointer& request);

@@ -25,14 +25,18 @@ class UiThreadTest : public ::testing::Test {
   ~UiThreadTest() override { stop(); }
 
   void start() {
-    const auto opened = std::make_shared<std::promise<void>>();
-    loop_ = std::thread([this, opened] {
+    const auto running = std::make_shared<std::promise<void>>();
+    loop_ = std::thread([this, running] {
       ui_.open([this](UiMessage number, intptr_t parameter) { handle(number, parameter); });
-      opened->set_value();
+      UiThread::TimerId timer = 0;
+      timer = ui_.startTimer(milliseconds(1), [&] {  // ticks once the loop runs
+        ui_.stopTimer(timer);
+        running->set_value();
+      });
       code_ = ui_.run();
       ui_.close();
     });
-    opened->get_future().wait();
+    running->get_future().wait();
   }
   void stop() {
     if (loop_.joinable()) {

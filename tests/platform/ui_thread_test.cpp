@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <stdexcept>
 
 #include "ui_thread_fixture.h"
@@ -247,6 +248,40 @@ TEST_F(UiThreadTest, AFloodOfPostsDoesNotHoldBackTheTimersOrEachOther) {
   EXPECT_EQ(ticks, 3);
   EXPECT_GT(works, 1);
   EXPECT_GT(messages, 1);
+}
+
+TEST_F(UiThreadTest, ABacklogLeavesTheTimersTheirTurnAndKeepsItsOrder) {
+  constexpr int kEach = 200;
+  int done = 0;
+  int lastTick = 0;
+  int mostBetweenTicks = 0;
+  std::vector<int> order;
+  const auto slow = [&done] {
+    std::this_thread::sleep_for(milliseconds(2));
+    ++done;
+  };
+  ui_.open([&](UiMessage, intptr_t) { slow(); });
+  for (int k = 0; k < kEach; ++k) {
+    EXPECT_TRUE(ui_.post(UiMessage::refreshFirst));
+    EXPECT_TRUE(ui_.post([&order, slow, k] {
+      order.push_back(k);
+      slow();
+    }));
+  }
+  ui_.startTimer(milliseconds(5), [&] {
+    mostBetweenTicks = std::max(mostBetweenTicks, done - std::exchange(lastTick, done));
+    if (done == 2 * kEach) {
+      ui_.quit(0);
+    }
+  });
+  // On Windows a sent request comes before all that is posted.
+  auto sent = std::async(std::launch::async, [this] { return ui_.send([] { return true; }); });
+  ui_.run();
+  ui_.close();
+  sent.get();
+  EXPECT_LT(mostBetweenTicks, 100);
+  EXPECT_EQ(order.size(), size_t{kEach});
+  EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
 }
 
 }  // namespace
