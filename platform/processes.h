@@ -23,8 +23,12 @@ struct ProcessAffinity {
   uint64_t system = 0;   // the processors that it could be given
 };
 
+// What a process is to get, from what it has now; 0 = it is left as it is.
+using AffinityChoice = std::function<uint64_t(const ProcessAffinity& present)>;
+
 enum class AffinityOutcome {
   set,
+  left,    // nothing was chosen for it
   denied,  // the process may not be opened for this, or has ended
   failed,  // it was opened and the system refused
 };
@@ -38,8 +42,10 @@ struct Processes {
   std::function<std::wstring()> ownExecutable;  // as ProcessEntry::executable
 
   std::function<ProcessAffinity(uint32_t id)> readAffinity;
-  // Linux: of every thread of the process. A mask that holds all processors there are means those above 63 too.
-  std::function<AffinityOutcome(uint32_t id, uint64_t mask)> setAffinity;
+  // Reads and sets in one go: should the process end in between and its number go to another, that one is not touched.
+  // `choose` is called once, or not at all when the process is denied. Linux: of every thread of the process; a mask
+  // that holds all processors there are means those above 63 too.
+  std::function<AffinityOutcome(uint32_t id, const AffinityChoice& choose)> changeAffinity;
 
   // Limits the own process; false when the system refuses. Windows gives all threads of the process this mask, so those
   // that have a narrower one must apply it again afterwards. Linux knows no mask of a process: every thread gets this

@@ -15,16 +15,14 @@ constexpr int32_t kBelowNormalIndex = 1;
 // Counts one process of the others.
 void steerProcess(const platform::Processes& processes, uint32_t id, uint64_t target, SteeringCounts& counts) {
   counts.examined += 1;
-  const uint64_t possible = processes.readAffinity(id).system;
-  const uint64_t mask = possible != 0 ? target & possible : target;
-  if (mask == 0) {
-    counts.skipped += 1;
-    return;
-  }
-  switch (processes.setAffinity(id, mask)) {
+  const auto choose = [target](const platform::ProcessAffinity& present) {
+    return present.system != 0 ? target & present.system : target;
+  };
+  switch (processes.changeAffinity(id, choose)) {
     case platform::AffinityOutcome::set:
       counts.set += 1;
       break;
+    case platform::AffinityOutcome::left:
     case platform::AffinityOutcome::denied:
       counts.skipped += 1;
       break;

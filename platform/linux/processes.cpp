@@ -20,6 +20,7 @@
 #include <string_view>
 #include <thread>
 
+#include "platform/linux/file_descriptor.h"
 #include "platform/linux/thread_claims.h"
 #include "platform/text.h"
 #include "platform/threads.h"
@@ -209,14 +210,20 @@ ProcessAffinity readAffinity(uint32_t id) {
   return mask ? ProcessAffinity{*mask, onlineMask()} : ProcessAffinity{};
 }
 
-AffinityOutcome setAffinity(uint32_t id, uint64_t mask) {
-  if (id == 0) {  // would mean the calling thread
+AffinityOutcome changeAffinity(uint32_t id, const AffinityChoice& choose) {
+  // The open folder stays this process's: it is empty once the process has ended, whoever has its number then.
+  const FileDescriptor folder(open(processFolder(static_cast<pid_t>(id)).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  if (id == 0 || !folder.valid()) {  // 0 would mean the calling thread
     return AffinityOutcome::denied;
+  }
+  const uint64_t mask = choose(readAffinity(id));
+  if (mask == 0) {
+    return AffinityOutcome::left;
   }
   const cpu_set_t set = setOf(mask, onlineMask());
   bool any = false;
   int problem = 0;
-  forEachThread(processFolder(static_cast<pid_t>(id)), [&](pid_t thread) {
+  forEachThread("/proc/self/fd/" + std::to_string(folder.get()), [&](pid_t thread) {
     if (sched_setaffinity(thread, sizeof set, &set) == 0) {
       any = true;
     } else if (errno != ESRCH) {  // a thread that has ended is no trouble
@@ -289,7 +296,7 @@ Processes SystemProcesses() {
   processes.ownId = [] { return static_cast<uint32_t>(getpid()); };
   processes.ownExecutable = [] { return WideFromUtf8(executableOf("/proc/self")); };
   processes.readAffinity = &readAffinity;
-  processes.setAffinity = &setAffinity;
+  processes.changeAffinity = &changeAffinity;
   processes.setOwnAffinity = &setOwnAffinity;
   processes.limitNewThreads = &limitNewThreads;
   processes.setOwnClass = [](ProcessClass) { return false; };

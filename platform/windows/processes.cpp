@@ -48,8 +48,7 @@ Handle open(uint32_t id) {
   return Handle(OpenProcess(PROCESS_SET_INFORMATION | PROCESS_QUERY_LIMITED_INFORMATION, FALSE, id));
 }
 
-ProcessAffinity readAffinity(uint32_t id) {
-  const Handle process = open(id);
+ProcessAffinity affinityOf(const Handle& process) {
   DWORD_PTR mask = 0;
   DWORD_PTR system = 0;
   if (!process || GetProcessAffinityMask(process.get(), &mask, &system) == FALSE) {
@@ -58,10 +57,14 @@ ProcessAffinity readAffinity(uint32_t id) {
   return {mask, system};
 }
 
-AffinityOutcome setAffinity(uint32_t id, uint64_t mask) {
+AffinityOutcome changeAffinity(uint32_t id, const AffinityChoice& choose) {
   const Handle process = open(id);
   if (!process) {
     return AffinityOutcome::denied;
+  }
+  const uint64_t mask = choose(affinityOf(process));
+  if (mask == 0) {
+    return AffinityOutcome::left;
   }
   return SetProcessAffinityMask(process.get(), mask) != FALSE ? AffinityOutcome::set : AffinityOutcome::failed;
 }
@@ -91,8 +94,8 @@ Processes SystemProcesses() {
   processes.list = &list;
   processes.ownId = [] { return uint32_t{GetCurrentProcessId()}; };
   processes.ownExecutable = &ownExecutable;
-  processes.readAffinity = &readAffinity;
-  processes.setAffinity = &setAffinity;
+  processes.readAffinity = [](uint32_t id) { return affinityOf(open(id)); };
+  processes.changeAffinity = &changeAffinity;
   processes.setOwnAffinity = [](uint64_t mask) { return SetProcessAffinityMask(GetCurrentProcess(), mask) != FALSE; };
   processes.limitNewThreads = [](uint64_t) {};
   processes.setOwnClass = [](ProcessClass processClass) {

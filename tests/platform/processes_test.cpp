@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <memory>
 
 #include "platform/threads.h"
 #include "processors.h"
@@ -115,6 +116,43 @@ struct OtherProgram {
   ~OtherProgram() { unlink(path.c_str()); }
 };
 
+AffinityChoice always(uint64_t mask) {
+  return [mask](const ProcessAffinity&) { return mask; };
+}
+
+// A child with the number of one that has ended; none when the system does not let it be chosen.
+std::unique_ptr<Child> childNumbered(uint32_t id) {
+  constexpr int kTries = 50;  // another process may be given it first
+  for (int k = 0; k < kTries; ++k) {
+    std::ofstream("/proc/sys/kernel/ns_last_pid") << id - 1;
+    auto child = std::make_unique<Child>();
+    if (child->started() && child->id() == id) {
+      return child;
+    }
+  }
+  return nullptr;
+}
+
+TEST(Processes, TheNextProcessOfTheSameNumberIsNotSet) {
+  if (oneProcessor()) {
+    GTEST_SKIP() << "one processor";
+  }
+  Child first;
+  ASSERT_TRUE(first.started());
+  std::unique_ptr<Child> second;
+  const auto outcome = SystemProcesses().changeAffinity(first.id(), [&](const ProcessAffinity& present) {
+    EXPECT_EQ(present.process, SystemAffinityMask());
+    first.end();
+    second = childNumbered(first.id());
+    return lowest();
+  });
+  EXPECT_EQ(outcome, AffinityOutcome::denied);
+  if (!second) {
+    GTEST_SKIP() << "the number could not be chosen";
+  }
+  EXPECT_TRUE(allAre(second->masks(), SystemAffinityMask()));
+}
+
 TEST(Processes, OthersAreSteeredWithAllTheirThreads) {
   if (oneProcessor()) {
     GTEST_SKIP() << "one processor";
@@ -162,7 +200,7 @@ TEST(Processes, AnotherUsersProcessIsLeftAlone) {
   ASSERT_TRUE(child.started());
   const Processes processes = SystemProcesses();
   ASSERT_EQ(seteuid(kNobody), 0);
-  const AffinityOutcome outcome = processes.setAffinity(child.id(), lowest());
+  const AffinityOutcome outcome = processes.changeAffinity(child.id(), always(lowest()));
   ASSERT_EQ(seteuid(0), 0);
   EXPECT_EQ(outcome, AffinityOutcome::denied);
   EXPECT_TRUE(allAre(child.masks(), SystemAffinityMask()));
@@ -176,7 +214,7 @@ TEST(Processes, AMaskWithoutAProcessorOfTheMachineFails) {
   if (~machine == 0) {
     GTEST_SKIP() << "64 processors";
   }
-  EXPECT_EQ(SystemProcesses().setAffinity(child.id(), ~machine), AffinityOutcome::failed);
+  EXPECT_EQ(SystemProcesses().changeAffinity(child.id(), always(~machine)), AffinityOutcome::failed);
   EXPECT_TRUE(allAre(child.masks(), SystemAffinityMask()));
 }
 

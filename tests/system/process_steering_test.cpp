@@ -36,9 +36,13 @@ struct FakeMachine {
     p.readAffinity = [this](uint32_t id) {
       return closed.count(id) != 0 ? platform::ProcessAffinity{} : affinities[id];
     };
-    p.setAffinity = [this](uint32_t id, uint64_t mask) {
+    p.changeAffinity = [this](uint32_t id, const platform::AffinityChoice& choose) {
       if (closed.count(id) != 0) {
         return AffinityOutcome::denied;
+      }
+      const uint64_t mask = choose(affinities[id]);
+      if (mask == 0) {
+        return AffinityOutcome::left;
       }
       if (stubborn.count(id) != 0) {
         return AffinityOutcome::failed;
@@ -161,9 +165,9 @@ struct SlowMachine {
       }
       return machine.running;
     };
-    p.setAffinity = [this](uint32_t, uint64_t mask) {
+    p.changeAffinity = [this](uint32_t id, const platform::AffinityChoice& choose) {
       const std::lock_guard<std::mutex> lock(mutex);
-      masks.push_back(mask);
+      masks.push_back(choose(machine.affinities[id]));
       return AffinityOutcome::set;
     };
     return p;
@@ -203,13 +207,13 @@ TEST(OtherProcessesSteering, EndingItCutsARunShort) {
     slow.machine.add(id, L"other.exe");
   }
   platform::Processes processes = slow.processes();
-  processes.setAffinity = [&slow](uint32_t id, uint64_t mask) {
+  processes.changeAffinity = [&slow](uint32_t id, const platform::AffinityChoice& choose) {
     if (id == 3) {
       slow.entered.set_value();
       slow.mayGoOn.get_future().wait();
     }
     const std::lock_guard<std::mutex> lock(slow.mutex);
-    slow.masks.push_back(mask);
+    slow.masks.push_back(choose(slow.machine.affinities[id]));
     return AffinityOutcome::set;
   };
   processes.list = [&slow] { return slow.machine.running; };

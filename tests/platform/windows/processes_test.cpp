@@ -80,10 +80,18 @@ TEST(WindowsProcesses, OthersAreSteered) {
   }
   EXPECT_EQ(maskOf(GetCurrentProcess()), SystemAffinityMask());
   if (~SystemAffinityMask() != 0) {
-    EXPECT_EQ(processes.setAffinity(other.id(), ~SystemAffinityMask()), AffinityOutcome::failed);
+    EXPECT_EQ(processes.changeAffinity(other.id(), [](const auto&) { return ~SystemAffinityMask(); }),
+              AffinityOutcome::failed);
   }
-  other.end();
-  EXPECT_NE(processes.setAffinity(other.id(), lowest()), AffinityOutcome::set);
+  // It ends between the look at it and the setting.
+  EXPECT_NE(processes.changeAffinity(other.id(),
+                                     [&other](const ProcessAffinity& present) {
+                                       EXPECT_EQ(present.process, SystemAffinityMask());
+                                       other.end();
+                                       return lowest();
+                                     }),
+            AffinityOutcome::set);
+  EXPECT_NE(processes.changeAffinity(other.id(), [](const auto&) { return lowest(); }), AffinityOutcome::set);
 }
 
 TEST(WindowsProcesses, TheOwnOneIsLimited) {
