@@ -50,6 +50,8 @@ class Socket {
   bool setPeerTimeout(std::chrono::seconds time);
   // Sends small pieces at once instead of gathering them.
   bool setNoDelay();
+  // TCP: about how much the system keeps of what was sent and has not arrived. Without it that grows to megabytes.
+  bool setSendBuffer(size_t bytes);
 
   // `size` is at least 1. Bytes received or sent: 1..size. 0 = the peer has closed (receive only). kWouldBlock =
   // nothing now, on a socket that does not wait. kFailed = anything else, a time-out included.
@@ -63,11 +65,13 @@ class Socket {
   // True when a `receive` or `accept` would return at once (data, end, failure or `shut`), false when `time` has passed
   // without that; it never waits longer.
   bool waitReadable(std::chrono::milliseconds time);
+  // The same for a `send` that would take something.
+  bool waitWritable(std::chrono::milliseconds time);
 
   // Ends the connection in both directions: a blocked receive or send ends, later ones too, the peer sees the end.
   // Linux lets receive bring what had arrived before, then 0; Windows lets it fail. The socket's number stays taken
   // until the destructor, so no other thread can hit a stranger's. For a listening socket it makes later accepts fail
-  // where the system can do that (Linux). A wait in waitReadable ends on Linux; on Windows it need not, so who waits
+  // where the system can do that (Linux). A wait for bytes or room ends on Linux; on Windows it need not, so who waits
   // there does it in slices and looks at its own mark of the end between them.
   void shut() noexcept;
 

@@ -55,7 +55,7 @@ struct RemoteControlCallbacks {
   std::function<bool(uint32_t index, const RemoteInstancePatch&)> instance;
   std::function<bool(bool isInput, int32_t channelIndex, const RemoteRecordChannelPatch&)> recordChannel;
 
-  // Actions; they are posted, so they return before the action has run.
+  // Actions; they are posted, so they return before the action has run, and false when it could not be posted.
   ActionWithError startHost;
   Action stopHost;
   Action startAsio;

@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "remote/http_head.h"
+#include "remote/slow_link.h"
 
 namespace tarnwick::remote {
 namespace {
@@ -58,7 +59,7 @@ int64_t receive(platform::Socket& socket, void* buffer, size_t size, const Deadl
 }
 
 bool sendAll(platform::Socket& socket, std::string_view bytes, const std::atomic<bool>& running) {
-  Deadline deadline;
+  Deadline deadline(kLongestPause, kLongestExchange + TimeOnSlowLink(bytes.size()));
   while (!bytes.empty() && running && deadline.left() > milliseconds(0)) {
     const int64_t count = socket.send(bytes.data(), bytes.size());
     if (count > 0) {

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <limits>
 
 #include "platform/text.h"
 
@@ -34,6 +35,43 @@ std::optional<bool> truth(std::string_view text) {
 std::optional<double> finiteNumber(std::string_view text) {
   const std::optional<double> number = wholeNumber<double>(text);
   return number && std::isfinite(*number) ? number : std::nullopt;
+}
+
+// Of a decimal number that is too large or too small for a double, written as from_chars reads it: which of the two.
+bool isLarge(std::string_view number) {
+  const size_t mark = std::min(number.find_first_of("eE"), number.size());
+  const std::string_view digits = number.substr(0, mark);
+  const size_t first = digits.find_first_of("123456789");
+  if (first == std::string_view::npos) {
+    return false;
+  }
+  const auto point = static_cast<int64_t>(std::min(digits.find('.'), digits.size()));
+  std::string_view exponentText = number.substr(std::min(mark + 1, number.size()));
+  exponentText.remove_prefix(exponentText.starts_with('+') ? 1 : 0);
+  int64_t exponent = 0;
+  const auto read = std::from_chars(exponentText.data(), exponentText.data() + exponentText.size(), exponent);
+  if (read.ec == std::errc::result_out_of_range) {
+    return !exponentText.starts_with('-');
+  }
+  return exponent > static_cast<int64_t>(first) - point;
+}
+
+std::optional<double> numberOfAnySize(std::string_view text) {
+  double number = 0.0;
+  const char* end = text.data() + text.size();
+  const auto read = std::from_chars(text.data(), end, number);
+  if (read.ptr != end) {
+    return std::nullopt;
+  }
+  if (read.ec == std::errc() && std::isfinite(number)) {
+    return number;
+  }
+  const bool isWord = text.find_first_of("iInN") != std::string_view::npos;  // "inf", "nan"
+  if (isWord || read.ec == std::errc::invalid_argument) {
+    return std::nullopt;
+  }
+  const double size = isLarge(text) ? std::numeric_limits<double>::max() : 0.0;
+  return text.starts_with('-') ? -size : size;
 }
 
 // A patch that was read, unless part of it could not be.
@@ -86,6 +124,10 @@ std::optional<uint64_t> QueryReader::mask(const char* key) {
 
 std::optional<double> QueryReader::number(const char* key) {
   return value<double>(key, finiteNumber);
+}
+
+std::optional<double> QueryReader::anyNumber(const char* key) {
+  return value<double>(key, numberOfAnySize);
 }
 
 std::optional<std::wstring> QueryReader::name(const char* key) {
@@ -152,9 +194,9 @@ std::optional<RemoteInstancePatch> ParseInstancePatch(const QueryParameters& que
   patch.name = reader.name("name");
   patch.inputChannel = reader.integer("inputChannel");
   patch.outputChannel = reader.integer("outputChannel");
-  patch.inputGainDb = reader.number("inputGainDb");
-  patch.outputGainDb = reader.number("outputGainDb");
-  patch.firstParamPercent = reader.number("firstParamPercent");
+  patch.inputGainDb = reader.anyNumber("inputGainDb");
+  patch.outputGainDb = reader.anyNumber("outputGainDb");
+  patch.firstParamPercent = reader.anyNumber("firstParamPercent");
   patch.bypassEnabled = reader.boolean("bypassEnabled");
   patch.testSignalEnabled = reader.boolean("testSignalEnabled");
   return checked(reader, std::move(patch));

@@ -36,6 +36,8 @@ class QueryReader {
   std::optional<int32_t> integer(const char* key);
   std::optional<uint64_t> mask(const char* key);  // decimal
   std::optional<double> number(const char* key);  // finite
+  // Of any size, for what is brought into a range: beyond what a double holds it counts as the largest, or as 0.
+  std::optional<double> anyNumber(const char* key);
   std::optional<std::wstring> name(const char* key);
   std::optional<std::wstring> text(const char* key);
   // The word itself, one of `words`.

@@ -54,13 +54,21 @@ void Pusher::pushState() {
     pushed_->playback = texts.playback;
   }
 
+  // One that still has to take something would get all that follows later and later. It is told everything once it has.
   SharedFrame full;
   clients_.broadcastEach([&](WebSocketClient& client) {
-    if (!client.isNew) {
+    if (!client.outbox.empty()) {
+      if (monitor && !client.isBehind) {
+        client.isBehind = true;
+        client.given = {};
+      }
+      return SharedFrame();
+    }
+    if (!client.isBehind) {
       return monitor;
     }
     // What a new client was sent may be older or newer than what the others know by now.
-    client.isNew = false;
+    client.isBehind = false;
     const StateTexts given = std::move(client.given);
     if (given == texts) {
       return SharedFrame();
@@ -70,7 +78,8 @@ void Pusher::pushState() {
     }
     return full;
   });
-  clients_.broadcast(TextFrame(MetersMessage(state.status)));
+  const SharedFrame meters = sharedText(MetersMessage(state.status));
+  clients_.broadcastEach([&meters](WebSocketClient& client) { return client.outbox.empty() ? meters : SharedFrame(); });
 }
 
 }  // namespace tarnwick::remote

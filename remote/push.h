@@ -20,8 +20,9 @@ class Pusher {
   Pusher(WebSocketClients& clients, const RemoteControlCallbacks& callbacks,
          std::function<void(RemoteStatusSnapshot&)> addUsage, Time now);
 
-  // One cycle: a monitor message when anything but the meters has changed, the meters, and a ping when it is due.
-  // Without clients it asks for nothing.
+  // One cycle: a monitor message when anything but the meters has changed, the meters, and a ping when it is due. A
+  // client that has not taken all that it was sent before gets the ping alone, and a full monitor message for those
+  // that it missed once it has. Without clients it asks for nothing.
   void cycle(Time now);
 
  private:

@@ -74,13 +74,11 @@ ApiAnswer search(const Call& call) {
   return {kOk, FileListDocument(root, entries)};
 }
 
-// An action without an error of its own: accepted whatever becomes of it.
+// An action without an error of its own: accepted whatever becomes of it, unless nobody takes it over.
 template <auto callback>
 ApiAnswer action(const Call& call) {
-  if (const auto& act = call.callbacks().*callback) {
-    act();
-  }
-  return Accepted(call);
+  const auto& act = call.callbacks().*callback;
+  return !act || act() ? Accepted(call) : ApiAnswer{kUnavailable, ErrorDocument(L"action unavailable")};
 }
 
 template <auto callback>

@@ -17,6 +17,10 @@ namespace tarnwick::remote {
 namespace {
 
 constexpr std::chrono::milliseconds kReadSlice{250};
+constexpr std::chrono::milliseconds kWriteSlice{100};
+constexpr size_t kMostWaitingBytes = size_t{256} << 10;  // of answers, before another request is read
+// On a slow link what the system holds is shown that much later; a fast one takes it many times a second.
+constexpr size_t kSendBufferBytes = size_t{64} << 10;
 constexpr std::chrono::seconds kPeerTimeout{30};  // a phone that left the network gives its place free
 
 // A session's input. Reads until the client leaves or is dropped, or the server stops.
@@ -36,6 +40,22 @@ class SessionInput {
       bytes = bytes.subspan(count);
     }
     return true;
+  }
+
+  // Waits until the client has taken most of its answers: one that asks faster than it reads is not read from. The
+  // outbox gives up on one that takes nothing.
+  bool awaitRoom() {
+    for (;;) {
+      const std::optional<size_t> waiting = server_.clients.flush(client_);
+      if (!waiting || *waiting <= kMostWaitingBytes) {
+        return waiting.has_value();
+      }
+      scheduling_.apply();
+      if (!server_.running) {
+        return false;
+      }
+      client_.socket.waitWritable(kWriteSlice);
+    }
   }
 
  private:
@@ -80,8 +100,8 @@ ApiAnswer subscribe(ServerState& server, WebSocketClient& client, const QueryPar
 
 std::string answerText(ServerState& server, WebSocketClient& client, const std::string& text) {
   const std::optional<RequestEnvelope> request = ParseRequestEnvelope(text);
-  if (!request) {
-    return ResponseEnvelope("0", 400, "{\"error\":\"invalid websocket request\"}");
+  if (!request || request->path.size() > kMostPathBytes) {
+    return ResponseEnvelope(request ? request->id : "0", 400, "{\"error\":\"invalid websocket request\"}");
   }
   const SplitTarget target = ParseTarget(request->path);
   const bool isSubscription = request->method == "POST" && target.path == "/api/cpu-monitor/subscribe";
@@ -96,7 +116,7 @@ void serve(ServerState& server, WebSocketClient& client, std::string received) {
   const ByteSource source = [&input](std::span<char> bytes) { return input.read(bytes); };
   for (;;) {
     Frame frame;
-    if (!ReadFrame(source, frame)) {
+    if (!input.awaitRoom() || !ReadFrame(source, frame)) {
       return;
     }
     bool sent = true;
@@ -127,6 +147,7 @@ void StartSession(ServerState& server, platform::Socket socket, const std::strin
                   std::string received) {
   socket.setNoDelay();
   socket.setPeerTimeout(kPeerTimeout);
+  socket.setSendBuffer(kSendBufferBytes);
   const auto client = std::make_shared<WebSocketClient>(std::move(socket));
   server.clients.send(*client, handshakeAnswer);
   PushedState state;

@@ -90,7 +90,11 @@ void PushLoop(ServerState& server) {
   Pusher pusher(server.clients, server.callbacks, server.router.addUsage, next);
   while (server.running) {
     scheduling.apply();
-    guarded([&] { pusher.cycle(Clock::now()); });
+    guarded([&] {
+      // Also while nobody is connected, so that whoever asks next is told of the last second and not of the last hour.
+      server.context.cpuUsage.totalPercent();
+      pusher.cycle(Clock::now());
+    });
     // A cycle that was late is not made up for.
     next = std::max(next + Pusher::kCycle, Clock::now());
     while (server.running && Clock::now() < next) {

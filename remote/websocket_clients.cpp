@@ -63,11 +63,16 @@ void WebSocketClients::flush() {
   const std::lock_guard lock(mutex_);
   const Time now = std::chrono::steady_clock::now();
   for (const SharedClient& client : clients_) {
-    if (!client->outbox.empty() && !client->outbox.flush(now, senderOf(*client))) {
-      dropLocked(*client);
-    }
+    flushLocked(*client, now);
   }
   forgetDroppedLocked();
+}
+
+std::optional<size_t> WebSocketClients::flush(WebSocketClient& client) {
+  const std::lock_guard lock(mutex_);
+  flushLocked(client, std::chrono::steady_clock::now());
+  forgetDroppedLocked();
+  return client.dropped ? std::nullopt : std::optional(client.outbox.bytes());
 }
 
 bool WebSocketClients::isDropped(const WebSocketClient& client) const {
@@ -96,6 +101,12 @@ bool WebSocketClients::sendLocked(WebSocketClient& client, SharedFrame frame, Ti
     dropLocked(client);
   }
   return !client.dropped;
+}
+
+void WebSocketClients::flushLocked(WebSocketClient& client, Time now) {
+  if (!client.dropped && !client.outbox.empty() && !client.outbox.flush(now, senderOf(client))) {
+    dropLocked(client);
+  }
 }
 
 void WebSocketClients::dropLocked(WebSocketClient& client) {

@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,8 +27,8 @@ struct WebSocketClient {
   WebSocketOutbox outbox;
   bool dropped = false;            // a send has failed, or the server stops; nothing more is sent
   bool watchesProcessors = false;  // asked for the usage of each processor
-  bool isNew = true;               // no cycle of the push thread has seen it
-  StateTexts given;                // the state that it was sent before it was listed
+  bool isBehind = true;            // does not know what the others do: new, or was too slow for a message
+  StateTexts given;                // of one that is behind: the state that it knows; empty when it missed one since
 };
 
 // Any thread, several at once. No callback may use the list.
@@ -51,6 +52,8 @@ class WebSocketClients {
   void broadcastEach(const std::function<SharedFrame(WebSocketClient&)>& frame);
   // Goes on with what is waiting.
   void flush();
+  // The same for one client, in or outside the list: the bytes that are still waiting; nothing when it is dropped.
+  std::optional<size_t> flush(WebSocketClient& client);
 
   bool isDropped(const WebSocketClient& client) const;
   bool empty() const;
@@ -60,6 +63,7 @@ class WebSocketClients {
 
  private:
   bool sendLocked(WebSocketClient& client, SharedFrame frame, Time now);
+  static void flushLocked(WebSocketClient& client, Time now);
   // Ends the connection, which wakes its session.
   static void dropLocked(WebSocketClient& client);
   void forgetDroppedLocked();

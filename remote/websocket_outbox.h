@@ -21,10 +21,15 @@ class WebSocketOutbox {
   // Takes bytes without waiting: how many, 0 for none now, negative when the connection has failed.
   using Sender = std::function<int64_t(std::string_view bytes)>;
 
-  // A client that has left more than this in its outbox gets no further frame.
+  // A client that has left more than this behind the frame which it is taking gets no further one. That one may be of
+  // any length: a large document that a client has asked for must not end its connection.
   static constexpr size_t kMostBytes = size_t{8} << 20;
   // Longest time in which nothing of a filled outbox is taken.
   static constexpr std::chrono::milliseconds kLongestStall{2000};
+  // Longest time until a frame is taken, not counting what a slow but steady link needs for it and all before it. A
+  // client that always takes a little, but less than such a link carries, would otherwise keep its place for ever and
+  // see older and older states.
+  static constexpr std::chrono::milliseconds kLongestWait{5000};
 
   // Sends the frame, or the part of it that is not taken with the next calls, after all earlier ones. False, as from
   // `flush`, means that the client is to be dropped.
@@ -32,9 +37,15 @@ class WebSocketOutbox {
   bool flush(Time now, const Sender& send);
 
   bool empty() const noexcept { return frames_.empty(); }
+  size_t bytes() const noexcept { return bytes_; }  // waiting
 
  private:
-  std::deque<SharedFrame> frames_;
+  struct Waiting {
+    SharedFrame frame;
+    Time end;  // when it must have been taken
+  };
+
+  std::deque<Waiting> frames_;
   size_t sent_ = 0;   // of the first frame
   size_t bytes_ = 0;  // waiting
   Time progress_{};   // when something was taken last, or began to wait

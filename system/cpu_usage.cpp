@@ -12,6 +12,7 @@ namespace tarnwick::system {
 namespace {
 
 constexpr int64_t kNanosecondsPerSecond = 1'000'000'000;
+constexpr int64_t kLongestSpan = 5 * kNanosecondsPerSecond;  // between two samples that are compared
 
 bool secondPassed(int64_t since, int64_t now) {
   return now - since > kNanosecondsPerSecond - 1;
@@ -61,9 +62,8 @@ float CpuUsageSampler::totalPercent() {
   if ((hasTotal_ && !secondPassed(totalTime_, now)) || !source_.total(times)) {
     return total_;
   }
-  if (hasTotal_) {
-    total_ = UsagePercent(previousTotal_, times);
-  }
+  const bool comparable = hasTotal_ && now - totalTime_ <= kLongestSpan;
+  total_ = comparable ? UsagePercent(previousTotal_, times) : 0.0f;
   previousTotal_ = times;
   hasTotal_ = true;
   totalTime_ = now;
@@ -81,7 +81,8 @@ std::vector<float> CpuUsageSampler::processorPercents(bool force) {
     times.clear();
   }
   percents_.clear();
-  if (times.size() == previous_.size()) {  // otherwise there is nothing to compare with: this round only primes
+  // Otherwise there is nothing to compare with: this round only primes.
+  if (times.size() == previous_.size() && now - processorTime_ <= kLongestSpan) {
     std::transform(previous_.begin(), previous_.end(), times.begin(), std::back_inserter(percents_), UsagePercent);
   }
   previous_ = std::move(times);

@@ -27,12 +27,14 @@ struct CpuTimeSource {
 };
 CpuTimeSource SystemCpuTimes();
 
-// Any thread: one lock around each call. The first sample only primes; readings are taken at most once a second.
+// Any thread: one lock around each call. The first sample only primes, and so does one after a pause of more than 5 s,
+// whose mean would say nothing about now. Readings are taken at most once a second.
 class CpuUsageSampler {
  public:
   explicit CpuUsageSampler(CpuTimeSource source = SystemCpuTimes());
 
-  // The total usage of the last full second, 0..100; takes a new sample when a second has passed.
+  // The total usage of the last full second, 0..100; takes a new sample when a second has passed. 0 before the second
+  // sample.
   float totalPercent();
   // By processor number, of the same second rule; `force` takes a new sample at once. Empty before the second sample,
   // in the round after the number of processors has changed, and when the system does not tell.

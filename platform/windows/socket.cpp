@@ -49,6 +49,24 @@ int64_t outcomeOf(int result) {
   return WSAGetLastError() == WSAEWOULDBLOCK ? Socket::kWouldBlock : Socket::kFailed;
 }
 
+// Waits until one of `events` or a failure; false when `time` has passed.
+bool await(SOCKET socket, SHORT events, milliseconds time) {
+  using Clock = std::chrono::steady_clock;
+  // A day at a time, so that no number overflows.
+  constexpr milliseconds kLongest = std::chrono::hours(24);
+  const auto end = Clock::now() + std::clamp(time, milliseconds(0), kLongest * 365);
+  for (milliseconds left = time;; left = std::chrono::ceil<milliseconds>(end - Clock::now())) {
+    const milliseconds slice = std::clamp(left, milliseconds(0), kLongest);
+    WSAPOLLFD entry{socket, events, 0};
+    if (WSAPoll(&entry, 1, static_cast<INT>(slice.count())) != 0) {
+      return true;
+    }
+    if (left <= slice) {
+      return false;
+    }
+  }
+}
+
 intptr_t newSocket(int type, int protocol) {
   return static_cast<intptr_t>(
       WSASocketW(AF_INET, type, protocol, nullptr, 0, WSA_FLAG_OVERLAPPED | WSA_FLAG_NO_HANDLE_INHERIT));
@@ -142,6 +160,10 @@ bool Socket::setNoDelay() {
   return setOption(handle_, IPPROTO_TCP, TCP_NODELAY, BOOL{TRUE});
 }
 
+bool Socket::setSendBuffer(size_t bytes) {
+  return setOption(handle_, SOL_SOCKET, SO_SNDBUF, static_cast<int>(bytes));
+}
+
 int64_t Socket::receive(void* buffer, size_t size) {
   return outcomeOf(recv(numberOf(handle_), static_cast<char*>(buffer), pieceOf(size), 0));
 }
@@ -158,21 +180,11 @@ bool Socket::sendTo(uint32_t address, uint16_t port, const void* data, size_t si
 }
 
 bool Socket::waitReadable(milliseconds time) {
-  using Clock = std::chrono::steady_clock;
-  // A day at a time, so that no number overflows.
-  constexpr milliseconds kLongest = std::chrono::hours(24);
-  const auto end = Clock::now() + std::clamp(time, milliseconds(0), kLongest * 365);
-  for (milliseconds left = time; valid(); left = std::chrono::ceil<milliseconds>(end - Clock::now())) {
-    const milliseconds slice = std::clamp(left, milliseconds(0), kLongest);
-    WSAPOLLFD entry{numberOf(handle_), POLLRDNORM, 0};
-    if (WSAPoll(&entry, 1, static_cast<INT>(slice.count())) != 0) {
-      return true;
-    }
-    if (left <= slice) {
-      return false;
-    }
-  }
-  return true;
+  return !valid() || await(numberOf(handle_), POLLRDNORM, time);
+}
+
+bool Socket::waitWritable(milliseconds time) {
+  return !valid() || await(numberOf(handle_), POLLWRNORM, time);
 }
 
 void Socket::shut() noexcept {

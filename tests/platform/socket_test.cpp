@@ -88,6 +88,31 @@ TEST(Socket, WithoutWaitingItSaysSo) {
   EXPECT_EQ(c.client.receive(&byte, 1), Socket::kFailed);
 }
 
+TEST(Socket, ASmallSendBufferKeepsLittleAndSaysWhenThereIsRoom) {
+  Connection c;
+  ASSERT_TRUE(c.client.setBlocking(false) && c.client.setSendBuffer(65536));
+  EXPECT_TRUE(c.client.waitWritable(0ms));
+  const std::string piece(16384, 'x');
+  int64_t kept = 0;
+  while (kept < 4'000'000) {
+    const int64_t sent = c.client.send(piece.data(), piece.size());
+    if (sent < 0) {
+      break;
+    }
+    kept += sent;
+  }
+  EXPECT_GE(kept, 16384);
+  EXPECT_LT(kept, 1'000'000) << "with what the other side has room for";
+  EXPECT_FALSE(c.client.waitWritable(20ms));
+  std::string taken(static_cast<size_t>(kept), '\0');
+  while (kept > 0) {
+    const int64_t count = c.server.receive(taken.data(), taken.size());
+    ASSERT_GT(count, 0);
+    kept -= count;
+  }
+  EXPECT_TRUE(c.client.waitWritable(5s));
+}
+
 TEST(Socket, TimeOutsAreKept) {
   Connection c;
   char byte = 0;
@@ -161,7 +186,7 @@ TEST(Socket, WithoutASocketNothingWaits) {
   char byte = 0;
   EXPECT_FALSE(none.valid());
   EXPECT_TRUE(taken.valid());
-  EXPECT_TRUE(none.waitReadable(10s));
+  EXPECT_TRUE(none.waitReadable(10s) && none.waitWritable(10s));
   EXPECT_EQ(none.receive(&byte, 1), Socket::kFailed);
   EXPECT_EQ(none.send(&byte, 1), Socket::kFailed);
   EXPECT_FALSE(none.accept().valid() || none.bind(0, 0) || none.listen() || none.connect(kLoopback, 1));

@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <limits>
 #include <stdexcept>
 
 #include "remote/fake_callbacks.h"
+#include "remote/patch_parser.h"
 
 namespace tarnwick::remote {
 namespace {
@@ -44,7 +46,7 @@ struct ActionCase {
   std::string target;
   const char* called;
   const char* action;
-  const char* error = "";  // empty: cannot be refused
+  const char* error = "";  // empty: it can only be that nobody takes it over
   Words words = Words::own;
   const char* body = "";
 };
@@ -112,16 +114,19 @@ TEST(Router, ActionsAreHandedOnAndAnswered) {
     EXPECT_EQ(client.application.calls, "");
 
     const std::string error = c.error;
-    const std::string refused =
-        error.empty() ? accepted : errorAnswer(error == "snapshot unavailable" ? 503 : 400, error);
+    const std::string refused = error.empty() ? errorAnswer(503, "action unavailable")
+                                              : errorAnswer(error == "snapshot unavailable" ? 503 : 400, error);
     client.application.answer = false;
     EXPECT_EQ(client.ask("POST", c.target, c.body), refused);
     client.application.text = L"say \"why\"";
     EXPECT_EQ(client.ask("POST", c.target, c.body),
               c.words == Words::callback ? errorAnswer(400, "say \\\"why\\\"") : refused);
     client.application.callbacks = {};
-    EXPECT_EQ(client.ask("POST", c.target, c.body), refused);
+    EXPECT_EQ(client.ask("POST", c.target, c.body), error.empty() ? accepted : refused);
   }
+  Client client;
+  client.application.refused = "startAsio";
+  EXPECT_EQ(client.ask("POST", "/api/asio/start"), errorAnswer(503, "action unavailable"));
 }
 
 TEST(Router, ReadsAreAnsweredWithDocuments) {
@@ -212,7 +217,11 @@ TEST(Router, WhatCannotBeReadChangesNothing) {
       {"/api/cpu-steering/config?engineMask=0x3", "cpu steering patch rejected"},
       {"/api/audio/config?sampleRate=nan", "audio config patch rejected"},
       {"/api/instances/1/config?inputGainDb=inf", "instance patch rejected"},
-      {"/api/instances/1/config?inputGainDb=1e999", "instance patch rejected"},
+      {"/api/instances/1/config?inputGainDb=-infinity", "instance patch rejected"},
+      {"/api/instances/1/config?firstParamPercent=nan(1)", "instance patch rejected"},
+      {"/api/instances/1/config?inputGainDb=1e", "instance patch rejected"},
+      {"/api/instances/1/config?outputGainDb=1e400x", "instance patch rejected"},
+      {"/api/audio/config?sampleRate=1e400", "audio config patch rejected"},
       {"/api/instances/1/config?inputGainDb=1,5", "instance patch rejected"},
       {"/api/instances/1/config?name=" + std::string(20000, '\n'), "instance patch rejected"},
       {"/api/record/config?channelIndex=1", "record config missing params"},
@@ -236,6 +245,35 @@ TEST(Router, WhatCannotBeReadChangesNothing) {
   }
   EXPECT_EQ(Client().ask("GET", "/api/plugin/files?path=" + tooLong), errorAnswer(400, "plugin file list failed"));
   EXPECT_EQ(Client().ask("GET", "/api/playback/search?q=" + tooLong), errorAnswer(400, "playback search failed"));
+}
+
+// What has a range is brought into it by the application, however far outside it is.
+TEST(Router, GainsMayBeOfAnySize) {
+  constexpr double kLargest = std::numeric_limits<double>::max();
+  const std::string zeros(400, '0');
+  const std::pair<std::string, double> cases[] = {
+      {"-6.5", -6.5},
+      {"1e308", 1e308},
+      {"1e400", kLargest},
+      {"-1E+400", -kLargest},
+      {"1e99999999999999999999", kLargest},
+      {"1" + zeros + ".5", kLargest},
+      {"0." + zeros + "1e900", kLargest},
+      {"-1e-400", 0.0},
+      {"1e-99999999999999999999", 0.0},
+      {"-0." + zeros + "1", 0.0},
+      {"1" + zeros + "e-900", 0.0},
+      {"0e400", 0.0},
+  };
+  for (const auto& [text, expected] : cases) {
+    for (const char* key : {"inputGainDb", "outputGainDb", "firstParamPercent"}) {
+      const auto patch = ParseInstancePatch({{key, text}});
+      ASSERT_TRUE(patch) << key << " " << text;
+      EXPECT_EQ(patch->inputGainDb.value_or(0) + patch->outputGainDb.value_or(0) + patch->firstParamPercent.value_or(0),
+                expected)
+          << key << " " << text;
+    }
+  }
 }
 
 TEST(Router, BodiesOfPathsMayBeAnything) {

@@ -2,6 +2,7 @@
 
 #include <thread>
 
+#include "remote/http_connection.h"
 #include "remote/pages.h"
 #include "remote/server_rig.h"
 
@@ -121,6 +122,54 @@ TEST(Server, ReadsAnyHeadThatComesInTime) {
   EXPECT_THAT(Exchange(rig.port, "GET /healthz HTTP/1.1\r\n\r\n"), StartsWith("HTTP/1.1 200 OK"));
   EXPECT_THAT(steady_clock::now() - start, testing::AllOf(testing::Gt(milliseconds(1900)), testing::Lt(kPatience)));
   EXPECT_EQ(silent.receiveAll(), "");
+}
+
+// Nobody is connected, and still the first who asks is told how busy the processors are now.
+TEST(Server, WatchesTheProcessorsByItself) {
+  ServerRig rig;
+  std::atomic<int> readings{0};
+  system::CpuTimeSource source = ServerRig::fakeTimes();
+  source.total = [&readings, total = source.total](platform::CpuTimes& times) {
+    ++readings;
+    return total(times);
+  };
+  system::CpuUsageSampler usage(source);
+  RemoteControlServer server({rig.port, rig.steering, rig.networkPriority, usage, {}}, rig.application.callbacks());
+  ASSERT_TRUE(server.start());
+  const auto end = steady_clock::now() + kPatience;
+  while (readings < 3 && steady_clock::now() < end) {
+    std::this_thread::sleep_for(milliseconds(20));
+  }
+  EXPECT_THAT(Exchange(rig.port, "GET /api/status HTTP/1.1\r\n\r\n"), HasSubstr("\"cpuUsagePercent\":50.0,"));
+}
+
+// Longer than any head may take.
+TEST(Server, ALargeAnswerReachesAClientThatReadsSlowly) {
+  platform::StartSockets();
+  platform::Socket listening = platform::Socket::Tcp();
+  platform::Socket reader = platform::Socket::Tcp();
+  ASSERT_TRUE(listening.bind(kLoopback, 0) && listening.listen() && reader.connect(kLoopback, listening.localPort()));
+  platform::Socket sender = listening.accept();
+  ASSERT_TRUE(sender.setBlocking(false) && sender.setSendBuffer(65536));
+  const std::string answer(8'000'000, 'a');
+  const std::atomic<bool> running{true};
+  std::thread sends([&] {
+    SendAnswer(sender, answer, "", running);
+    sender = platform::Socket();
+  });
+  std::string part(40'000, '\0');
+  size_t received = 0;
+  const auto slowUntil = steady_clock::now() + milliseconds(10'500);
+  for (int64_t count = 1; count > 0;) {
+    count = reader.receive(part.data(), part.size());
+    received += count > 0 ? static_cast<size_t>(count) : 0;
+    if (steady_clock::now() < slowUntil) {
+      std::this_thread::sleep_for(milliseconds(100));
+    }
+  }
+  sends.join();
+  EXPECT_EQ(received, answer.size());
+  platform::EndSockets();
 }
 
 TEST(Server, LeavesAClientThatDoesNotTakeItsAnswer) {

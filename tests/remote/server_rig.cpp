@@ -22,6 +22,11 @@ RemoteControlCallbacks Application::callbacks() {
   given.record = teller(&Application::record);
   given.playback = teller(&Application::playback);
   given.stopHost = [] { return true; };
+  given.hostConfig = [this](const RemoteHostConfigPatch& patch) {
+    const std::lock_guard lock(mutex);
+    chosenPlugin = patch.pluginPath.value_or(L"");
+    return false;
+  };
   return given;
 }
 
@@ -49,7 +54,7 @@ system::CpuTimeSource ServerRig::fakeTimes() {
             processors.assign(2, times(*readings));
             return true;
           },
-          [=] { return ++*readings * 2'000'000'000; }};
+          [=] { return ++*readings * 1'000'000'000; }};
 }
 
 Client::Client(uint16_t port) {

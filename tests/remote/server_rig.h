@@ -28,6 +28,7 @@ struct Application {
   RemoteStatusSnapshot status;
   RemoteRecordSnapshot record;
   RemotePlaybackSnapshot playback;
+  std::wstring chosenPlugin;  // by the last patch of the host, which is refused
 
   RemoteControlCallbacks callbacks();
 };
@@ -44,7 +45,7 @@ struct ServerRig {
   RemoteControlServer server{context(port), application.callbacks()};
 
   ServerContext context(uint16_t onPort);
-  // One busy processor of two, told anew at every reading.
+  // One busy processor of two, told anew at every reading, as if each came a second after the one before.
   static system::CpuTimeSource fakeTimes();
   // Under the application's lock.
   template <typename Change>

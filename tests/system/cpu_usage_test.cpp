@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 namespace tarnwick::system {
 namespace {
@@ -129,10 +130,23 @@ TEST(CpuUsageSampler, ProcessorsPrimeAgainWhenTheirNumberChanges) {
   EXPECT_THAT(sampler.processorPercents(), ElementsAre(5.0f, 5.0f, 5.0f));
 }
 
+TEST(CpuUsageSampler, ASampleBeforeALongPauseIsNotComparedWith) {
+  Machine machine;
+  CpuUsageSampler sampler(machine.source());
+  const auto both = [&sampler] { return std::pair(sampler.totalPercent(), sampler.processorPercents(true)); };
+  both();
+  machine.run(5 * kSecond, 30);
+  EXPECT_EQ(both(), std::pair(30.0f, std::vector<float>({30.0f, 30.0f})));
+  machine.run(5 * kSecond + 1, 90);
+  EXPECT_EQ(both(), std::pair(0.0f, std::vector<float>()));
+  machine.run(kSecond, 60);
+  EXPECT_EQ(both(), std::pair(60.0f, std::vector<float>({60.0f, 60.0f})));
+}
+
 TEST(CpuUsageSampler, ReadsThisMachine) {
   int64_t now = 0;
   CpuTimeSource source = SystemCpuTimes();
-  source.nanoseconds = [&now] { return now += 2 * kSecond; };
+  source.nanoseconds = [&now] { return now += kSecond; };
   CpuUsageSampler sampler(source);
   sampler.processorPercents();
   sampler.totalPercent();
