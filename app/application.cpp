@@ -29,7 +29,11 @@ platform::AudioBackEnd allBackEnds(Application& app) {
   platform::BackEndHooks hooks;
   hooks.log = [&app](const std::wstring& line) { app.ui.post([&app, line] { app.log.add(line); }); };
   hooks.deviceLost = [&app](const std::wstring& reason) {
-    app.ui.post([&app, reason, session = app.sessionNumber.load()] { LoseDevice(app, session, reason); });
+    {
+      const std::lock_guard lock(app.lostDeviceMutex);
+      app.lostDevice = LostDevice{app.sessionNumber.load(), reason};
+    }
+    app.ui.post([&app] { LookAfterLostDevice(app); });  // should it be turned away, a timer looks as well
   };
   hooks.waiting = [&app](bool waiting) {
     if (app.surface.waitForDevice) {
@@ -52,7 +56,12 @@ Application::Application(Options programOptions, Surface programSurface, const s
       backEnd(allBackEnds(*this)),
       engine(steering),
       host(engine, MakeHostUi(*this)) {
-  engine.postLatenciesChanged = [this] { ui.post(platform::UiMessage::latenciesChanged); };
+  // Some drivers say so in every block.
+  engine.postLatenciesChanged = [this] {
+    if (!latenciesPosted.exchange(true) && !ui.post(platform::UiMessage::latenciesChanged)) {
+      latenciesPosted.store(false);
+    }
+  };
   if (options.virtualDevice.clock == platform::VirtualClock::fast) {
     // A clock that never waits has no deadlines, and at a raised priority it would keep a processor from all others.
     engine.mmcssEnabled = false;
@@ -94,6 +103,7 @@ engine::HostUi MakeHostUi(Application& app) {
 void HandleMessage(Application& app, platform::UiMessage message, intptr_t /*parameter*/) {
   switch (message) {
     case platform::UiMessage::latenciesChanged:
+      app.latenciesPosted.store(false);
       ShowLatencies(app);
       break;
     case platform::UiMessage::hostStopFinished:

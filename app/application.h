@@ -5,6 +5,8 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -76,6 +78,12 @@ struct Told {
   bool refusedBlocks = false;
 };
 
+// What a back end has said of the session's device.
+struct LostDevice {
+  uint32_t session = 0;
+  std::wstring reason;
+};
+
 // Owned by the user-interface thread. The members end in the opposite order.
 struct Application {
   Application(Options programOptions, Surface programSurface, const settings::ProgramSettings& stored = {});
@@ -100,8 +108,11 @@ struct Application {
   engine::DeviceList devices;
   std::wstring wantedDevice;    // the one last chosen, which may not be there today
   engine::Latencies latencies;  // as the driver last said
-  std::wstring latencyText;
-  std::atomic<uint32_t> sessionNumber{0};  // counts device starts; written here, read by threads of the back ends
+  std::wstring latencyText = engine::LatencyText(latencies, 0.0);
+  std::atomic<bool> latenciesPosted{false};  // set by the driver's thread, cleared when they are asked for
+  std::atomic<uint32_t> sessionNumber{0};    // counts device starts; written here, read by threads of the back ends
+  std::mutex lostDeviceMutex;                // guards the next one alone
+  std::optional<LostDevice> lostDevice;      // until it is looked after
   SettingsKeeper settings;
   bool closing = false;     // the program is about to end
   bool deviceLost = false;  // the session goes once the host has stopped

@@ -44,6 +44,7 @@ void RefreshDevices(Application& app) {
     list.selected = app.wantedDevice;  // one that was off may be on again
   }
   engine::RefreshDeviceList(app.engine, app.backEnd, list, app.host.ui, window);
+  app.surface.refresh();
 }
 
 void SelectDevice(Application& app, const std::wstring& name) {
@@ -64,11 +65,16 @@ bool StartDevice(Application& app, std::wstring* error, bool interactive) {
   return true;
 }
 
-void LoseDevice(Application& app, uint32_t session, const std::wstring& reason) {
-  if (session != app.sessionNumber.load() || !app.engine.asioRunning.load()) {
+void LookAfterLostDevice(Application& app) {
+  std::optional<LostDevice> lost;
+  {
+    const std::lock_guard lock(app.lostDeviceMutex);
+    lost.swap(app.lostDevice);
+  }
+  if (!lost || lost->session != app.sessionNumber.load() || !app.engine.asioRunning.load()) {
     return;
   }
-  app.log.add(L"Audio device lost: " + reason + L" It can be started again once it is back.");
+  app.log.add(L"Audio device lost: " + lost->reason + L" It can be started again once it is back.");
   app.deviceLost = true;
   if (app.options.seconds > 0.0) {
     app.exitCode = 1;  // what was to be counted will not come
@@ -101,10 +107,12 @@ bool StopDevice(Application& app, std::wstring* error, bool interactive) {
 
 void ShowLatencies(Application& app) {
   app.latencies = engine::ReadLatencies(app.engine.session);
-  app.latencyText = engine::LatencyText(app.latencies, app.engine.session.sampleRate.load());
-  if (app.engine.asioRunning.load()) {
-    app.log.add(app.latencyText);
+  std::wstring text = engine::LatencyText(app.latencies, app.engine.session.sampleRate.load());
+  if (app.engine.asioRunning.load() && text != app.latencyText) {
+    app.log.add(text);
   }
+  app.latencyText = std::move(text);
+  app.surface.refresh();
 }
 
 int64_t FramesForSeconds(double seconds, double sampleRate) {

@@ -15,12 +15,12 @@ void SelectDevice(Application& app, const std::wstring& name);
 // Starts the selected device; `error` receives the reason of a failure.
 bool StartDevice(Application& app, std::wstring* error, bool interactive);
 bool StopDevice(Application& app, std::wstring* error, bool interactive);
-// The device of session `session` is gone, says its back end: the host is stopped and the session closed. Late news of
-// an earlier session is passed over.
-void LoseDevice(Application& app, uint32_t session, const std::wstring& reason);
+// If a back end has said that the device is gone: stops the host and closes the session. Late news of an earlier
+// session is passed over.
+void LookAfterLostDevice(Application& app);
 // Closes a lost device's session as soon as the host has stopped.
 void CloseLostDevice(Application& app);
-// Asks the driver for its latencies and shows them.
+// Asks the driver for its latencies and shows them; the log has them when they are others than before.
 void ShowLatencies(Application& app);
 
 // Whole frames that --seconds asks for at a sample rate in Hz.

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
+#include <memory>
 #include <mutex>
+#include <utility>
 
 #include "platform/child_process.h"
 #include "platform/module.h"
@@ -19,6 +21,9 @@ constexpr size_t kMostEntries = 5000;
 constexpr size_t kMostVisited = 20000;  // files that are no modules, too
 constexpr wchar_t kExtension[] = L".vst3";
 constexpr std::chrono::milliseconds kValidationTime{8000};
+constexpr std::chrono::milliseconds kDiskTime{2000};
+constexpr int kMostHelpers = 4;
+constexpr wchar_t kNoFolder[] = L"There is no such folder.";
 
 fs::path pathOf(const std::wstring& text) {
   const std::string utf8 = platform::Utf8FromWide(text);
@@ -101,12 +106,8 @@ bool listFolder(const fs::path& folder, std::vector<remote::RemotePlaybackFileEn
   return !fault;
 }
 
-}  // namespace
-
-bool ListPluginFiles(const std::wstring& path, std::vector<remote::RemotePlaybackFileEntry>& entries,
-                     std::wstring& resolved, std::wstring& error) {
-  entries.clear();
-  resolved.clear();
+bool lookAtDisk(const std::wstring& path, std::vector<remote::RemotePlaybackFileEntry>& entries, std::wstring& resolved,
+                std::wstring& error) {
   if (path.empty()) {
     listPlaces(entries);
     return true;
@@ -117,8 +118,8 @@ bool ListPluginFiles(const std::wstring& path, std::vector<remote::RemotePlaybac
     if (!folder.has_filename() && folder.has_relative_path()) {
       folder = folder.parent_path();  // without the separator at its end
     }
-    if (fault || !fs::is_directory(folder, fault)) {
-      error = L"There is no such folder.";
+    if (fault || !platform::NamesOwnDrive(textOf(folder)) || !fs::is_directory(folder, fault)) {
+      error = kNoFolder;
       return false;
     }
     resolved = textOf(folder);
@@ -128,9 +129,59 @@ bool ListPluginFiles(const std::wstring& path, std::vector<remote::RemotePlaybac
     }
     return true;
   } catch (const std::exception&) {  // a path that the system cannot express
-    error = L"There is no such folder.";
+    error = kNoFolder;
     return false;
   }
+}
+
+// Never destroyed: a helper may hang until the process ends.
+HelperThreads& diskHelpers() {
+  static auto* helpers = new HelperThreads(kDiskTime, kMostHelpers);
+  return *helpers;
+}
+
+// The module file behind a path, empty when there is none.
+std::wstring moduleFile(const std::wstring& path) {
+  const std::wstring absolute = absolutePath(path);
+  if (!platform::NamesOwnDrive(absolute)) {
+    return {};
+  }
+  const std::wstring file = platform::ResolveModuleFile(absolute);
+  return platform::FileExists(file) ? file : std::wstring();
+}
+
+}  // namespace
+
+bool ListWithHelpers(HelperThreads& helpers, const FolderLook& look, const std::wstring& path,
+                     std::vector<remote::RemotePlaybackFileEntry>& entries, std::wstring& resolved,
+                     std::wstring& error) {
+  struct Listing {
+    std::vector<remote::RemotePlaybackFileEntry> entries;
+    std::wstring resolved;
+    std::wstring error;
+    bool succeeded = false;
+  };
+  entries.clear();
+  resolved.clear();
+  if (!path.empty() && !platform::NamesOwnDrive(path)) {
+    error = kNoFolder;
+    return false;
+  }
+  const auto listing = std::make_shared<Listing>();
+  const bool inTime = helpers.run(
+      [listing, look, path] { listing->succeeded = look(path, listing->entries, listing->resolved, listing->error); });
+  if (!inTime) {
+    return false;
+  }
+  entries = std::move(listing->entries);
+  resolved = std::move(listing->resolved);
+  error = std::move(listing->error);
+  return listing->succeeded;
+}
+
+bool ListPluginFiles(const std::wstring& path, std::vector<remote::RemotePlaybackFileEntry>& entries,
+                     std::wstring& resolved, std::wstring& error) {
+  return ListWithHelpers(diskHelpers(), &lookAtDisk, path, entries, resolved, error);
 }
 
 bool CheckPluginChoice(std::wstring& path, const std::atomic<bool>& cancelled, std::wstring& error) {
@@ -140,8 +191,13 @@ bool CheckPluginChoice(std::wstring& path, const std::atomic<bool>& cancelled, s
     error = L"Another effect is being tried out.";
     return false;
   }
-  const std::wstring file = platform::ResolveModuleFile(absolutePath(platform::Trimmed(path)));
-  if (!platform::FileExists(file)) {
+  const auto found = std::make_shared<std::wstring>();
+  if (!diskHelpers().run([found, asked = platform::Trimmed(path)] { *found = moduleFile(asked); })) {
+    error = L"The disk did not answer in time.";
+    return false;
+  }
+  const std::wstring file = *found;
+  if (file.empty()) {
     error = L"There is no such file.";
     return false;
   }

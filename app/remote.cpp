@@ -20,18 +20,32 @@ namespace {
 
 using remote::RemoteControlCallbacks;
 
+// More than a person or a script has under way; a flood of them would keep the user-interface thread from all else.
+constexpr int32_t kMostPendingActions = 256;
+
+// One action from its posting until it has run, or is known never to.
+class PendingAction {
+ public:
+  explicit PendingAction(std::atomic<int32_t>& count) : count_(count) {
+    within_ = count_.fetch_add(1) < kMostPendingActions;
+  }
+  PendingAction(const PendingAction&) = delete;
+  PendingAction& operator=(const PendingAction&) = delete;
+  ~PendingAction() { count_.fetch_sub(1); }
+  bool within() const { return within_; }
+
+ private:
+  std::atomic<int32_t>& count_;
+  bool within_ = false;
+};
+
 // Runs `work` on the user-interface thread some time later. False when nobody takes it.
 bool postAction(Application& app, std::function<void()> work) {
-  app.remote.pendingActions.fetch_add(1);
-  const bool posted = app.ui.post([&app, action = std::move(work)] {
+  const auto pending = std::make_shared<PendingAction>(app.remote.pendingActions);
+  return pending->within() && app.ui.post([&app, pending, action = std::move(work)] {
     action();
     PublishRefusals(app);
-    app.remote.pendingActions.fetch_sub(1);
   });
-  if (!posted) {
-    app.remote.pendingActions.fetch_sub(1);
-  }
-  return posted;
 }
 
 RemoteControlCallbacks::Action posted(Application& app, void (*action)(Application& app)) {
@@ -58,6 +72,16 @@ bool refused(Application& app, const std::wstring RemoteLink::*refusal, std::wst
   return !error.empty();
 }
 
+// Leaves the lines that a start leaves which is refused on the user-interface thread.
+void logRefusedStart(Application& app, const std::wstring& reason) {
+  app.ui.post([&app, reason] {
+    if (!app.engine.asioRunning.load()) {
+      app.log.add(engine::kStartIgnored);
+    }
+    app.log.add(reason);
+  });
+}
+
 bool startHost(Application& app, std::wstring* error) {
   if (!engine::StartHost(app.host, error, false)) {
     app.log.add(*error);
@@ -65,6 +89,28 @@ bool startHost(Application& app, std::wstring* error) {
   }
   TellMissingChannels(app);
   return true;
+}
+
+bool postStart(Application& app, std::wstring& error) {
+  if (refused(app, &RemoteLink::startRefusal, error)) {
+    logRefusedStart(app, error);
+    return false;
+  }
+  return postFailing(app, "start", &startHost);
+}
+
+bool postRefresh(Application& app) {
+  if (app.remote.refreshPosted.exchange(true)) {
+    return true;
+  }
+  const bool posted = postAction(app, [&app] {
+    app.remote.refreshPosted.store(false);
+    RefreshDevices(app);
+  });
+  if (!posted) {
+    app.remote.refreshPosted.store(false);
+  }
+  return posted;
 }
 
 bool startDevice(Application& app, std::wstring* error) {
@@ -129,12 +175,10 @@ void addPatchCallbacks(Application& app, RemoteControlCallbacks& callbacks) {
 }
 
 void addActions(Application& app, RemoteControlCallbacks& callbacks) {
-  callbacks.startHost = [&app](std::wstring& error) {
-    return !refused(app, &RemoteLink::startRefusal, error) && postFailing(app, "start", &startHost);
-  };
+  callbacks.startHost = [&app](std::wstring& error) { return postStart(app, error); };
   callbacks.stopHost = posted(app, [](Application& target) { engine::StopHostAsync(target.host); });
   callbacks.startAsio = [&app] { return postFailing(app, "asio-start", &startDevice); };
-  callbacks.refreshAsio = posted(app, &RefreshDevices);
+  callbacks.refreshAsio = [&app] { return postRefresh(app); };
   callbacks.stopAsio = [&app](std::wstring& error) {
     return !refused(app, &RemoteLink::stopAsioRefusal, error) && postFailing(app, "asio-stop", &stopDevice);
   };

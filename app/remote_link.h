@@ -24,7 +24,8 @@ struct RemoteLink {
 
   // Actions that were posted and have not run yet. While there are none, the refusals are up to date.
   std::atomic<int32_t> pendingActions{0};
-  std::mutex refusalMutex;  // guards the texts alone
+  std::atomic<bool> refreshPosted{false};  // one look at the devices answers all who asked for it by then
+  std::mutex refusalMutex;                 // guards the texts alone
   std::wstring startRefusal;
   std::wstring stopAsioRefusal;
 };

@@ -133,7 +133,7 @@ bool ApplyAudioPatch(Application& app, const remote::RemoteAudioConfigPatch& pat
 }
 
 bool ApplySteeringPatch(Application& app, const remote::RemoteCpuSteeringPatch& patch, std::wstring& error) {
-  const uint64_t known = system::FallbackSystemMask(platform::ProcessorCount());
+  const uint64_t known = system::KnownProcessors();
   system::SteeringMasks masks = system::ChosenMasks(app.steering);
   for (size_t group = 0; group < system::kSteeringGroups; ++group) {
     if (patch.masks[group] && (*patch.masks[group] & ~known) != 0) {

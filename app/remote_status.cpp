@@ -1,8 +1,7 @@
 #include "app/remote_status.h"
 
 #include <algorithm>
-
-#include "platform/threads.h"
+#include <bit>
 
 namespace tarnwick::app {
 namespace {
@@ -67,7 +66,7 @@ void fillSystem(const Application& app, remote::RemoteStatusSnapshot& status) {
   status.audioPriority = app.systemControl.audioPriority.load();
   status.networkPriority = app.systemControl.networkPriority.load();
   remote::RemoteCpuSteering& steering = status.cpuSteering;
-  steering.cpuCount = platform::ProcessorCount();
+  steering.cpuCount = static_cast<int32_t>(std::bit_width(system::KnownProcessors()));
   steering.masks = system::ChosenMasks(app.steering);
   for (size_t group = 0; group < system::kSteeringGroups; ++group) {
     steering.display[group] = system::MaskText(steering.masks[group]);

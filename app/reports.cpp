@@ -72,6 +72,7 @@ void TellFaults(Application& app) {
 
 void StartReports(Application& app) {
   app.ui.startTimer(milliseconds(1000), [&app] {
+    LookAfterLostDevice(app);
     if (const auto line = engine::TimingReport(app.engine, platform::TickMilliseconds())) {
       app.log.add(*line);
     }

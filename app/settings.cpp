@@ -233,8 +233,9 @@ void SaveAtEnd(Application& app) {
   if (app.settings.location.empty()) {
     return;
   }
+  takeOutcome(app);
   const auto map = app.settings.schedule.flush([&app] { return CurrentSettings(app); });
-  if (map && !settings::WriteSettings(app.settings.location, *map)) {
+  if (map && app.settings.schedule.written(settings::WriteSettings(app.settings.location, *map))) {
     tellFailure(app);
   }
 }

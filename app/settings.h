@@ -32,7 +32,7 @@ bool SetRunAtStartup(Application& app, bool enabled, std::wstring& error);
 
 // Writes what is to be written now, on a thread of its own. To be called a few times a second.
 void SaveWhenDue(Application& app);
-// Writes what is left. Waits for the disk.
+// Writes what is left. Waits for the disk. May be called more than once: before whatever may end the program.
 void SaveAtEnd(Application& app);
 
 }  // namespace tarnwick::app

@@ -35,8 +35,8 @@ class SaveSchedule {
   // What is to be written now, if anything. `now`: monotonic, in milliseconds. `current` is only called when its
   // settings are written.
   std::optional<SettingsMap> due(uint64_t now, const CurrentSettings& current);
-  // The outcome of what `due` gave. True when the failure is to be reported: the first one since a write succeeded.
-  // A failed write is not repeated before the next change or the end of the program.
+  // The outcome of what `due` or `flush` gave. True when the failure is to be reported: the first one since a write
+  // succeeded. A failed write is not repeated before the next change or the end of the program.
   bool written(bool succeeded) noexcept;
 
   // What is to be written at the end of the program, whatever the time: the settings while remembering is on, changed

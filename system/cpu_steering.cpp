@@ -51,6 +51,10 @@ uint64_t SystemMask() noexcept {
   return mask != 0 ? mask : FallbackSystemMask(platform::ProcessorCount());
 }
 
+uint64_t KnownProcessors() noexcept {
+  return SystemMask() | FallbackSystemMask(platform::ProcessorCount());
+}
+
 uint64_t GroupMask(uint64_t chosen, uint64_t systemMask) noexcept {
   const uint64_t usable = chosen & systemMask;
   return usable != 0 ? usable : systemMask;

@@ -43,6 +43,10 @@ uint64_t FallbackSystemMask(int32_t processors) noexcept;
 // after platform::PrepareThreads.
 uint64_t SystemMask() noexcept;
 
+// The processors that can be meant by a choice: those above, and as many as the machine has, which this process may not
+// have been given today. Their numbers may have gaps.
+uint64_t KnownProcessors() noexcept;
+
 // What a group may use of the processors in `systemMask`: its choice, or all of them when nothing of it is there.
 uint64_t GroupMask(uint64_t chosen, uint64_t systemMask) noexcept;
 // What the own process needs: the processors chosen for the groups that run in it, or all when none is chosen.

@@ -4,6 +4,7 @@
 
 #include "app/device.h"
 #include "app/instances.h"
+#include "app/settings.h"
 #include "app/shutdown.h"
 #include "app/windows/drawing.h"
 #include "app/windows/start_up.h"
@@ -18,6 +19,7 @@ constexpr int kHeightLeftOver = 50;  // pixels of the work area
 constexpr int kFallbackHeight = 570;
 constexpr int kStep = 8;
 constexpr int kControlHeight = 36;
+constexpr ULONGLONG kTimeToStop = 3000;  // ms; Windows gives 5 s when the session ends
 
 HWND dialogKeysFor = nullptr;  // the window whose controls the Tab key goes through
 
@@ -155,7 +157,7 @@ LRESULT MainWindow::handle(UINT message, WPARAM wParam, LPARAM lParam) {
       return 0;
     case WM_ENDSESSION:
       if (wParam != 0) {
-        BeginShutdown(*app_);
+        onSessionEnd();
       }
       return 0;
     case WM_COMMAND:
@@ -198,10 +200,35 @@ bool MainWindow::turnedAway(UINT message, WPARAM wParam) {
   if (!waiting_ || (message != WM_COMMAND && message != WM_CLOSE && message != WM_ENDSESSION)) {
     return false;
   }
-  if (message == WM_CLOSE || (message == WM_ENDSESSION && wParam != 0)) {
+  const bool sessionEnds = message == WM_ENDSESSION && wParam != 0;
+  if (sessionEnds) {
+    SaveAtEnd(*app_);
+  }
+  if (message == WM_CLOSE || sessionEnds) {
     PostMessageW(window_, WM_CLOSE, 0, 0);
   }
   return true;
+}
+
+// Windows may end the process as soon as this message has been answered: what can be lost is saved before anything
+// else, and the answer waits a while for the host and the device to stop.
+void MainWindow::onSessionEnd() {
+  SaveAtEnd(*app_);
+  BeginShutdown(*app_);
+  const ULONGLONG begin = GetTickCount64();
+  for (ULONGLONG waited = 0; window_ != nullptr && waited < kTimeToStop; waited = GetTickCount64() - begin) {
+    MSG message;
+    if (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE) == 0) {
+      MsgWaitForMultipleObjectsEx(0, nullptr, static_cast<DWORD>(kTimeToStop - waited), QS_ALLINPUT,
+                                  MWMO_INPUTAVAILABLE);
+    } else if (message.message == WM_QUIT) {
+      PostQuitMessage(static_cast<int>(message.wParam));  // for the loop below this one
+      return;
+    } else {
+      TranslateMessage(&message);
+      DispatchMessageW(&message);
+    }
+  }
 }
 
 // 0 when the focus is elsewhere.

@@ -41,6 +41,7 @@ class MainWindow {
   static LRESULT CALLBACK takenMessage(int code, WPARAM wParam, LPARAM lParam);
   LRESULT handle(UINT message, WPARAM wParam, LPARAM lParam);
   bool turnedAway(UINT message, WPARAM wParam);
+  void onSessionEnd();
   int focusedButton() const;
   bool registerClass();
   void createControls();

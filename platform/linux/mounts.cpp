@@ -6,6 +6,8 @@ namespace tarnwick::platform {
 namespace {
 
 constexpr std::string_view kPlaces[] = {"/media", "/run/media", "/mnt"};
+constexpr std::string_view kNetworkTypes[] = {"afs",   "ceph", "cifs", "fuse.glusterfs", "fuse.sshfs",
+                                              "ncpfs", "nfs",  "nfs4", "smb3",           "smbfs"};
 
 // The kernel writes blanks, line ends and backslashes as a backslash and three octal digits.
 std::string plain(std::string_view text) {
@@ -28,6 +30,14 @@ bool isAdded(std::string_view path) {
   });
 }
 
+// Takes the line's next field from its beginning.
+std::string_view takeField(std::string_view& line) {
+  line.remove_prefix(std::min(line.find_first_not_of(' '), line.size()));
+  const std::string_view field = line.substr(0, line.find(' '));
+  line.remove_prefix(field.size());
+  return field;
+}
+
 }  // namespace
 
 std::vector<std::string> AddedMountPoints(std::string_view mounts) {
@@ -36,10 +46,12 @@ std::vector<std::string> AddedMountPoints(std::string_view mounts) {
     const size_t end = std::min(mounts.find('\n'), mounts.size());
     std::string_view line = mounts.substr(0, end);
     mounts.remove_prefix(std::min(end + 1, mounts.size()));
-    line.remove_prefix(std::min(line.find(' '), line.size()));  // the device
-    line.remove_prefix(std::min(line.find_first_not_of(' '), line.size()));
-    std::string point = plain(line.substr(0, line.find(' ')));
-    if (isAdded(point) && std::find(points.begin(), points.end(), point) == points.end()) {
+    takeField(line);  // the device
+    std::string point = plain(takeField(line));
+    const std::string_view type = takeField(line);
+    const bool ofNetwork =
+        std::find(std::begin(kNetworkTypes), std::end(kNetworkTypes), type) != std::end(kNetworkTypes);
+    if (isAdded(point) && !ofNetwork && std::find(points.begin(), points.end(), point) == points.end()) {
       points.push_back(std::move(point));
     }
   }

@@ -41,6 +41,10 @@ bool FolderExists(const std::wstring& path) {
   return std::filesystem::is_directory(statusOf(path));
 }
 
+bool NamesOwnDrive(const std::wstring& path) {
+  return !path.starts_with(L"//") && !path.starts_with(L"\\\\");
+}
+
 std::vector<std::wstring> Drives() {
   constexpr size_t kMostBytes = size_t{4} << 20;
   std::vector<std::wstring> drives{L"/"};

@@ -18,13 +18,11 @@ constexpr std::wstring_view kSharePrefix = L"\\\\?\\UNC\\";
 constexpr std::wstring_view kShareStart = L"\\\\";
 constexpr std::wstring_view kDevicePrefixes[] = {kPlainPrefix, L"\\\\.\\"};
 
-// A drive for exchangeable media may be empty, which only a look at it tells. A drive of the network is not looked at:
-// one whose server is away would hold the look up for many seconds.
+// A drive for exchangeable media may be empty, which only a look at it tells.
 bool isReady(const wchar_t* root) {
   switch (GetDriveTypeW(root)) {
     case DRIVE_FIXED:
     case DRIVE_RAMDISK:
-    case DRIVE_REMOTE:
       return true;
     case DRIVE_REMOVABLE:
     case DRIVE_CDROM:
@@ -92,6 +90,11 @@ bool FileExists(const std::wstring& path) {
 bool FolderExists(const std::wstring& path) {
   const DWORD attributes = attributesOf(path);
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+bool NamesOwnDrive(const std::wstring& path) {
+  const auto isLetter = [](wchar_t c) { return (c >= L'A' && c <= L'Z') || (c >= L'a' && c <= L'z'); };
+  return path.size() >= 3 && isLetter(path[0]) && path[1] == L':' && (path[2] == L'\\' || path[2] == L'/');
 }
 
 std::vector<std::wstring> Drives() {

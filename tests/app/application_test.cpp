@@ -125,6 +125,38 @@ TEST(Reports, EndATimedRunWithItsSummary) {
   EXPECT_THAT(rig.seen.log, ElementsAre(L"Stopping host asynchronously...", L"Host stopped."));
 }
 
+TEST(Device, ItsLatenciesAreShownAndALossIsActedOnOnce) {
+  Rig rig;
+  Application& app = rig.app;
+  const std::wstring none = L"Input Latency : -, Output Latency : -";
+  EXPECT_EQ(app.latencyText, none);
+  ASSERT_TRUE(StartDevice(app, nullptr, false));
+  const std::wstring shown = app.latencyText;
+  EXPECT_NE(shown, none);
+  EXPECT_EQ(std::count(rig.seen.log.begin(), rig.seen.log.end(), shown), 1);
+  // A driver may say so in every block; the log has what differs.
+  rig.seen.log.clear();
+  int refreshes = 0;
+  app.surface.refresh = [&] { ++refreshes; };
+  for (int k = 0; k < 10; ++k) {
+    app.engine.postLatenciesChanged();
+  }
+  app.ui.post([&] { app.ui.quit(0); });
+  app.ui.run();
+  EXPECT_EQ(refreshes, 1);
+  EXPECT_TRUE(rig.seen.log.empty());
+
+  for (const uint32_t session : {app.sessionNumber - 1, app.sessionNumber + 0}) {
+    EXPECT_TRUE(app.engine.asioRunning.load()) << "that was an earlier session";
+    app.lostDevice = LostDevice{session, L"It is gone."};
+    LookAfterLostDevice(app);
+    LookAfterLostDevice(app);
+  }
+  EXPECT_FALSE(app.engine.asioRunning.load());
+  EXPECT_EQ(app.latencyText, none);
+  EXPECT_EQ(rig.seen.log.size(), 1u);
+}
+
 TEST(Reports, TellOfEachFaultOnce) {
   Rig rig;
   rig.app.engine.counters.refusedBlocks = 3;

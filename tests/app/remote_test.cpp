@@ -1,6 +1,7 @@
 // What a remote client may read and change, as far as the application decides it.
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <limits>
 
 #include "app/application_rig.h"
@@ -162,6 +163,11 @@ TEST(RemoteActions, ARefusalIsToldAtOnceUnlessAnActionIsStillToRun) {
   std::wstring error;
   EXPECT_FALSE(callbacks.startHost(error));
   EXPECT_EQ(error, L"Press ASIO Start first, then start the instance host.");
+  // As on the user-interface thread, the log tells of it.
+  rig.seen.log.clear();
+  rig.app.ui.post([&] { rig.app.ui.quit(0); });
+  rig.app.ui.run();
+  EXPECT_EQ(rig.seen.log, (std::vector<std::wstring>{engine::kStartIgnored, error}));
   // A script that starts the device and then the host does not wait for the first.
   EXPECT_TRUE(callbacks.startAsio());
   error.clear();
@@ -171,6 +177,24 @@ TEST(RemoteActions, ARefusalIsToldAtOnceUnlessAnActionIsStillToRun) {
   EXPECT_TRUE(rig.app.engine.hostRunning.load());
   EXPECT_FALSE(callbacks.stopAsio(error));
   EXPECT_EQ(error, L"Stop the instance host before stopping ASIO.");
+}
+
+TEST(RemoteActions, AFloodOfThemIsBounded) {
+  Rig rig;
+  const auto callbacks = MakeRemoteCallbacks(rig.app);
+  rig.seen.log.clear();
+  for (int k = 0; k < 1000; ++k) {
+    EXPECT_TRUE(callbacks.refreshAsio());
+  }
+  int taken = 0;
+  while (taken < 1000 && callbacks.toggleBypassAll()) {
+    ++taken;
+  }
+  EXPECT_EQ(taken, 255) << "beside the one refresh";
+  rig.app.ui.post([&] { rig.app.ui.quit(0); });
+  rig.app.ui.run();
+  EXPECT_EQ(std::count(rig.seen.log.begin(), rig.seen.log.end(), L"Device list refreshed."), 1);
+  EXPECT_TRUE(callbacks.toggleBypassAll()) << "all have run";
 }
 
 // What the program does when the system refuses the daily restart.

@@ -35,8 +35,8 @@ struct FakeMachine {
     p.ownId = [] { return uint32_t{1}; };
     p.ownExecutable = [] { return std::wstring(L"own"); };
     p.readAffinity = [](uint32_t) { return platform::ProcessAffinity{3, 3}; };
-    p.setAffinity = [this](uint32_t id, uint64_t mask) {
-      note("process " + std::to_string(id) + " to " + std::to_string(mask));
+    p.changeAffinity = [this](uint32_t id, const platform::AffinityChoice& choose) {
+      note("process " + std::to_string(id) + " to " + std::to_string(choose({3, 3})));
       return platform::AffinityOutcome::set;
     };
     p.setOwnAffinity = [this](uint64_t mask) {

@@ -40,6 +40,8 @@ TEST(RealTimeRun, TellsItsCourseInOrder) {
   EXPECT_GE(summary["blocks"].GetInt64(), 40);
   std::vector<std::string> lines = result.lines();
   lines.pop_back();
+  // Machines without a device of their own are told so.
+  std::erase_if(lines, [](const std::string& line) { return line.find(" No ASIO d") != std::string::npos; });
   EXPECT_THAT(logLines(lines),
               ElementsAre(StartsWith("Tarnwick "), "Device list refreshed.",
                           "ASIO started: Tarnwick Virtual Audio (buffer=480)",

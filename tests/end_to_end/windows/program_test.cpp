@@ -142,6 +142,9 @@ TEST(WindowsProgram, HasItsWindowInTheCornerAtTheSizeOfTheWorkArea) {
   EXPECT_EQ(client.bottom, work.bottom - work.top - 50);
   const LONG style = WS_OVERLAPPEDWINDOW | WS_VSCROLL | WS_HSCROLL | WS_CLIPCHILDREN;
   EXPECT_EQ(GetWindowLongW(window, GWL_STYLE) & style, style);
+  EXPECT_NE(AwaitControl(window, L"Input Latency : -, Output Latency : -"), nullptr);
+  HWND devices = FindWindowExW(window, nullptr, L"COMBOBOX", nullptr);
+  EXPECT_TRUE(Eventually([&] { return SendMessageW(devices, CB_GETCOUNT, 0, 0) >= 1 && IsWindowEnabled(devices); }));
 
   DWORD owner = 0;
   HANDLE thread = OpenThread(THREAD_QUERY_INFORMATION, FALSE, GetWindowThreadProcessId(window, &owner));
@@ -281,6 +284,35 @@ TEST(WindowsProgram, IsDrivenFromTheNetworkAndKeepsItsSettings) {
   RunningProgram program(arguments);
   ASSERT_TRUE(awaitStatus("\"name\":\"Lead \xc3\xbc\",\"inputChannel\":1,\"outputChannel\":1,\"inputGainDb\":-6"));
   EXPECT_TRUE(awaitStatus("\\gain.vst3\",\"device\":"));
+  platform::EndSockets();
+}
+
+TEST(WindowsProgram, HasSavedAndStoppedByTheTimeItAnswersTheEndOfTheSession) {
+  platform::StartSockets();
+  constexpr wchar_t kKey[] = L"Software\\TarnwickTestSession";
+  RegDeleteTreeW(HKEY_CURRENT_USER, kKey);
+  const std::vector<std::string> arguments = {"--remote-port", "20843", "--settings", "Software\\TarnwickTestSession"};
+  {
+    std::vector<std::string> running = arguments;
+    running.insert(running.end(), {"--start", "--instances", "4"});
+    RunningProgram program(running);
+    HWND window = program.window();
+    ASSERT_NE(window, nullptr);
+    ASSERT_TRUE(AwaitTitle(window, L"Tarnwick - Running"));
+    EXPECT_THAT(ask("POST", "/api/instances/0/config?name=First"), HasSubstr(" 202 "));
+    ASSERT_TRUE(Eventually([&] {
+      HKEY key = nullptr;
+      return RegOpenKeyExW(HKEY_CURRENT_USER, kKey, 0, KEY_READ, &key) == 0 && RegCloseKey(key) == 0;
+    }));
+    // A second after the last save nothing is saved by itself.
+    EXPECT_THAT(ask("POST", "/api/instances/0/config?name=Second"), HasSubstr(" 202 "));
+    DWORD_PTR answer = 1;
+    EXPECT_NE(SendMessageTimeoutW(window, WM_ENDSESSION, TRUE, 0, SMTO_NORMAL, 10000, &answer), 0);
+    EXPECT_EQ(answer, 0u);
+    EXPECT_FALSE(IsWindow(window)) << "the host and the device have not stopped";
+  }  // ended at once
+  RunningProgram program(arguments);
+  EXPECT_TRUE(awaitStatus("\"name\":\"Second\""));
   platform::EndSockets();
 }
 

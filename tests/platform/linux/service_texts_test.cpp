@@ -45,7 +45,8 @@ TEST(Mounts, AddedDisksInTheirOrder) {
   EXPECT_THAT(AddedMountPoints("proc /proc proc rw 0 0\n"
                                "/dev/sda1 / ext4 rw 0 0\n"
                                "/dev/sdb1 /media/me/My\\040Disk\\134 vfat rw 0 0\n"
-                               "nas:/x /mnt/nas nfs rw 0 0\n"
+                               "nas:/x /mnt/nas nfs4 rw 0 0\n"
+                               "/dev/sde1 /mnt/nfs ext4 rw 0 0\n"
                                "/dev/sdc1 /mnt ext4 rw 0 0\n"
                                "/dev/sdd1 /run/media/me/CARD vfat rw 0 0\n"
                                "/dev/sdb1 /media/me/My\\040Disk\\134 vfat rw 0 0\n"
@@ -53,7 +54,7 @@ TEST(Mounts, AddedDisksInTheirOrder) {
                                "tmpfs /run/mediax tmpfs rw 0 0\n"
                                "broken\n\n /mnt\n"
                                "x /mnt/cut\\04"),
-              ElementsAre("/media/me/My Disk\\", "/mnt/nas", "/mnt", "/run/media/me/CARD", "/mnt/cut\\04"));
+              ElementsAre("/media/me/My Disk\\", "/mnt/nfs", "/mnt", "/run/media/me/CARD", "/mnt/cut\\04"));
 }
 
 TEST(StartupEntry, TheProgramIsQuotedAsTheDesktopReadsIt) {

@@ -20,6 +20,16 @@ TEST(WindowsPaths, JoinUsesOneSeparator) {
   }
 }
 
+TEST(WindowsPaths, OnlyAPathWithItsDriveStaysOnThisMachine) {
+  for (const wchar_t* path : {L"C:\\", L"z:\\a", L"C:/a"}) {
+    EXPECT_TRUE(NamesOwnDrive(path)) << Utf8FromWide(path);
+  }
+  for (const wchar_t* path : {L"", L"C:", L"C:a", L"a", L"\\a", L"/a", L"1:\\", L"\u00e9:\\", L"\\\\h\\s", L"//h/s",
+                              L"\\/h/s", L"\\\\?\\C:\\", L"\\\\.\\C:\\", L"\\??\\C:\\", L" C:\\"}) {
+    EXPECT_FALSE(NamesOwnDrive(path)) << Utf8FromWide(path);
+  }
+}
+
 TEST(WindowsPaths, OnlyALongPathIsExtended) {
   const std::wstring name(300, L'n');
   const std::pair<std::wstring, std::wstring> cases[] = {

@@ -1,0 +1,135 @@
+#include "app/plugin_files.h"
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <future>
+#include <stdexcept>
+
+#include "platform/temporary_folder.h"
+#include "support/eventually.h"
+
+namespace tarnwick::app {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+using Entries = std::vector<remote::RemotePlaybackFileEntry>;
+
+constexpr milliseconds kTime{300};
+
+struct Answer {
+  bool succeeded = false;
+  std::vector<std::wstring> names;  // of folders with a separator at the end
+  std::wstring resolved;
+  std::wstring error;
+
+  bool operator==(const Answer&) const = default;
+};
+
+// What `list` answers to somebody who still holds an old answer.
+template <class List>
+Answer answerOf(List list) {
+  Entries entries{{L"old", true, true}};
+  Answer answer;
+  answer.resolved = L"old";
+  answer.succeeded = list(entries, answer.resolved, answer.error);
+  for (const auto& entry : entries) {
+    answer.names.push_back(entry.name + (entry.isDirectory ? L"/" : L""));
+  }
+  return answer;
+}
+
+Answer listed(const std::wstring& path) {
+  return answerOf([&path](auto&... answer) { return ListPluginFiles(path, answer...); });
+}
+
+// A disk that hangs until it is let go.
+class HangingDisk {
+ public:
+  void letGo() { release_.set_value(); }
+  int looks() const { return *looks_; }
+
+  Answer list(HelperThreads& helpers, const std::wstring& path) {
+    // Holds nothing of this object: a helper may outlive it.
+    const FolderLook look = [looks = looks_, goesOn = goesOn_](const std::wstring& asked, Entries& entries,
+                                                               std::wstring& resolved, std::wstring&) {
+      ++*looks;
+      if (asked.ends_with(L"throws")) {
+        throw std::runtime_error("no");
+      }
+      goesOn.wait();
+      entries.push_back({L"entry", false, false});
+      resolved = asked;
+      return true;
+    };
+    return answerOf([&](auto&... answer) { return ListWithHelpers(helpers, look, path, answer...); });
+  }
+
+ private:
+  std::promise<void> release_;
+  std::shared_future<void> goesOn_ = release_.get_future().share();
+  std::shared_ptr<std::atomic<int>> looks_ = std::make_shared<std::atomic<int>>(0);
+};
+
+TEST(PluginFiles, ADiskThatHangsHoldsNobodyUpAndOnlySoManyHelpers) {
+  const platform::TemporaryFolder folder;
+  const std::wstring path = folder.wide("x");
+  HangingDisk disk;
+  {
+    HelperThreads helpers(kTime, 2);
+    EXPECT_EQ(disk.list(helpers, folder.wide("throws")), Answer{}) << "and leaves its helper to the next";
+    auto other = std::async(std::launch::async, [&] { return disk.list(helpers, path); });
+    EXPECT_EQ(disk.list(helpers, path), Answer{});
+    EXPECT_EQ(other.get(), Answer{});
+    const auto before = steady_clock::now();
+    EXPECT_EQ(disk.list(helpers, path), Answer{});
+    EXPECT_LT(steady_clock::now() - before, kTime) << "refused at once";
+    EXPECT_EQ(disk.looks(), 3);
+  }
+  disk.letGo();  // the helpers come back after everybody who knew them has gone
+
+  HangingDisk another;
+  HelperThreads helpers(kTime, 1);
+  EXPECT_EQ(another.list(helpers, path), Answer{});
+  another.letGo();
+  Answer answer;
+  EXPECT_TRUE(tests::Eventually([&] { return (answer = another.list(helpers, path)).succeeded; }));
+  EXPECT_EQ(answer, (Answer{true, {L"entry"}, path, L""})) << "nothing of the late one";
+}
+
+TEST(PluginFiles, SharesAndDevicesAreRefusedWithoutALook) {
+  HangingDisk disk;
+  HelperThreads helpers(kTime, 1);
+  const std::atomic<bool> cancelled{false};
+  const platform::TemporaryFolder folder;
+  const Answer refused{false, {}, L"", L"There is no such folder."};
+  EXPECT_EQ(listed(folder.wide("missing")), refused);
+  for (std::wstring path : {L"\\\\host\\share", L"//host/share", L"//", L"\\\\?\\C:\\", L"\\\\.\\C:\\", L"//?/C:/"}) {
+    SCOPED_TRACE(platform::Utf8FromWide(path));
+    EXPECT_EQ(disk.list(helpers, path), refused);
+    EXPECT_EQ(listed(path), refused);
+    std::wstring error;
+    EXPECT_FALSE(CheckPluginChoice(path, cancelled, error));
+    EXPECT_EQ(error, L"There is no such file.");
+  }
+  EXPECT_EQ(disk.looks(), 0);
+}
+
+TEST(PluginFiles, ListsFoldersAndModules) {
+  const platform::TemporaryFolder folder;
+  std::filesystem::create_directories(folder.name("top/b folder"));
+  std::filesystem::create_directories(folder.name("top/A.vst3"));  // a bundle without a library
+  for (const char* file : {"top/Z.VST3", "top/c.vst3", "top/text.txt", "top/.vst3"}) {
+    platform::WriteBytes(folder.name(file), {});
+  }
+  const std::wstring top = folder.wide("top");
+  const Answer expected{true, {L"A.vst3/", L"b folder/", L"c.vst3", L"Z.VST3"}, top, L""};
+  for (const wchar_t* way : {L"", L"/", L"/b folder/.."}) {
+    EXPECT_EQ(listed(top + way), expected) << platform::Utf8FromWide(way);
+  }
+  EXPECT_FALSE(listed(L"").names.empty());
+}
+
+}  // namespace
+}  // namespace tarnwick::app
