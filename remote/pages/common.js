@@ -1,5 +1,5 @@
 'use strict';
-// Shared by all pages: the connection to the program, the frame around the page, what is said beside a control.
+// Shared by all pages: the connection to the program and the frame around the page.
 
 const kBeat = 100;       // ms between the program's messages when all is well
 const kProbeAfter = 350;  // ms of silence after which the program is asked whether it is there
@@ -33,6 +33,10 @@ function setAttribute(element, name, value) {
     element.setAttribute(name, value);
   }
 }
+
+// A button that has nothing to do keeps the focus, so it is not disabled in the browser's sense.
+const isOff = (button) => button.getAttribute('aria-disabled') === 'true';
+const setOff = (button, off) => setAttribute(button, 'aria-disabled', String(off));
 
 const withMinus = (text) => text.replace('-', '\u2212');
 
@@ -184,100 +188,6 @@ const link = {
   },
 };
 
-// What is said beside a control stays until its time is over, something is pressed, or the control is used again.
-const notes = {
-  shown: new Map(),  // control: {bubble, timer, at}
-
-  say(control, text, kind = 'bad') {
-    this.clear(control);
-    const role = kind === 'bad' ? 'alert' : 'status';
-    const bubble = make('div', {className: 'note', role, id: `note-${++this.count}`});
-    bubble.dataset.kind = kind;
-    bubble.onclick = () => this.clear(control);
-    document.body.append(bubble);
-    bubble.textContent = text;
-    const timer = setTimeout(() => this.clear(control), kind === 'bad' ? 12000 : 3000);
-    this.shown.set(control, {bubble, timer, at: performance.now()});
-    if (kind === 'bad') {
-      control.setAttribute('aria-describedby', bubble.id);
-      control.setAttribute('aria-invalid', 'true');
-    }
-    this.place();
-  },
-  count: 0,
-  clear(control) {
-    const note = this.shown.get(control);
-    if (note) {
-      clearTimeout(note.timer);
-      note.bubble.remove();
-      this.shown.delete(control);
-      control.removeAttribute('aria-describedby');
-      control.removeAttribute('aria-invalid');
-    }
-  },
-  clearAll() {
-    for (const control of [...this.shown.keys()]) {
-      this.clear(control);
-    }
-  },
-  place() {
-    for (const [control, {bubble}] of this.shown) {
-      if (!control.isConnected) {
-        this.clear(control);
-        continue;
-      }
-      const at = control.getBoundingClientRect();
-      const size = bubble.getBoundingClientRect();
-      const below = at.bottom + 6 + size.height < innerHeight - 60;
-      const top = below ? at.bottom + 6 : at.top - size.height - 6;
-      bubble.style.left = `${Math.max(8, Math.min(at.left, innerWidth - size.width - 8))}px`;
-      bubble.style.top = `${Math.max(8, Math.min(top, innerHeight - size.height - 8))}px`;
-    }
-  },
-};
-addEventListener('scroll', () => notes.place(), {capture: true, passive: true});
-addEventListener('resize', () => notes.place());
-// A press anywhere else, or Escape, takes them away; a press on one goes no further, so it moves nothing below.
-addEventListener('pointerdown', (event) => event.target.closest?.('.note') || notes.clearAll(), {capture: true});
-addEventListener('keydown', (event) => event.key === 'Escape' && notes.clearAll(), {capture: true});
-
-// The action of each path, as the program names it when an accepted action has failed after all.
-function actionOf(path) {
-  const known = {'/api/host/config': 'host-config-patch', '/api/audio/config': 'audio-config-patch',
-                 '/api/cpu-steering/config': 'cpu-steering-patch', '/api/instances/add': 'add-instance',
-                 '/api/instances/remove-last': 'remove-last-instance', '/api/host/start': 'start',
-                 '/api/host/stop': 'stop'};
-  return known[path] ?? (/^\/api\/instances\/\d+\/config$/.test(path) ? 'patch-instance'
-                                                                     : path.slice('/api/'.length).replaceAll('/', '-'));
-}
-
-const lastSent = new Map();  // action: {control, at}, of this page
-
-// Sends an action for a control. A refusal is said beside it, in the words of the program.
-async function act(control, path, parameters) {
-  notes.clear(control);
-  const action = actionOf(path);
-  lastSent.set(action, {control, at: performance.now()});
-  const answer = await link.request('POST', path, parameters);
-  if (!answer.ok) {
-    // A notice that came first says more than the answer does.
-    const said = notes.shown.get(control);
-    if (!said || performance.now() - said.at > 1500) {
-      notes.say(control, answer.error);
-    }
-  }
-  return answer;
-}
-
-link.on('notice', (notice) => {
-  const sent = lastSent.get(notice.action);
-  if (sent?.control.isConnected && performance.now() - sent.at < 30000) {
-    notes.say(sent.control, String(notice.text));
-  } else if (!/patch/.test(notice.action)) {  // a value that another page's user typed wrongly is only theirs to know
-    frame.banner(String(notice.text));
-  }
-});
-
 function stateOf(status) {
   if (!link.connected) {
     return status ? ['lost', 'Connection lost'] : ['lost', 'Connecting'];
@@ -298,7 +208,9 @@ const frame = {
                    ['/cpu-monitor', 'CPU'], ['/cpu-steering', 'Steering'], ['/plugin-browser-remote', 'Plug-in']];
     const here = ['/remote', '/index.html'].includes(location.pathname) ? '/' : location.pathname;
     this.word = make('span', {className: 'word'});
-    this.state = make('div', {className: 'state'}, make('span', {className: 'lamp', 'aria-hidden': 'true'}), this.word);
+    // From wherever one has scrolled to, this leads to Stop.
+    this.state = make('a', {className: 'state', href: '/#host-button', title: 'To start and stop'},
+        make('span', {className: 'lamp', 'aria-hidden': 'true'}), this.word);
     this.announcer = make('div', {className: 'unseen', role: 'status'});
     const links = pages.map(([path, name]) =>
       make('li', {}, make('a', {href: path, ...(path === here && {'aria-current': 'page'})}, name)));
@@ -312,7 +224,10 @@ const frame = {
         this.lost);
     document.body.prepend(this.header);
     document.body.append(this.announcer);
-    new ResizeObserver(() => notes.place()).observe(this.header);
+    new ResizeObserver(() => {
+      document.documentElement.style.setProperty('--header', `${this.header.offsetHeight}px`);
+      notes.place();
+    }).observe(this.header);
     this.show();
   },
   announce(text) {
@@ -353,6 +268,10 @@ const frame = {
     this.header.append(banner);
   },
 };
+
+// A key that is kept down presses a button once, also when the focus has moved on to another one meanwhile.
+addEventListener('keydown', (event) => event.repeat && event.target.tagName === 'BUTTON' &&
+    ['Enter', ' '].includes(event.key) && event.preventDefault(), {capture: true});
 
 link.on('connection', (connected) => frame.connection(connected));
 link.on('monitor', () => frame.show());

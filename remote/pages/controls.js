@@ -2,7 +2,7 @@
 // progress, what the program tells does not overwrite it.
 
 const kSettleTime = 700;  // ms that a changed value is kept waiting for the program to show it
-const kListPatience = 15000;  // an open list may be read for so long
+const kListPatience = 5000;  // ms that an opened list waits for a choice
 
 class Setting {
   // show(value) draws a value. send(value) resolves to an answer.
@@ -91,6 +91,9 @@ function toggleSetting(element, path, key) {
   return setting;
 }
 
+let openList = null;  // the setting whose list was opened last
+addEventListener('pointerdown', () => openList?.end(), {capture: true});
+
 // A list of choices. fill(value) gives the options as [value, text] pairs; it is asked when the list is about to open,
 // so that a long list costs nothing until then.
 function choiceSetting(element, path, key, fill) {
@@ -111,11 +114,12 @@ function choiceSetting(element, path, key, fill) {
       refill(setting.shown, true);
     }
   };
-  // A list that was opened and left as it was follows the program again after a while.
+  // A list that was opened and left as it was follows the program again: with the next press, or after a while.
   let idle = 0;
   const begin = () => {
     open();
     setting.begin();
+    openList = setting;
     clearTimeout(idle);
     idle = setTimeout(() => setting.end(), kListPatience);
   };
@@ -150,6 +154,7 @@ function textSetting(element, path, key, {parse = (text) => text, format = Strin
     element.title = element.value;
   }, (value) => act(element, path(), {[key]: value}));
   let typed = false;  // since the field was entered: leaving it as it was sends nothing
+  let keyed = false;  // so was a key pressed
   // What could not be sent for want of a connection stays, marked, as an edit in progress.
   setting.keepUnsent = () => {
     setting.editing = true;
@@ -171,7 +176,11 @@ function textSetting(element, path, key, {parse = (text) => text, format = Strin
       setting.set(value);
     }
   };
-  element.addEventListener('focus', () => setting.begin());
+  element.addEventListener('focus', () => {
+    typed = element.classList.contains('unsent');
+    keyed = false;
+    setting.begin();
+  });
   element.addEventListener('input', () => {
     typed = true;
     setting.begin();
@@ -180,14 +189,22 @@ function textSetting(element, path, key, {parse = (text) => text, format = Strin
     if (event.key === 'Enter') {
       commit();
     } else if (event.key === 'Escape') {
+      typed = false;
       leave();
       setting.shown = undefined;
       setting.settle();
+    } else if (event.key !== 'Tab') {
+      keyed = true;
     }
   });
-  // A time picker is done when it says so, long before it is left.
+  // A time picker is done when it says so, long before the field is left; by keys, each digit gives a time, and is one
+  // change, on the way to the time that is meant.
   if (element.type === 'time') {
-    element.addEventListener('change', commit);
+    element.addEventListener('change', () => {
+      if (!keyed) {
+        commit();
+      }
+    });
   }
   element.addEventListener('blur', () => {
     if (setting.editing) {
@@ -202,247 +219,4 @@ const decimalPattern = /^\s*([+\-\u2212]?)\s*(\d{1,6}(?:[.,]\d{0,6})?)\s*(?:dB|%
 function numberFrom(text) {
   const parts = decimalPattern.exec(text);
   return parts ? Number(parts[2].replace(',', '.')) * (parts[1] && parts[1] !== '+' ? -1 : 1) : undefined;
-}
-
-// A number between limits: dragged, with wheel and arrow keys, or typed. A press alone moves nothing, so that nothing
-// jumps under a finger; the wheel acts on the chosen slider only, so that scrolling past one changes nothing.
-// options: minimum, maximum, step, fine (with shift), page, home (value of a double click), text(value), label
-function faderSetting(element, path, key, options) {
-  const {minimum, maximum, step, fine = step, page, home, text} = options;
-  const fill = make('span', {className: 'fill'});
-  const value = make('span', {className: 'value'});
-  element.append(fill, value);
-  if (home !== undefined && home > minimum) {
-    const mark = make('span', {className: 'home'});
-    mark.style.left = `${((home - minimum) / (maximum - minimum)) * 100}%`;
-    element.append(mark);
-  }
-  element.tabIndex = 0;
-  element.setAttribute('role', 'slider');
-  element.setAttribute('aria-valuemin', minimum);
-  element.setAttribute('aria-valuemax', maximum);
-  element.title = 'Drag, or choose it and use the wheel, the arrow keys or type a number' +
-      (home === undefined ? '.' : `; a double click returns to ${text(home)}.`);
-  const setting = new Setting((number) => {
-    const part = Math.min(1, Math.max(0, (number - minimum) / (maximum - minimum)));
-    fill.style.transform = `translateX(${(part - 1) * 100}%)`;
-    setText(value, text(number));
-    setAttribute(element, 'aria-valuenow', String(number));
-    setAttribute(element, 'aria-valuetext', text(number));
-  }, (number) => act(element, path(), {[key]: number}));
-  const limited = (number, grid) => Number(
-      Math.min(maximum, Math.max(minimum, Math.round(number / grid) * grid)).toFixed(3));
-  const set = (number, grid = step) => {
-    const next = limited(number, grid);
-    if (next !== setting.shown) {
-      setting.set(next);
-    }
-  };
-  const move = (steps, event) => {
-    const grid = event.shiftKey ? fine : step;
-    set(setting.shown + steps * grid, grid);
-  };
-
-  let editor = null;
-  const edit = (start) => {
-    if (editor || setting.shown === undefined) {
-      return;
-    }
-    setting.begin();
-    editor = make('input', {type: 'text', autocomplete: 'off', enterKeyHint: 'done', maxLength: 12,
-                            inputMode: minimum < 0 ? 'text' : 'decimal',
-                            'aria-label': element.getAttribute('aria-label') ?? ''});
-    editor.value = start ?? String(setting.shown);
-    const finish = (keep, focus) => {
-      if (!editor) {
-        return;
-      }
-      const typed = editor.value;
-      const old = editor;
-      editor = null;
-      old.remove();
-      const number = numberFrom(typed);
-      setting.editing = false;
-      if (focus) {
-        element.focus();
-      }
-      if (keep && number !== undefined) {
-        set(number, fine);
-      } else if (keep && typed.trim() !== '') {
-        notes.say(element, `A number from ${text(minimum)} to ${text(maximum)}, please.`);
-      }
-      setting.settle();
-    };
-    editor.onkeydown = (event) => {
-      event.stopPropagation();
-      if (event.key === 'Enter' || event.key === 'Escape') {
-        finish(event.key === 'Enter', true);
-      }
-    };
-    editor.onblur = () => finish(true, false);
-    element.append(editor);
-    editor.focus();
-    if (start === undefined) {
-      editor.select();
-    }
-  };
-
-  let drag = null;
-  element.addEventListener('pointerdown', (event) => {
-    if (event.button === 0 && !editor && setting.shown !== undefined) {
-      drag = {x: event.clientX, from: setting.shown, moved: false, width: element.clientWidth};
-      element.setPointerCapture(event.pointerId);
-    }
-  });
-  element.addEventListener('pointermove', (event) => {
-    if (!drag) {
-      return;
-    }
-    const far = event.clientX - drag.x;
-    if (!drag.moved && Math.abs(far) < 4) {
-      return;
-    }
-    if (!drag.moved) {
-      drag.moved = true;
-      element.classList.add('moving');
-      setting.begin();
-    }
-    const grid = event.shiftKey ? fine : step;
-    set(drag.from + (far / Math.max(120, drag.width)) * (maximum - minimum) * (grid / step), grid);
-  });
-  const release = (event) => {
-    const tapped = drag && !drag.moved && event.type === 'pointerup' && event.pointerType === 'touch';
-    drag = null;
-    element.classList.remove('moving');
-    if (!editor) {
-      setting.end();
-    }
-    if (tapped) {
-      edit();
-    }
-  };
-  element.addEventListener('pointerup', release);
-  element.addEventListener('pointercancel', release);
-  element.addEventListener('dblclick', () => {
-    if (home !== undefined && !editor) {
-      set(home);
-    }
-  });
-  element.addEventListener('wheel', (event) => {
-    if (document.activeElement === element && event.deltaY !== 0 && !event.ctrlKey) {
-      event.preventDefault();
-      move(event.deltaY < 0 ? 1 : -1, event);
-    }
-  }, {passive: false});
-  element.addEventListener('keydown', (event) => {
-    const steps = {ArrowUp: 1, ArrowRight: 1, ArrowDown: -1, ArrowLeft: -1}[event.key];
-    const pages = {PageUp: 1, PageDown: -1}[event.key];
-    if (event.ctrlKey || event.altKey || event.metaKey || setting.shown === undefined) {
-      return;
-    }
-    if (steps) {
-      move(steps, event);
-    } else if (pages) {
-      set(setting.shown + pages * page);
-    } else if (/^[\d.,+-]$/.test(event.key)) {
-      edit(event.key);
-    } else if (event.key === 'Enter' || event.key === 'F2') {
-      edit();
-    } else {
-      return;
-    }
-    event.preventDefault();
-  });
-  return setting;
-}
-
-// A button that acts after it was held for a second, by pointer or by key. A press that comes from neither (a screen
-// reader's) asks for a second one instead.
-function holdButton(button, action, needsHold = () => true) {
-  const fill = make('span', {className: 'fill'});
-  const label = make('span', {className: 'label'}, button.textContent);
-  button.replaceChildren(fill, label);
-  button.classList.add('hold');
-  let timer = 0;
-  let key = '';
-  let free = false;  // pressed while no hold was asked for: acts when it is let go
-  let armedUntil = 0;
-  const run = () => {
-    armedUntil = 0;
-    action(button);
-  };
-  const begin = () => {
-    if (timer || button.disabled) {
-      return;
-    }
-    notes.clear(button);
-    free = !needsHold();
-    if (free) {
-      return;
-    }
-    button.classList.add('held');
-    timer = setTimeout(() => {
-      stop();
-      // What was to be stopped may have stopped meanwhile, and the button now stands for its opposite.
-      if (!button.disabled && needsHold()) {
-        run();
-      }
-    }, 1000);
-  };
-  const stop = () => {
-    clearTimeout(timer);
-    timer = 0;
-    button.classList.remove('held');
-  };
-  const cancel = () => {
-    if (timer) {
-      stop();
-      notes.say(button, 'Hold it for one second.', 'hint');
-    }
-  };
-  button.addEventListener('pointerdown', (event) => {
-    if (event.button === 0) {
-      begin();
-    }
-  });
-  for (const type of ['pointerup', 'pointerleave', 'pointercancel', 'blur']) {
-    button.addEventListener(type, cancel);
-  }
-  button.addEventListener('contextmenu', (event) => event.preventDefault());
-  button.addEventListener('keydown', (event) => {
-    if (event.key === 'Enter' || event.key === ' ') {
-      event.preventDefault();
-      key = event.key;
-      if (!event.repeat) {
-        begin();
-      }
-    }
-  });
-  button.addEventListener('keyup', (event) => {
-    if (event.key === key) {
-      event.preventDefault();
-      key = '';
-      cancel();
-      if (free && !needsHold()) {
-        run();
-      }
-      free = false;
-    }
-  });
-  button.addEventListener('click', (event) => {
-    if (event.detail !== 0 || event.pointerType) {
-      if (free && !needsHold()) {
-        run();
-      }
-      free = false;
-      return;
-    }
-    if (!needsHold() || performance.now() < armedUntil) {
-      run();
-    } else {
-      armedUntil = performance.now() + 5000;
-      notes.say(button, 'Press again within five seconds to confirm.', 'hint');
-    }
-  });
-  return {setLabel: (text) => setText(label, text)};
 }

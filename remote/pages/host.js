@@ -3,7 +3,7 @@
 const kPlaceholders = ['(No ASIO drivers found)', '(ASIO SDK not configured)', '(No online ASIO devices)'];
 
 function lengthText(samples, rate) {
-  return samples < 0 || !(rate > 1) ? '\u2013' : `${samples} smp \u00b7 ${((samples * 1000) / rate).toFixed(2)} ms`;
+  return !(samples >= 0 && rate > 1) ? '\u2013' : `${samples} smp \u00b7 ${((samples * 1000) / rate).toFixed(2)} ms`;
 }
 
 // The clock runs here between the program's messages.
@@ -49,7 +49,17 @@ function buildSettings() {
             ...devices.map((device) => [device, device])];
   });
   settings.sampleRate = textSetting(byId('rate'), audioPath, 'sampleRate', number(byId('rate'), 1000, 768000, 'Hz'));
-  settings.bufferSize = textSetting(byId('block'), audioPath, 'bufferSize', number(byId('block'), 0, 65536, 'samples'));
+  settings.bufferSize = textSetting(byId('block'), audioPath, 'bufferSize', {
+    format: (value) => value === 0 ? '' : String(value),  // the field then says that it is the device's own
+    parse: (text) => {
+      const value = text.trim() === '' ? 0 : numberFrom(text);
+      if (!Number.isInteger(value) || value < 0 || value > 65536) {
+        notes.say(byId('block'), 'A whole number of samples up to 65536, please; 0 is the device\u2019s own length.');
+        return undefined;
+      }
+      return value;
+    },
+  });
   for (const [key, path] of [['autoStartAsioEnabled', audioPath], ['mmcssEnabled', audioPath],
                              ['autoStartInstancesEnabled', hostPath], ['runAtStartupEnabled', hostPath],
                              ['rememberSettingsEnabled', hostPath], ['scheduleSystemRebootEnabled', hostPath]]) {
@@ -80,8 +90,8 @@ function takeStatus(status) {
   setText(byId('state-word'), stopping || running || !asioRunning ? word : 'Stopped, device running');
   hostButton.setLabel(stopping ? 'Stopping\u2026' : running ? 'Stop host' : 'Start host');
   deviceButton.setLabel(asioRunning ? 'ASIO Stop' : 'ASIO Start');
-  byId('host-button').disabled = stopping;
-  byId('device-button').disabled = stopping;
+  setOff(byId('host-button'), stopping);
+  setOff(byId('device-button'), stopping);
   byId('host-button').classList.toggle('irreversible', running && !stopping);
   byId('host-button').classList.toggle('go', !running && asioRunning && !stopping);
   byId('device-button').classList.toggle('go', !asioRunning);
@@ -91,7 +101,7 @@ function takeStatus(status) {
 
   setText(byId('fact-device'), status.device || 'none');
   setText(byId('fact-rate'), `${status.sampleRate.toLocaleString('en').replaceAll(',', '\u202f')} Hz \u00b7 ` +
-          `${status.bufferSize} smp`);
+          (status.bufferSize > 0 ? `${status.bufferSize} smp` : 'device\u2019s own'));
   setText(byId('fact-in'), lengthText(status.inputLatency, status.sampleRate));
   setText(byId('fact-out'), lengthText(status.outputLatency, status.sampleRate));
   setText(byId('fact-cpu'), `${status.cpuUsagePercent.toFixed(0)} %`);
@@ -111,14 +121,18 @@ function takeStatus(status) {
       byId(id).replaceChildren(...options.map((option) => make('option', {value: String(option)})));
     }
   }
-  byId('scheduleRebootMinutes').disabled = !status.scheduleSystemRebootEnabled;
   setAttribute(byId('bypass-all'), 'aria-pressed', String(status.bypassAllEnabled));
   setAttribute(byId('pink-all'), 'aria-pressed', String(status.testSignalAllEnabled));
-  byId('remove').disabled = status.instanceCount === 0;
   table.take(status);
+  setOff(byId('remove'), status.instanceCount === 0);
+  if (status.instanceCount === 0 && document.activeElement === byId('remove')) {
+    byId('add').focus();
+  }
 }
 
 meters.begin();
+new ResizeObserver(() => document.documentElement.style.setProperty('--above', `${byId('above').offsetHeight}px`))
+    .observe(byId('above'));
 const runs = () => Boolean(link.status?.running);
 const hostButton = holdButton(byId('host-button'),
     (button) => act(button, runs() ? '/api/host/stop' : '/api/host/start'), runs);
@@ -128,8 +142,15 @@ const deviceButton = holdButton(byId('device-button'),
 holdButton(byId('remove'), (button) => act(button, '/api/instances/remove-last'));
 holdButton(byId('pink-all'), (button) => act(button, '/api/test-signal-all/toggle'),
            () => !link.status?.testSignalAllEnabled);
-holdButton(byId('reboot'), (button) => act(button, '/api/system/reboot'));
-holdButton(byId('shutdown'), (button) => act(button, '/api/system/shutdown'));
+for (const [id, text] of [['reboot', 'Restart asked for. The computer goes down in a moment.'],
+                          ['shutdown', 'Shutdown asked for. The computer goes down in a moment.']]) {
+  holdButton(byId(id), async (button) => {
+    const answer = await act(button, `/api/system/${id}`);
+    if (answer.ok && !notes.shown.has(button)) {
+      notes.say(button, text, 'hint');
+    }
+  });
+}
 for (const [id, path] of [['add', '/api/instances/add'], ['add-first', '/api/instances/add'],
                           ['bypass-all', '/api/bypass-all/toggle'], ['refresh', '/api/asio/refresh']]) {
   byId(id).onclick = () => act(byId(id), path);

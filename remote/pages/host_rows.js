@@ -1,5 +1,5 @@
-// The instance table: all rows stand in the page, so that they can be reached by key and found by a reader; those out
-// of sight are neither laid out nor drawn.
+// The instance table: all rows stand in the page, so that they can be reached by key and found by a reader; the meters
+// of those out of sight are not drawn.
 
 const kFreshDrop = 15000;  // ms that a row stands out after its dropout count rose
 const gainText = (db) => withMinus(`${Number(db)} dB`);
@@ -34,9 +34,18 @@ class InstanceRow {
         make('div', {className: 'cell name'}, parts.name), make('div', {className: 'cell level'}, parts.meter),
         cell('in', 'In', parts.input), cell('out', 'Out', parts.output),
         cell('gain-in', 'Gain in', parts.inputGain), cell('gain-out', 'Gain out', parts.outputGain),
-        cell('parameter', '1st parameter', parts.parameter),
+        cell('parameter', '1st par.', parts.parameter),
         cell('bypass', '', parts.bypass), cell('pink', '', parts.pink), this.drops);
     this.meter = new Meter(parts.meter, () => this.title());
+    // A tap on a name that was never given takes it whole, so that typing replaces it; keys do so by themselves.
+    let entered = false;
+    parts.name.addEventListener('focus', () => entered = true);
+    parts.name.addEventListener('click', () => {
+      if (entered && parts.name.value === parts.name.placeholder) {
+        parts.name.select();
+      }
+      entered = false;
+    });
     const channels = (key, current) => channelOptions(link.status?.[key] ?? 0, current);
     this.settings = {
       name: textSetting(parts.name, path, 'name', {parse: (text) => text.trim()}),
@@ -61,14 +70,42 @@ class InstanceRow {
                    channel('out', instance.outputChannel)];
     return words.join(' ').toLowerCase();
   }
+  // What stands over the row's own state is said in words.
+  label(instance, status) {
+    const absent = (index, count) => status.asioRunning && index >= count ?
+        `, channel ${index + 1} is not there` : '';
+    const forAll = (on) => on ? ', on for all instances' : '';
+    const labels = {
+      name: ['Name', ''],
+      input: ['Input channel', absent(instance.inputChannel, status.availableInputChannels)],
+      output: ['Output channel', absent(instance.outputChannel, status.availableOutputChannels)],
+      inputGain: ['Input gain', ''],
+      outputGain: ['Output gain', ''],
+      parameter: ['First parameter', ''],
+      bypass: ['Bypass', forAll(status.bypassAllEnabled)],
+      pink: ['Pink noise', forAll(status.testSignalAllEnabled)],
+    };
+    const mark = `${instance.name} ${Object.values(labels).map(([, more]) => more).join()}`;
+    if (mark === this.labelled) {
+      return;
+    }
+    this.labelled = mark;
+    for (const [part, [label, more]] of Object.entries(labels)) {
+      this.parts[part].setAttribute('aria-label', `${label} of ${this.title()}${more}`);
+    }
+    for (const part of ['input', 'output']) {
+      this.parts[part].classList.toggle('absent', labels[part][1] !== '');
+      this.parts[part].title = labels[part][1].slice(2);
+    }
+    for (const [part, word] of [['bypass', 'Bypass'], ['pink', 'Pink']]) {
+      const all = labels[part][1] !== '';
+      setText(this.parts[part], all ? `${word} (all)` : word);
+      this.parts[part].title = all ? 'On for all instances. This button is the instance\u2019s own switch.' : '';
+    }
+  }
   take(instance, channelsChanged) {
     if (instance.name !== this.name) {
       this.name = instance.name;
-      const labels = {name: 'Name', input: 'Input channel', output: 'Output channel', inputGain: 'Input gain',
-                      outputGain: 'Output gain', parameter: 'First parameter', bypass: 'Bypass', pink: 'Pink noise'};
-      for (const [part, label] of Object.entries(labels)) {
-        this.parts[part].setAttribute('aria-label', `${label} of ${this.title()}`);
-      }
       this.parts.name.placeholder = `Instance ${this.index + 1}`;
       this.element.setAttribute('aria-label', this.title());
       this.meter.describe();
@@ -80,10 +117,7 @@ class InstanceRow {
       this.settings.inputChannel.refresh();
       this.settings.outputChannel.refresh();
     }
-    const {status} = link;
-    const absent = (index, count) => status.asioRunning && index >= count;
-    this.parts.input.classList.toggle('absent', absent(instance.inputChannel, status.availableInputChannels));
-    this.parts.output.classList.toggle('absent', absent(instance.outputChannel, status.availableOutputChannels));
+    this.label(instance, link.status);
     this.parts.parameter.classList.toggle('unset', !instance.hasSavedFirstParam);
     this.takeGlitches(instance.glitchCount);
   }
@@ -127,7 +161,7 @@ function channelOptions(count, current) {
     options.push([index, String(index + 1)]);
   }
   if (current >= count) {
-    options.push([current, link.status?.asioRunning ? `${current + 1} (not there)` : String(current + 1)]);
+    options.push([current, link.status?.asioRunning ? `${current + 1} !` : String(current + 1)]);
   }
   return options;
 }
@@ -140,8 +174,13 @@ const table = {
   take(status) {
     const {instances} = status;
     while (this.rows.length > instances.length) {
-      this.rows.pop().remove();
+      const row = this.rows.pop();
+      if (row.element.contains(document.activeElement)) {
+        byId('rows').focus();
+      }
+      row.remove();
     }
+    const first = document.activeElement === byId('add-first');
     const fresh = [];
     while (this.rows.length < instances.length) {
       this.rows.push(new InstanceRow(this.rows.length));
@@ -156,6 +195,9 @@ const table = {
     byId('rows').classList.toggle('pink-all', status.testSignalAllEnabled);
     this.filter();
     this.summary();
+    if (first && this.rows.length > 0) {
+      this.rows[0].parts.name.focus();
+    }
   },
   takeMeters(levels) {
     for (const {index, inputMeterDb, outputMeterDb} of levels) {

@@ -52,6 +52,7 @@ const meters = {
     this.colours = {text: colour('--text'), soft: colour('--soft'), faint: colour('--faint'), well: colour('--well'),
                     edge: colour('--line'), zones: [[-18, '#2f8f5b'], [-6, '#c9a63f'], [0, '#d9574d']]};
     this.family = style.fontFamily;
+    this.rem = parseFloat(style.fontSize);
     this.watcher = new IntersectionObserver((entries) => {
       for (const {target, isIntersecting} of entries) {
         const meter = this.byCanvas.get(target);
@@ -65,6 +66,7 @@ const meters = {
       this.wake();
     }, {rootMargin: '80px'});
     this.sizes = new ResizeObserver((entries) => {
+      this.rem = parseFloat(getComputedStyle(document.documentElement).fontSize);
       for (const {target, contentRect} of entries) {
         this.byCanvas.get(target)?.resize(contentRect.width, contentRect.height);
       }
@@ -141,13 +143,16 @@ const meters = {
   },
 };
 
-// Numbers on the left, the bars with their scale beside them.
+// Numbers on the left, the bars with their scale beside them. A high meter is for reading from afar: it gives the room
+// to the level and its bar, less of it to the scale.
 function meterGeometry(width, height) {
-  const small = height * 0.28;
-  const left = Math.round(height * 1.6);
-  return {left, length: Math.max(20, width - left - 2), small, large: height * 0.375, inTop: 2,
-          inHeight: Math.round(height * 0.32), outTop: Math.round(height * 0.32) + 5,
-          outHeight: Math.max(3, Math.round(height * 0.12))};
+  const high = height > 3.5 * meters.rem;
+  const small = height * (high ? 0.22 : 0.28);
+  const large = height * 0.42;
+  const left = Math.round(Math.max(large * 3.1, small * 4.9)) + 8;
+  const inHeight = Math.round(height * (high ? 0.4 : 0.32));
+  return {left, length: Math.max(20, width - left - 2), small, large, inTop: 2, inHeight, outTop: inHeight + 5,
+          outHeight: Math.max(3, Math.round(height * 0.12)), baseline: 2 + inHeight / 2 + large * 0.36};
 }
 
 class Meter {
@@ -244,7 +249,7 @@ class Meter {
     const quiet = this.numbers[0] === 'no signal';
     pen.fillStyle = quiet ? colours.soft : colours.text;
     pen.font = `${quiet ? at.small : at.large}px ${meters.family}`;
-    pen.fillText(this.numbers[0], at.left - 8, at.inTop + at.inHeight);
+    pen.fillText(this.numbers[0], at.left - 8, at.baseline);
     pen.fillStyle = colours.soft;
     pen.font = `${at.small}px ${meters.family}`;
     pen.fillText(this.numbers[1], at.left - 8, this.height - 1);

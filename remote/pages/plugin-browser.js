@@ -12,7 +12,7 @@ const isModule = ({name, isDirectory}) => !isDirectory && /\.(vst3|so)$/i.test(n
 // Asks for a folder and shows it; what is shown stays when it cannot be read. False when it was not.
 async function open(path, control = byId('path')) {
   const asked = ++folder.asked;
-  notes.clear(control);
+  notes.clearAll();
   document.body.setAttribute('aria-busy', 'true');
   const answer = await link.request('GET', '/api/plugin/files', {path});
   if (asked !== folder.asked) {
@@ -20,7 +20,7 @@ async function open(path, control = byId('path')) {
   }
   document.body.removeAttribute('aria-busy');
   if (!answer.ok) {
-    notes.say(control, answer.error);
+    notes.refuse(control, answer);
     return false;
   }
   Object.assign(folder, {path: answer.body.path, entries: answer.body.entries, shown: kAtOnce});
@@ -63,7 +63,7 @@ function entryRow(entry) {
     const mark = () => {
       const used = inUse(path);
       row.classList.toggle('in-use', used);
-      button.disabled = used || button.checking;
+      setOff(button, used || Boolean(button.checking));
       hold.setLabel(button.checking ? 'Checking\u2026' : used ? 'Chosen' : 'Hold to use');
       setAttribute(button, 'aria-label', used ? `${entry.name} is chosen` : `Hold to use ${entry.name}`);
     };
@@ -91,7 +91,9 @@ async function choose(path, button, mark) {
   }
 }
 
-function show() {
+// The list anew; the focus, if it was in it, goes to the first entry from `next` on that can be pressed.
+function show(next = 0) {
+  const inside = byId('entries').contains(document.activeElement);
   const wanted = byId('filter').value.trim().toLowerCase();
   const found = folder.entries.filter(({name}) => name.toLowerCase().includes(wanted));
   const modules = found.filter(isModule).length;
@@ -103,15 +105,18 @@ function show() {
                         `Show ${Math.min(more, kAtOnce)} more of ${more}`);
     button.onclick = () => {
       folder.shown += kAtOnce;
-      show();
+      show(folder.shown - kAtOnce);
     };
     rows.push(make('li', {}, button));
   }
   byId('entries').replaceChildren(...rows);
+  if (inside) {
+    (rows.slice(next).map((row) => row.querySelector('button')).find(Boolean) ?? byId('up')).focus();
+  }
   setText(byId('count'), folder.path === '' ? 'Places on this computer' :
       `${found.length} ${found.length === 1 ? 'entry' : 'entries'}, ` +
       `${modules} ${modules === 1 ? 'effect' : 'effects'}`);
-  byId('up').disabled = folder.path === '';
+  setOff(byId('up'), folder.path === '');
   byId('nothing').hidden = found.length > 0;
   setText(byId('nothing-title'), wanted ? 'Nothing matches' : 'This folder is empty');
   setText(byId('nothing-text'), wanted ? 'Clear the filter to see everything.' : 'Go up, or choose a place.');
@@ -124,11 +129,14 @@ byId('go').onsubmit = (event) => {
   byId('path').blur();
   open(byId('path').value.trim());
 };
-byId('path').onblur = () => setTimeout(() => {
+// What was typed stays while a note says what is wrong with it, and while the field is in use.
+const restorePath = () => setTimeout(() => {
   if (document.activeElement !== byId('path') && folder.path !== null && !notes.shown.has(byId('path'))) {
     byId('path').value = folder.path;
   }
 }, 1000);
+byId('path').addEventListener('blur', restorePath);
+byId('path').addEventListener('note-gone', restorePath);
 byId('filter').oninput = () => {
   folder.shown = kAtOnce;
   show();

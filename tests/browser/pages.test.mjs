@@ -7,8 +7,7 @@ import path from 'node:path';
 import {after, before, test} from 'node:test';
 import {Program, hold, note, openPage, pause, programPath, startBrowser, stopBrowser, until} from './program.mjs';
 
-const kPages = [['/', 'TarnwickRemote'], ['/remote', 'TarnwickRemote'], ['/index.html', 'TarnwickRemote'],
-                ['/cpu-steering', 'CPU Steering Remote'], ['/cpu-monitor', 'CPU Monitor Remote'],
+const kPages = [['/', 'TarnwickRemote'], ['/cpu-steering', 'CPU Steering Remote'], ['/cpu-monitor', 'CPU Monitor Remote'],
                 ['/plugin-browser-remote', 'VST3 Browser'], ['/record-remote', 'RecordRemote'],
                 ['/playback-remote', 'PlaybackRemote']];
 
@@ -57,6 +56,12 @@ for (const [where, title] of kPages) {
     }
   });
 }
+
+test('the host page has three addresses', async () => {
+  const [page, ...others] = await Promise.all(['/', '/remote', '/index.html'].map(
+    async (where) => (await fetch(program.url + where)).text()));
+  assert.deepEqual(others, [page, page]);
+});
 
 test('check boxes, lists and fields of the host page change the program and the second page', async () => {
   await withTwoPages('/', async (page, other) => {
@@ -163,6 +168,10 @@ test('bypass all, pink all, add and remove; a short press of a hold button does 
       await page.locator('#bypass-all').click();
       await program.becomes(({bypassAllEnabled}) => bypassAllEnabled === value, `bypass all = ${value}`);
       await shows(other, '#bypass-all', (button) => button.getAttribute('aria-pressed'), String(value));
+      await shows(other, `${row(1)} .bypass button`, (button) => [button.textContent, button.getAttribute('aria-label'),
+        button.getAttribute('aria-pressed')].join(), value
+          ? 'Bypass (all),Bypass of instance 2, Instance 2, on for all instances,false'
+          : 'Bypass,Bypass of instance 2, Instance 2,false');
     }
     await hold(page, '#pink-all');
     await program.becomes(({testSignalAllEnabled}) => testSignalAllEnabled, 'pink on all');
@@ -271,11 +280,16 @@ test('an edit in progress is not overwritten, and what came meanwhile is shown a
 test('dropouts, notices and messages of unknown types', async () => {
   await withTwoPages('/', async (page) => {
     const tell = (change) => page.evaluate(change);
-    await tell(() => link.take(JSON.stringify({...link.status, instances: link.status.instances.map(
-        (one, index) => index === 3 ? {...one, glitchCount: one.glitchCount + 2} : one)})));
-    assert.ok(await page.locator(`${row(3)}.fresh .drops.some`).isVisible());
-    assert.match(await page.locator(`${row(3)} .drops`).textContent(), /^2since \d\d:\d\d/);
-    assert.match(await page.locator('#dropouts').textContent(), /2 dropouts in 1 instance/);
+    // Looked at before the program's next message tells that there were none.
+    const [drops, total] = await page.evaluate(async (place) => {
+      link.take(JSON.stringify({...link.status, instances: link.status.instances.map(
+        (one, index) => index === 3 ? {...one, glitchCount: one.glitchCount + 2} : one)}));
+      await new Promise((drawn) => requestAnimationFrame(drawn));
+      const cell = document.querySelector(place);
+      return [cell?.checkVisibility() && cell.textContent, document.querySelector('#dropouts').textContent];
+    }, `${row(3)}.fresh .drops.some`);
+    assert.match(drops, /^2since \d\d:\d\d/);
+    assert.match(total, /2 dropouts in 1 instance/);
     await tell(() => link.take('{"type":"notice","action":"start","text":"It failed <i>later</i>."}'));
     assert.match(await page.locator('.banner[role=alert]').textContent(), /It failed <i>later<\/i>\./);
     await tell(() => ['{"type":"new"}', '{', '[]', '{"type":"playback-seek"}', '{"type":"response","id":9999}']
@@ -342,10 +356,13 @@ test('VST3 browser: folders, refusal of what is no effect, choice', async () => 
     await until(async () => (await program.status()).pluginPath.startsWith(`${effects}/Copy.vst3`), 'chosen', 12000);
     await shows(other, '#chosen-name', (one) => one.textContent, 'Copy');
     await until(() => page.locator('#entries .in-use:has-text("Copy")').isVisible(), 'marked as in use');
+    assert.equal(await page.locator(':focus').textContent(), 'Chosen');
 
     await page.locator('#path').fill('/no/such/folder');
     await page.locator('#path').press('Enter');
     await until(async () => (await note(page)).length > 0, 'why it cannot be opened');
+    await page.keyboard.press('Escape');
+    await until(async () => (await page.locator('#path').inputValue()) === effects, 'the folder that is shown', 2000);
     await page.locator('#places').click();
     await page.locator(entry('/')).click();
     await until(async () => (await page.locator('#path').inputValue()) === '/', 'the root');
@@ -378,6 +395,7 @@ test('a lost connection shows within a second and comes back by itself, also aft
       assert.equal(await page.locator('.state .word').first().textContent(), 'Connection lost');
       await back();
       await until(() => page.locator('#lost').isHidden(), 'back again', 8000);
+      assert.equal(await note(page), '', 'what was said about the connection is over');
       assert.equal(await page.locator(`${row(0)} .name input`).inputValue(), 'kept while away');
     }
     await page.locator('#bypass-all').click();
@@ -402,6 +420,10 @@ test('127 rows with ten meter messages a second: only what is seen is drawn, wit
     }, 100));
     await pause(1500);
     const channel = await page.context().newCDPSession(page);
+    const {nodes} = await channel.send('Accessibility.getFullAXTree');
+    assert.equal(nodes.filter(({ignored, role}) => !ignored && role?.value === 'slider').length, 3 * 127,
+                 'readers find all of them');
+    await channel.send('Accessibility.disable');
     await channel.send('Performance.enable');
     const measure = async () => Object.fromEntries((await channel.send('Performance.getMetrics')).metrics
       .map(({name, value}) => [name, value]));
@@ -417,8 +439,9 @@ test('127 rows with ten meter messages a second: only what is seen is drawn, wit
     const drawn = await page.evaluate(() => meters.visible.size);
     console.log(`${frames.toFixed(0)} frames/s, ${layouts.toFixed(1)} layouts/s, ${drawn} of 127 meters drawn, ` +
         `${(((to.ScriptDuration - from.ScriptDuration) / 3) * 100).toFixed(1)} % of a core in scripts`);
+    assert.ok(await page.evaluate(() => document.documentElement.scrollHeight <= innerHeight), 'Stop stays in sight');
     assert.ok(layouts < 10, `${layouts} layouts a second`);
-    assert.ok(drawn > 5 && drawn < 30, `${drawn} meters drawn`);
+    assert.ok(drawn > 3 && drawn < 30, `${drawn} meters drawn`);
     assert.ok(frames > 20, `${frames} frames a second`);
     await page.close();
   } finally {
@@ -435,6 +458,7 @@ test('restart and shutdown ask for a hold', {skip: process.env.TARNWICK_FAKE_POW
     assert.equal(asked(), '');
     await hold(page, '#reboot');
     await until(() => /reboot/.test(asked()), 'restart asked for');
+    await until(async () => /Restart asked for/.test(await note(page)), 'and said so');
     await hold(page, '#shutdown');
     await until(() => /poweroff/.test(asked()), 'shutdown asked for');
   });

@@ -105,8 +105,8 @@ export async function startBrowser() {
 export const stopBrowser = () => browser?.close();
 
 // A page that is connected. What went wrong in it is in `faults`.
-export async function openPage(program, where, viewport = {width: 1440, height: 900}) {
-  const page = await browser.newPage({viewport});
+export async function openPage(program, where, viewport = {width: 1440, height: 900}, more = {}) {
+  const page = await browser.newPage({viewport, ...more});
   page.setDefaultTimeout(8000);
   page.faults = [];
   page.on('pageerror', (fault) => page.faults.push(fault.message));
