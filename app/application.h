@@ -98,7 +98,9 @@ struct Application {
   platform::UiThread ui;
   system::CpuSteering steering;
   std::unique_ptr<platform::VirtualDevice> virtualDevice;
-  platform::AudioBackEnd backEnd;  // the system's devices, then the virtual one
+  std::mutex lostDeviceMutex;            // guards the next one alone
+  std::optional<LostDevice> lostDevice;  // told by a thread of a back end, until it is looked after
+  platform::AudioBackEnd backEnd;        // the system's devices, then the virtual one
   engine::Engine engine;
   engine::Host host;
   SystemControl systemControl;
@@ -111,8 +113,6 @@ struct Application {
   std::wstring latencyText = engine::LatencyText(latencies, 0.0);
   std::atomic<bool> latenciesPosted{false};  // set by the driver's thread, cleared when they are asked for
   std::atomic<uint32_t> sessionNumber{0};    // counts device starts; written here, read by threads of the back ends
-  std::mutex lostDeviceMutex;                // guards the next one alone
-  std::optional<LostDevice> lostDevice;      // until it is looked after
   SettingsKeeper settings;
   bool closing = false;     // the program is about to end
   bool deviceLost = false;  // the session goes once the host has stopped

@@ -6,6 +6,8 @@
 #include <thread>
 #include <utility>
 
+#include "platform/threads.h"
+
 namespace tarnwick::app {
 namespace {
 
@@ -57,7 +59,10 @@ bool HelperThreads::run(std::function<void()> work) {
     return false;
   }
   try {
-    std::thread([shared, job, todo = std::move(work)]() mutable { shared->ended(*job, outcomeOf(todo)); }).detach();
+    std::thread([shared, job, todo = std::move(work)]() mutable {
+      platform::SetThreadName("twk-helper");
+      shared->ended(*job, outcomeOf(todo));
+    }).detach();
   } catch (const std::system_error&) {
     return false;
   }

@@ -72,13 +72,33 @@ bool refused(Application& app, const std::wstring RemoteLink::*refusal, std::wst
   return !error.empty();
 }
 
+// For work of which one that waits to run stands for all: null while one waits. Whoever gets the mark posts the work,
+// which clears the mark first; it clears itself when the work is turned away.
+std::shared_ptr<std::atomic<bool>> markFirst(std::atomic<bool>& waiting) {
+  if (waiting.exchange(true)) {
+    return nullptr;
+  }
+  return {&waiting, [](std::atomic<bool>* mark) { mark->store(false); }};
+}
+
 // Leaves the lines that a start leaves which is refused on the user-interface thread.
 void logRefusedStart(Application& app, const std::wstring& reason) {
-  app.ui.post([&app, reason] {
-    if (!app.engine.asioRunning.load()) {
-      app.log.add(engine::kStartIgnored);
-    }
-    app.log.add(reason);
+  if (const auto mark = markFirst(app.remote.refusalPosted)) {
+    app.ui.post([&app, mark, reason] {
+      mark->store(false);
+      if (!app.engine.asioRunning.load()) {
+        app.log.add(engine::kStartIgnored);
+      }
+      app.log.add(reason);
+    });
+  }
+}
+
+bool postRefresh(Application& app) {
+  const auto mark = markFirst(app.remote.refreshPosted);
+  return !mark || postAction(app, [&app, mark] {
+    mark->store(false);
+    RefreshDevices(app);
   });
 }
 
@@ -97,20 +117,6 @@ bool postStart(Application& app, std::wstring& error) {
     return false;
   }
   return postFailing(app, "start", &startHost);
-}
-
-bool postRefresh(Application& app) {
-  if (app.remote.refreshPosted.exchange(true)) {
-    return true;
-  }
-  const bool posted = postAction(app, [&app] {
-    app.remote.refreshPosted.store(false);
-    RefreshDevices(app);
-  });
-  if (!posted) {
-    app.remote.refreshPosted.store(false);
-  }
-  return posted;
 }
 
 bool startDevice(Application& app, std::wstring* error) {

@@ -25,6 +25,7 @@ struct RemoteLink {
   // Actions that were posted and have not run yet. While there are none, the refusals are up to date.
   std::atomic<int32_t> pendingActions{0};
   std::atomic<bool> refreshPosted{false};  // one look at the devices answers all who asked for it by then
+  std::atomic<bool> refusalPosted{false};  // the log tells once of all refused starts by then
   std::mutex refusalMutex;                 // guards the texts alone
   std::wstring startRefusal;
   std::wstring stopAsioRefusal;

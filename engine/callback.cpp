@@ -26,12 +26,13 @@ struct ThreadState {
   int32_t priorityIndex = -1;
   bool floatModeSet = false;
   bool registered = false;
-  uint32_t askedAt = 0;  // when a registration was refused, in units of 2^10 ms, 22 bits; 0 = never
+  uint32_t tries = 0;    // registrations asked for in vain, 3 bits
+  uint32_t askedAt = 0;  // when the last of them was, in units of 2^10 ms, 19 bits
 };
+static_assert(platform::kRegistrationTries <= 7);
 
 uint32_t nowInThreadUnits() noexcept {
-  constexpr uint64_t kBits = 0x3fffff;
-  return std::max(uint32_t{1}, static_cast<uint32_t>(platform::TickMilliseconds() >> 10 & kBits));
+  return static_cast<uint32_t>(platform::TickMilliseconds() >> 10 & 0x7ffff);
 }
 
 ThreadState threadState() noexcept {
@@ -41,14 +42,15 @@ ThreadState threadState() noexcept {
   thread.priorityIndex = static_cast<int32_t>(word >> 32 & 0xff) - 1;
   thread.floatModeSet = (word >> 40 & 1) != 0;
   thread.registered = (word >> 41 & 1) != 0;
-  thread.askedAt = static_cast<uint32_t>(word >> 42);
+  thread.tries = static_cast<uint32_t>(word >> 42 & 7);
+  thread.askedAt = static_cast<uint32_t>(word >> 45);
   return thread;
 }
 
 void keep(const ThreadState& thread) noexcept {
   platform::SetThreadWord(uint64_t{thread.steering.generation} | static_cast<uint64_t>(thread.priorityIndex + 1) << 32 |
                           uint64_t{thread.floatModeSet} << 40 | uint64_t{thread.registered} << 41 |
-                          uint64_t{thread.askedAt} << 42);
+                          uint64_t{thread.tries} << 42 | uint64_t{thread.askedAt} << 45);
 }
 
 void raiseTo(std::atomic<uint64_t>& maximum, uint64_t value) noexcept {
@@ -71,15 +73,17 @@ void registerForRealtime(Engine& engine, ThreadState& thread) noexcept {
     return;
   }
   if (!engine.mmcssEnabled.load(std::memory_order_relaxed)) {
-    thread.askedAt = 0;
+    thread.tries = 0;
     return;
   }
   const uint32_t now = nowInThreadUnits();
   // A clock that has come round counts as the pause's end.
-  if (thread.askedAt == 0 || now < thread.askedAt || now - thread.askedAt > platform::kRegistrationPause >> 10) {
+  const bool due = now < thread.askedAt || now - thread.askedAt > platform::kRegistrationPause >> 10;
+  if (thread.tries == 0 || (thread.tries < platform::kRegistrationTries && due)) {
     platform::RealtimeRegistration registration;
     platform::RegisterProAudio(platform::RealtimeUse::blocks, registration);
     thread.registered = registration.registered;
+    thread.tries += 1;
     thread.askedAt = now;
     engine.granted.callbackValue.store(registration.value, std::memory_order_relaxed);
     engine.granted.callback.store(static_cast<int32_t>(registration.grant), std::memory_order_relaxed);
@@ -220,29 +224,32 @@ Tail processBlock(Engine& engine, int32_t half) noexcept {
 
 void* BufferSwitch(Engine& engine, int32_t half, bool /*directProcess*/) noexcept {
   CallbackEpoch& epoch = engine.session.epoch;
-  if (!epoch.enter()) {
+  const uint32_t ticket = epoch.enter();
+  if (ticket == 0) {
     engine.counters.refusedBlocks.fetch_add(1, std::memory_order_relaxed);
     return nullptr;
   }
   Tail tail;
-  std::atomic<int32_t>* announcing = nullptr;
+  Announcements* announcements = nullptr;
   if ((half == 0 || half == 1) && engine.session.acceptsBlocks.load(std::memory_order_seq_cst)) {
     tail = processBlock(engine, half);
-    announcing = engine.session.announcing.get();
+    announcements = engine.session.announcements.get();
   }
   if (tail.announceTo == nullptr) {
     if (tail.timed) {
       addTime(engine, tail.start, tail.hostRan);
     }
-    epoch.leave();
+    epoch.leave(ticket);
     return nullptr;
   }
   // Outside the epoch, so that a driver which never returns from this call holds up its own thread alone.
-  announcing->fetch_add(1, std::memory_order_seq_cst);
-  epoch.leave();
+  announcements->underWay.fetch_add(1, std::memory_order_seq_cst);
+  epoch.leave(ticket);
   tail.announceTo->ASIOOutputReady();
-  addTime(engine, tail.start, tail.hostRan);
-  announcing->fetch_sub(1, std::memory_order_seq_cst);
+  if (!announcements->givenUp.load(std::memory_order_seq_cst)) {
+    addTime(engine, tail.start, tail.hostRan);
+  }
+  announcements->underWay.fetch_sub(1, std::memory_order_seq_cst);
   return nullptr;
 }
 

@@ -75,18 +75,21 @@ bool getChannelInfos(DeviceSession& session) {
   return true;
 }
 
-// For a block that may come back after all. Never freed.
+// For a driver whose call may return after all. Never freed.
 struct KeptForever {
   std::unique_ptr<AudioDriver> driver;
   std::vector<AudioBufferInfo> bufferInfos;
   std::vector<AudioChannelInfo> channelInfos;
-  std::unique_ptr<std::atomic<int32_t>> announcing;
+  std::unique_ptr<Announcements> announcements;
 };
 
 void keepForever(DeviceSession& session) {
   static std::vector<KeptForever>& kept = *new std::vector<KeptForever>;
+  if (session.announcements) {
+    session.announcements->givenUp.store(true, std::memory_order_seq_cst);
+  }
   kept.push_back({std::move(session.currentDriver), std::move(session.bufferInfos), std::move(session.channelInfos),
-                  std::move(session.announcing)});
+                  std::move(session.announcements)});
 }
 
 // The steps of a start, in their order. False, or an exception, leaves the text in `failure`.
@@ -134,7 +137,7 @@ bool openSteps(DeviceSession& session, const AudioBackEnd& backEnd, const Sessio
   }
   failure = L"ASIOStart failed.";
   hooks.resetTiming();
-  session.announcing = std::make_unique<std::atomic<int32_t>>(0);
+  session.announcements = std::make_unique<Announcements>();
   // A driver may deliver its first block before its start call has returned.
   session.acceptsBlocks.store(true, std::memory_order_seq_cst);
   if (session.currentDriver->ASIOStart() != ASE_OK) {
@@ -183,7 +186,7 @@ bool OpenSession(DeviceSession& session, const AudioBackEnd& backEnd, const Sess
 
 bool AwaitAnnouncements(const DeviceSession& session, std::chrono::milliseconds limit) {
   const auto end = std::chrono::steady_clock::now() + limit;
-  while (session.announcing && session.announcing->load(std::memory_order_seq_cst) > 0) {
+  while (session.announcements && session.announcements->underWay.load(std::memory_order_seq_cst) > 0) {
     if (std::chrono::steady_clock::now() >= end) {
       return false;
     }
@@ -201,6 +204,7 @@ bool CloseSession(DeviceSession& session, std::chrono::milliseconds longestBlock
     // Some drivers call once more after their stop call: such a block is turned away, one under way is waited for.
     session.acceptsBlocks.store(false, std::memory_order_seq_cst);
     if (!AwaitCallbackIdle(session.epoch, longestBlock)) {
+      // Its thread was ended inside the block: nothing in there waits, and the host's effects are gone by now.
       session.epoch.abandon();
       cameBack = false;
     }
@@ -219,7 +223,7 @@ bool CloseSession(DeviceSession& session, std::chrono::milliseconds longestBlock
   session.buffersCreated = false;
   session.initialised = false;
   session.currentDriver.reset();
-  session.announcing.reset();
+  session.announcements.reset();
   session.deviceName.clear();
   session.sampleRate.store(kFallbackRate);
   session.numInputs = 0;

@@ -23,6 +23,13 @@ inline constexpr int32_t kMostChannels = 4096;  // in one direction
 // What is waited for a block of a device that has been stopped. None of a healthy one takes nearly as long.
 inline constexpr std::chrono::milliseconds kLongestBlock{3000};
 
+// Blocks that have left the epoch and are in the driver's ASIOOutputReady, where a faulty driver may keep them: they
+// touch the driver, this and the counters, nothing else. A driver that does not return from there keeps it for good.
+struct Announcements {
+  std::atomic<int32_t> underWay{0};  // written by the callback, read by who closes the session
+  std::atomic<bool> givenUp{false};  // the other way round: the counters are another session's by now, or gone
+};
+
 // The fields above the line change only while no block can run. The callback reads them plainly.
 struct DeviceSession {
   std::unique_ptr<platform::AudioDriver> currentDriver;
@@ -40,10 +47,7 @@ struct DeviceSession {
   std::atomic<double> sampleRate{kFallbackRate};  // written by start, stop and the driver's notification; read by all
   std::atomic<bool> acceptsBlocks{false};         // from just before ASIOStart until after ASIOStop
   CallbackEpoch epoch;
-  // Blocks that have left the epoch and are in the driver's ASIOOutputReady, where a faulty driver may keep them: they
-  // touch the driver and the counters, nothing else. The callback counts, who closes the session reads. There while
-  // blocks are accepted; one of a driver that never returned is left to it.
-  std::unique_ptr<std::atomic<int32_t>> announcing;
+  std::unique_ptr<Announcements> announcements;  // there while blocks are accepted
 };
 
 // Device buffer of input or output channel `k` for half `half` (0 or 1), null when there is none. Real-time safe.

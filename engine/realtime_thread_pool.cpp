@@ -86,6 +86,7 @@ void RealtimeThreadPool::work(uint64_t worker) noexcept {
   system::ThreadSteering steering;
   platform::RealtimeRegistration registration;
   uint64_t nextAsk = 0;  // milliseconds
+  uint32_t tries = 0;
   int32_t priorityIndex = -1;
   uint64_t seen = 0;
   bool ready = false;
@@ -99,8 +100,10 @@ void RealtimeThreadPool::work(uint64_t worker) noexcept {
       }
     }
     const bool wanted = environment_.mmcssEnabled->load(std::memory_order_relaxed);
-    if (wanted && !registration.registered && platform::TickMilliseconds() >= nextAsk) {
+    if (wanted && !registration.registered && tries < platform::kRegistrationTries &&
+        platform::TickMilliseconds() >= nextAsk) {
       nextAsk = platform::TickMilliseconds() + platform::kRegistrationPause;
+      tries += 1;
       platform::RegisterProAudio(platform::RealtimeUse::spins, registration);
       if (environment_.grantValue != nullptr) {
         environment_.grantValue->store(registration.value, std::memory_order_relaxed);
@@ -110,6 +113,7 @@ void RealtimeThreadPool::work(uint64_t worker) noexcept {
       }
     } else if (!wanted) {
       nextAsk = 0;
+      tries = 0;
       if (registration.registered) {
         platform::RevertProAudio(registration);
       }

@@ -92,8 +92,9 @@ struct AudioInitRequest {
   double sampleRate = 48000.0;
 };
 
-// One loaded driver. Every operation is called on the user-interface thread, but for ASIOOutputReady, which the
-// callback calls and which must be safe there. Destroying the record unloads the driver.
+// One loaded driver. Every operation is called on the user-interface thread, but for ASIOOutputReady: before
+// buffers are created it is a question asked on that thread, from then on the callback calls it and it must be safe
+// there. Destroying the record unloads the driver.
 struct AudioDriver {
   std::function<AsioError(const AudioInitRequest&)> ASIOInit;
   std::function<AsioError()> ASIOExit;

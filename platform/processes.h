@@ -43,6 +43,7 @@ struct Processes {
 
   std::function<ProcessAffinity(uint32_t id)> readAffinity;
   // Reads and sets in one go: should the process end in between and its number go to another, that one is not touched.
+  // (Linux: but for a thread whose number changes hands between its listing and its setting.)
   // `choose` is called once, or not at all when the process is denied. Linux: of every thread of the process; a mask
   // that holds all processors there are means those above 63 too.
   std::function<AffinityOutcome(uint32_t id, const AffinityChoice& choose)> changeAffinity;

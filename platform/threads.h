@@ -60,8 +60,9 @@ struct RealtimeRegistration {
 // Registers the calling thread. Linux gives a thread that spins SCHED_FIFO only when the kernel does not throttle
 // real-time threads (kernel.sched_rt_runtime_us = -1), because it would stop a spinning one for up to 50 ms each
 // second; it is asked once. Windows may refuse while its scheduler's service has not started: `registered` then stays
-// clear, and the caller asks again kRegistrationPause later.
-inline constexpr uint64_t kRegistrationPause = 10'000;  // milliseconds
+// clear, and the caller asks again kRegistrationPause later, kRegistrationTries times in all.
+inline constexpr uint64_t kRegistrationPause = 30'000;  // milliseconds
+inline constexpr uint32_t kRegistrationTries = 7;
 void RegisterProAudio(RealtimeUse use, RealtimeRegistration& registration) noexcept;
 // Undoes a registration on the thread that made it.
 void RevertProAudio(RealtimeRegistration& registration) noexcept;

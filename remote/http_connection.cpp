@@ -22,14 +22,17 @@ constexpr milliseconds kSendRetry{2};  // a full send buffer is tried again
 constexpr milliseconds kBodyPatience{250};
 constexpr size_t kMostBodyBytes = size_t{1} << 20;
 
-// What a step may take: a pause, and all steps together.
+// What a step may take: a pause, and all steps together, which grows with what they bring.
 class Deadline {
  public:
   explicit Deadline(milliseconds pause = kLongestPause, milliseconds all = kLongestExchange)
       : pause_(pause), end_(Clock::now() + all) {
     progressed();
   }
-  void progressed() { pauseEnd_ = Clock::now() + pause_; }
+  void progressed(milliseconds more = milliseconds(0)) {
+    pauseEnd_ = Clock::now() + pause_;
+    end_ += more;
+  }
   // Until something must have happened; not positive when it is too late.
   milliseconds left() const { return std::chrono::ceil<milliseconds>(std::min(pauseEnd_, end_) - Clock::now()); }
 
@@ -59,12 +62,13 @@ int64_t receive(platform::Socket& socket, void* buffer, size_t size, const Deadl
 }
 
 bool sendAll(platform::Socket& socket, std::string_view bytes, const std::atomic<bool>& running) {
-  Deadline deadline(kLongestPause, kLongestExchange + TimeOnSlowLink(bytes.size()));
+  Deadline deadline;
   while (!bytes.empty() && running && deadline.left() > milliseconds(0)) {
     const int64_t count = socket.send(bytes.data(), bytes.size());
     if (count > 0) {
-      bytes.remove_prefix(std::min(static_cast<size_t>(count), bytes.size()));
-      deadline.progressed();
+      const size_t taken = std::min(static_cast<size_t>(count), bytes.size());
+      bytes.remove_prefix(taken);
+      deadline.progressed(TimeOnSlowLink(taken));
     } else if (count == platform::Socket::kWouldBlock) {
       std::this_thread::sleep_for(kSendRetry);
     } else {

@@ -16,8 +16,8 @@ namespace tarnwick::remote {
 std::optional<std::string> ReceiveHead(platform::Socket& socket, const std::atomic<bool>& running);
 
 // Sends a whole answer to the request of which `received` are the bytes so far. Given up when the client takes nothing
-// for 2 s or not all within 10 s and the time of a link of 16 KB/s. Then what the client still sends is taken and
-// thrown away, for a short time: closing over unread bytes would make the system throw the answer away.
+// for 2 s, or after 10 s has taken less than a link of 16 KB/s carries since. Then what the client still sends is taken
+// and thrown away, for a short time: closing over unread bytes would make the system throw the answer away.
 void SendAnswer(platform::Socket& socket, std::string_view answer, std::string_view received,
                 const std::atomic<bool>& running);
 

@@ -68,6 +68,10 @@ void Pusher::pushState() {
       return monitor;
     }
     // What a new client was sent may be older or newer than what the others know by now.
+    const bool whole = (texts.record || !pushed_->record) && (texts.playback || !pushed_->playback);
+    if (!whole) {
+      return SharedFrame();  // a section that others know did not answer: in one of the next cycles
+    }
     client.isBehind = false;
     const StateTexts given = std::move(client.given);
     if (given == texts) {

@@ -17,6 +17,7 @@ namespace tarnwick::remote {
 namespace {
 
 constexpr std::chrono::milliseconds kReadSlice{250};
+constexpr std::chrono::milliseconds kFlushSlice{20};
 constexpr std::chrono::milliseconds kWriteSlice{100};
 constexpr size_t kMostWaitingBytes = size_t{256} << 10;  // of answers, before another request is read
 // On a slow link what the system holds is shown that much later; a fast one takes it many times a second.
@@ -66,7 +67,9 @@ class SessionInput {
       if (!server_.running || server_.clients.isDropped(client_)) {
         return false;
       }
-      if (!client_.socket.waitReadable(kReadSlice)) {
+      // What is still on its way goes on, whatever the push thread may be waiting for.
+      const bool idle = server_.clients.flush(client_).value_or(0) == 0;
+      if (!client_.socket.waitReadable(idle ? kReadSlice : kFlushSlice)) {
         continue;
       }
       const int64_t count = client_.socket.receive(scratch.data(), scratch.size());

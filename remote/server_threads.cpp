@@ -97,10 +97,10 @@ void PushLoop(ServerState& server) {
     });
     // A cycle that was late is not made up for.
     next = std::max(next + Pusher::kCycle, Clock::now());
-    while (server.running && Clock::now() < next) {
+    do {
       sleepUntil(std::min(Clock::now() + kPushStep, next));
       guarded([&] { server.clients.flush(); });
-    }
+    } while (server.running && Clock::now() < next);
   }
 }
 

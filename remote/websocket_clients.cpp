@@ -5,9 +5,12 @@
 namespace tarnwick::remote {
 namespace {
 
+// Some systems take a piece of any size as long as they have room for its beginning.
+constexpr size_t kPiece = size_t{32} << 10;
+
 WebSocketOutbox::Sender senderOf(WebSocketClient& client) {
   return [&client](std::string_view bytes) {
-    const int64_t taken = client.socket.send(bytes.data(), bytes.size());
+    const int64_t taken = client.socket.send(bytes.data(), std::min(bytes.size(), kPiece));
     return taken == platform::Socket::kWouldBlock ? int64_t{0} : taken <= 0 ? int64_t{-1} : taken;
   };
 }
