@@ -77,7 +77,13 @@ void JackClient::listen() {
       },
       this);
   jack_set_freewheel_callback(
-      handle_, [](int starting, void* self) { static_cast<JackClient*>(self)->events_.freewheel(starting != 0); },
+      handle_,
+      [](int starting, void* self) {
+        auto& client = *static_cast<JackClient*>(self);
+        if (starting != 0 && client.expectedRate_.load() != 0) {
+          client.events_.lose(JackLoss::freewheeling, 0, nullptr);
+        }
+      },
       this);
 }
 

@@ -40,11 +40,6 @@ void JackEvents::xrun() noexcept {
   sem_post(&wake_);
 }
 
-void JackEvents::freewheel(bool on) noexcept {
-  freewheeling_.store(on, std::memory_order_relaxed);
-  sem_post(&wake_);
-}
-
 bool JackEvents::watch() {
   xruns_.store(0);
   ending_.store(false);
@@ -85,7 +80,6 @@ void JackEvents::wait(bool xrunsUntold, Clock::time_point until) {
 void JackEvents::run() {
   SetThreadName("jack events");
   bool lossTold = false;
-  bool freewheelTold = freewheeling_.load();
   uint64_t xrunsReported = 0;
   uint64_t xrunsLogged = 0;
   Clock::time_point nextXrunLine = Clock::now();
@@ -95,11 +89,6 @@ void JackEvents::run() {
       if (hooks_.deviceLost) {
         hooks_.deviceLost(reason());
       }
-    }
-    const bool freewheeling = freewheeling_.load();
-    if (freewheeling != freewheelTold) {
-      freewheelTold = freewheeling;
-      log(freewheeling ? L"The JACK server is freewheeling." : L"The JACK server keeps real time again.");
     }
     const uint64_t xruns = xruns_.load();
     if (xruns != xrunsReported) {
@@ -123,6 +112,8 @@ std::wstring JackEvents::reason() const {
       return L"The JACK server's period changed to " + std::to_wstring(lossValue_) + L" samples.";
     case JackLoss::rateChanged:
       return L"The JACK server's sample rate changed to " + std::to_wstring(lossValue_) + L" Hz.";
+    case JackLoss::freewheeling:
+      return L"The JACK server has begun to freewheel.";
     default:
       break;
   }

@@ -15,7 +15,7 @@
 
 namespace tarnwick::platform {
 
-enum class JackLoss : int32_t { none, serverEnded, periodChanged, rateChanged };
+enum class JackLoss : int32_t { none, serverEnded, periodChanged, rateChanged, freewheeling };
 
 class JackEvents {
  public:
@@ -28,7 +28,6 @@ class JackEvents {
   // The first loss is the one that counts. `value` is the new period or rate, `words` the server's own, may be null.
   void lose(JackLoss loss, uint32_t value, const char* words) noexcept;
   void xrun() noexcept;
-  void freewheel(bool on) noexcept;
   bool lost() const noexcept { return loss_.load(std::memory_order_acquire) != JackLoss::none; }
 
   // From the user-interface thread.
@@ -56,7 +55,6 @@ class JackEvents {
   std::array<char, 128> lossWords_{};
   std::atomic<JackLoss> loss_{JackLoss::none};
   std::atomic<uint64_t> xruns_{0};
-  std::atomic<bool> freewheeling_{false};
 
   std::atomic<bool> ending_{false};  // written by the user-interface thread
 };

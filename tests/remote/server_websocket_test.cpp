@@ -277,7 +277,7 @@ TEST(ServerWebSocket, SlowClientsHarmNobodyElse) {
   const auto start = steady_clock::now();
   auto trickle = std::async(std::launch::async, [&] {
     Client slow(rig.port);
-    while (slow.send("x") && steady_clock::now() - start < milliseconds(20000)) {
+    while (slow.send("x") && steady_clock::now() - start < milliseconds(15000)) {
       std::this_thread::sleep_for(milliseconds(500));
     }
     return steady_clock::now() - start;
@@ -288,22 +288,22 @@ TEST(ServerWebSocket, SlowClientsHarmNobodyElse) {
     rig.server.broadcastText(large);
     EXPECT_EQ(good.textWith("large"), large);
   }
-  EXPECT_LT(steady_clock::now() - start, milliseconds(5000));
+  EXPECT_LT(steady_clock::now() - start, milliseconds(2000));
 
   steady_clock::time_point ping{};
   auto last = steady_clock::now();
-  while (ping == steady_clock::time_point() && last - start < milliseconds(10000)) {
+  while (ping == steady_clock::time_point() && last - start < milliseconds(7000)) {
     const auto next = good.frame();
     ASSERT_TRUE(next);
-    EXPECT_LT(steady_clock::now() - last, milliseconds(2000));
+    EXPECT_LT(steady_clock::now() - last, milliseconds(1000));
     last = steady_clock::now();
     if (next->first == 0x89) {
       ping = last;
     }
   }
-  EXPECT_THAT(ping - start, testing::AllOf(testing::Gt(milliseconds(4500)), testing::Lt(milliseconds(9000))));
+  EXPECT_THAT(ping - start, testing::AllOf(testing::Gt(milliseconds(4500)), testing::Lt(milliseconds(6500))));
   EXPECT_LT(stalled.receiveAll(kMessages * large.size()).size(), kMessages * large.size());
-  EXPECT_THAT(trickle.get(), testing::AllOf(testing::Gt(milliseconds(9900)), testing::Lt(milliseconds(18000))));
+  EXPECT_THAT(trickle.get(), testing::AllOf(testing::Gt(milliseconds(9900)), testing::Lt(milliseconds(12500))));
 }
 
 }  // namespace
