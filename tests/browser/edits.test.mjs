@@ -125,6 +125,7 @@ test('notes: one at a time, and only about what this page has asked for', async 
   await page.locator('#rows > li:first-child .bypass button').press('Enter');
   await program.becomes(({instances}) => instances[0].bypassEnabled, 'bypass');
   assert.deepEqual(await notes(), []);
+  await until(() => page.evaluate(() => actions.length === 0), 'the page has its answers');
   await tell('patch-instance');
   await tell('audio-config-patch');
   assert.deepEqual(await notes(), [], 'a patch of somebody else');
