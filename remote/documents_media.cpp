@@ -3,7 +3,7 @@
 namespace tarnwick::remote {
 namespace {
 
-constexpr size_t kUsualBytes = 1024;
+constexpr size_t kMediaBytes = 1024;
 constexpr size_t kChannelBytes = 128;
 constexpr size_t kItemBytes = 320;
 constexpr size_t kPeakBytes = 8;
@@ -58,7 +58,7 @@ void WriteRecord(JsonWriter& json, const RemoteRecordSnapshot& record) {
 }
 
 size_t RecordBytes(const RemoteRecordSnapshot& record) {
-  return kUsualBytes + (record.inputChannels.size() + record.outputChannels.size()) * kChannelBytes;
+  return kMediaBytes + (record.inputChannels.size() + record.outputChannels.size()) * kChannelBytes;
 }
 
 void WritePlayback(JsonWriter& json, const RemotePlaybackSnapshot& playback) {
@@ -98,9 +98,9 @@ void WritePlayback(JsonWriter& json, const RemotePlaybackSnapshot& playback) {
 }
 
 size_t PlaybackBytes(const RemotePlaybackSnapshot& playback) {
-  size_t bytes = kUsualBytes + playback.selectedWaveformOverview.size() * kPeakBytes;
+  size_t bytes = kMediaBytes + playback.selectedWaveformOverview.size() * kPeakBytes;
   for (const RemotePlaylist& playlist : playback.playlists) {
-    bytes += kUsualBytes + playlist.items.size() * kItemBytes;
+    bytes += kMediaBytes + playlist.items.size() * kItemBytes;
   }
   return bytes;
 }

@@ -4,7 +4,7 @@
 namespace tarnwick::remote {
 namespace {
 
-constexpr size_t kUsualBytes = 4096;
+constexpr size_t kStatusBytes = 4096;
 constexpr size_t kInstanceBytes = 320;
 
 void writeInstance(JsonWriter& json, size_t index, const RemoteInstance& instance) {
@@ -124,7 +124,7 @@ void WriteStatusMembers(JsonWriter& json, const RemoteStatusSnapshot& status) {
 }
 
 size_t StatusBytes(const RemoteStatusSnapshot& status) {
-  return kUsualBytes + status.instances.size() * kInstanceBytes;
+  return kStatusBytes + status.instances.size() * kInstanceBytes;
 }
 
 }  // namespace tarnwick::remote

@@ -61,8 +61,8 @@ int64_t receive(platform::Socket& socket, void* buffer, size_t size, const Deadl
   return platform::Socket::kFailed;
 }
 
-bool sendAll(platform::Socket& socket, std::string_view bytes, const std::atomic<bool>& running) {
-  Deadline deadline;
+bool sendAll(platform::Socket& socket, std::string_view bytes, const std::atomic<bool>& running, milliseconds grace) {
+  Deadline deadline(kLongestPause, grace);
   while (!bytes.empty() && running && deadline.left() > milliseconds(0)) {
     const int64_t count = socket.send(bytes.data(), bytes.size());
     if (count > 0) {
@@ -121,8 +121,8 @@ std::optional<std::string> ReceiveHead(platform::Socket& socket, const std::atom
 }
 
 void SendAnswer(platform::Socket& socket, std::string_view answer, std::string_view received,
-                const std::atomic<bool>& running) {
-  if (sendAll(socket, answer, running)) {
+                const std::atomic<bool>& running, milliseconds grace) {
+  if (sendAll(socket, answer, running, grace)) {
     discardInput(socket, missingBody(received), running);
   }
 }

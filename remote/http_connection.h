@@ -3,6 +3,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -16,9 +17,10 @@ namespace tarnwick::remote {
 std::optional<std::string> ReceiveHead(platform::Socket& socket, const std::atomic<bool>& running);
 
 // Sends a whole answer to the request of which `received` are the bytes so far. Given up when the client takes nothing
-// for 2 s, or after 10 s has taken less than a link of 16 KB/s carries since. Then what the client still sends is taken
-// and thrown away, for a short time: closing over unread bytes would make the system throw the answer away.
+// for 2 s, or after `grace` has taken less than a link of 16 KB/s carries since. Then what the client still sends is
+// taken and thrown away, for a short time: closing over unread bytes would make the system throw the answer away.
+constexpr std::chrono::milliseconds kAnswerGrace{10'000};
 void SendAnswer(platform::Socket& socket, std::string_view answer, std::string_view received,
-                const std::atomic<bool>& running);
+                const std::atomic<bool>& running, std::chrono::milliseconds grace = kAnswerGrace);
 
 }  // namespace tarnwick::remote

@@ -28,7 +28,7 @@
 namespace tarnwick::platform {
 namespace {
 
-constexpr size_t kMaskBits = 64;
+constexpr size_t kProcessorLimit = 64;
 // Looks through the list of threads until one brings no new thread; a process that starts threads faster than this
 // keeps a few with the processors of their creators, which have been set by then.
 constexpr int kMostPasses = 8;
@@ -145,7 +145,7 @@ uint64_t onlineMask() {
     if (dash != end && *dash == '-') {
       std::from_chars(dash + 1, end, last);
     }
-    for (size_t k = first; k <= last && k < kMaskBits; ++k) {
+    for (size_t k = first; k <= last && k < kProcessorLimit; ++k) {
       mask |= uint64_t{1} << k;
     }
   }
@@ -159,7 +159,7 @@ std::optional<uint64_t> maskOfThread(pid_t thread) {
     return std::nullopt;
   }
   uint64_t mask = 0;
-  for (size_t k = 0; k < kMaskBits; ++k) {
+  for (size_t k = 0; k < kProcessorLimit; ++k) {
     mask |= CPU_ISSET(k, &set) ? uint64_t{1} << k : 0;
   }
   return mask;
@@ -170,7 +170,7 @@ cpu_set_t setOf(uint64_t mask, uint64_t online) {
   cpu_set_t set;
   CPU_ZERO(&set);
   for (size_t k = 0; k < CPU_SETSIZE; ++k) {
-    if (k < kMaskBits ? ((mask >> k) & 1) != 0 : all) {
+    if (k < kProcessorLimit ? ((mask >> k) & 1) != 0 : all) {
       CPU_SET(k, &set);
     }
   }

@@ -16,7 +16,7 @@ using RevertFunction = BOOL(WINAPI*)(HANDLE registration);
 using DescribeFunction = HRESULT(WINAPI*)(HANDLE thread, const wchar_t* description);
 
 constexpr wchar_t kProAudioTask[] = L"Pro Audio";
-constexpr size_t kLongestName = 15;
+constexpr size_t kLongestThreadName = 15;
 // The levels that every process class has, highest first.
 constexpr int32_t kLevels[] = {THREAD_PRIORITY_TIME_CRITICAL, THREAD_PRIORITY_HIGHEST,
                                THREAD_PRIORITY_ABOVE_NORMAL,  THREAD_PRIORITY_NORMAL,
@@ -120,8 +120,8 @@ void SetThreadName(const char* name) noexcept {
   if (describe == nullptr) {
     return;
   }
-  wchar_t description[kLongestName + 1] = {};
-  const size_t length = std::min(std::strlen(name), kLongestName);
+  wchar_t description[kLongestThreadName + 1] = {};
+  const size_t length = std::min(std::strlen(name), kLongestThreadName);
   std::transform(name, name + length, description, [](char letter) { return static_cast<wchar_t>(letter); });
   describe(GetCurrentThread(), description);
 }

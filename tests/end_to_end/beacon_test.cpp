@@ -20,7 +20,7 @@ namespace {
 
 using ::testing::HasSubstr;
 
-constexpr uint16_t kPort = 20831;
+constexpr uint16_t kBeaconPort = 20831;
 
 bool runs(const std::string& command) {
   return std::system((command + " >/dev/null 2>&1").c_str()) == 0;
@@ -65,7 +65,7 @@ class BeaconNetwork : public ::testing::Test {
     const int socket = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
-    address.sin_port = htons(kPort);
+    address.sin_port = htons(kBeaconPort);
     std::optional<std::string> heard;
     if (bind(socket, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) {
       pollfd ready{socket, POLLIN, 0};

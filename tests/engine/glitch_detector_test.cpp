@@ -9,14 +9,14 @@
 namespace tarnwick::engine {
 namespace {
 
-constexpr int32_t kLength = 8;
+constexpr int32_t kBlockLength = 8;
 
 // Feeds one block per letter: s = signal, 0 = silence, m = silence but for one sample, z = signal with one zero,
 // n = silence with a sample that is not a number.
 uint64_t countAfter(GlitchDetector& detector, const std::string& blocks) {
   for (const char kind : blocks) {
-    float* block = NextHistoryBlock(detector, kLength);
-    std::fill_n(block, kLength, kind == 's' || kind == 'z' ? 0.25f : 0.0f);
+    float* block = NextHistoryBlock(detector, kBlockLength);
+    std::fill_n(block, kBlockLength, kind == 's' || kind == 'z' ? 0.25f : 0.0f);
     if (kind == 'm') {
       block[5] = 0.1f;
     } else if (kind == 'z') {
@@ -37,19 +37,19 @@ TEST(GlitchDetector, CountsOnlyAnIsolatedSilentBlock) {
                {"sms", 0}, {"z0s", 0},    {"s0z", 0},   {"sns", 0},  {"s0sss0s", 2}, {"", 0}};
   for (const auto& c : cases) {
     GlitchDetector detector;
-    ArmDetector(detector, kLength);
+    ArmDetector(detector, kBlockLength);
     EXPECT_EQ(countAfter(detector, c.blocks), c.count) << c.blocks;
   }
 }
 
 TEST(GlitchDetector, SaturatesAndForgets) {
   GlitchDetector detector;
-  ArmDetector(detector, kLength);
+  ArmDetector(detector, kBlockLength);
   detector.glitchCount = kMaximumGlitchCount - 1;
   EXPECT_EQ(countAfter(detector, "s0s0s0s"), kMaximumGlitchCount);
   ForgetBlocks(detector);
   EXPECT_EQ(detector.glitchCount, kMaximumGlitchCount);
-  ArmDetector(detector, kLength);
+  ArmDetector(detector, kBlockLength);
   EXPECT_EQ(detector.glitchCount, 0u);
   EXPECT_EQ(countAfter(detector, "s0"), 0u);
   ForgetBlocks(detector);
@@ -58,9 +58,9 @@ TEST(GlitchDetector, SaturatesAndForgets) {
 
 TEST(GlitchDetector, RefusesBlocksOfAnotherLength) {
   GlitchDetector detector;
-  ArmDetector(detector, kLength);
-  EXPECT_EQ(NextHistoryBlock(detector, kLength + 1), nullptr);
-  EXPECT_EQ(NextHistoryBlock(detector, kLength - 1), nullptr);
+  ArmDetector(detector, kBlockLength);
+  EXPECT_EQ(NextHistoryBlock(detector, kBlockLength + 1), nullptr);
+  EXPECT_EQ(NextHistoryBlock(detector, kBlockLength - 1), nullptr);
 }
 
 }  // namespace

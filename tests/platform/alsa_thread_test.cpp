@@ -13,25 +13,26 @@ namespace tarnwick::platform {
 namespace {
 
 constexpr int kForEver = 1'000'000;
-constexpr auto kTick = std::chrono::milliseconds(1);
+constexpr auto kMoment = std::chrono::milliseconds(1);
 
 // A host that plays what it hears.
-class Host {
+class EchoHost {
  public:
-  explicit Host(FakePcm& pcm) : pcm_(pcm) {
-    run_.callbacks = {.context = this,
-                      .bufferSwitch = [](void* host, int32_t half, bool) { static_cast<Host*>(host)->process(half); },
-                      .sampleRateDidChange =
-                          [](void* host, double rate) {
-                            auto& self = *static_cast<Host*>(host);
-                            self.rates.push_back(rate);
-                            self.blocksBeforeRate = self.pcm_.hostCalls;
-                          },
-                      .asioMessage =
-                          [](void* host, int32_t selector, int32_t) {
-                            static_cast<Host*>(host)->messages.push_back(selector);
-                            return 1;
-                          }};
+  explicit EchoHost(FakePcm& pcm) : pcm_(pcm) {
+    run_.callbacks = {
+        .context = this,
+        .bufferSwitch = [](void* host, int32_t half, bool) { static_cast<EchoHost*>(host)->process(half); },
+        .sampleRateDidChange =
+            [](void* host, double rate) {
+              auto& self = *static_cast<EchoHost*>(host);
+              self.rates.push_back(rate);
+              self.blocksBeforeRate = self.pcm_.hostCalls;
+            },
+        .asioMessage =
+            [](void* host, int32_t selector, int32_t) {
+              static_cast<EchoHost*>(host)->messages.push_back(selector);
+              return 1;
+            }};
     run_.blockLength = kFakeBlock;
     run_.sampleRate = 48000.0;
     for (const size_t half : {0, 1}) {
@@ -60,11 +61,11 @@ class Host {
 };
 
 // Runs until the host has been called `blocks` times or the device is lost.
-void runFor(AlsaThread& thread, Host& host, uint64_t blocks) {
+void runFor(AlsaThread& thread, EchoHost& host, uint64_t blocks) {
   ASSERT_EQ(thread.start(host.run()), 0);
   const AlsaStatus& status = thread.status();
   for (int k = 0; k < 10'000 && status.blocks.load() < blocks && status.lost.load() == 0; ++k) {
-    std::this_thread::sleep_for(kTick);
+    std::this_thread::sleep_for(kMoment);
   }
   thread.stop();
   EXPECT_TRUE(status.blocks.load() >= blocks || status.lost.load() != 0) << status.blocks.load() << " blocks";
@@ -137,7 +138,7 @@ TEST(AlsaThreadTest, ErrorsAreRecoveredFromAndCounted) {
     SCOPED_TRACE(one.name);
     FakePcm pcm;
     pcm.faults = one.faults;
-    Host host(pcm);
+    EchoHost host(pcm);
     AlsaThread thread(pcm);
     runFor(thread, host, 300);
     const AlsaStatus& status = thread.status();
@@ -171,7 +172,7 @@ TEST(AlsaThreadTest, SoundComesThroughWholeAndWithTheSameDelay) {
     pcm.falseWakes = one.falseWakes;
     pcm.captures = one.captures;
     pcm.plays = one.plays;
-    Host host(pcm);
+    EchoHost host(pcm);
     AlsaThread thread(pcm);
     runFor(thread, host, 100);
     EXPECT_EQ(CountsOf(thread.status()), AlsaCounts{});
@@ -189,11 +190,11 @@ TEST(AlsaThreadTest, SoundComesThroughWholeAndWithTheSameDelay) {
 TEST(AlsaThreadTest, AStalledDeviceIsStoppedAtOnceAndStartsAgain) {
   FakePcm pcm;
   pcm.stallsAfter = 10;
-  Host host(pcm);
+  EchoHost host(pcm);
   AlsaThread thread(pcm);
   ASSERT_EQ(thread.start(host.run()), 0);
   while (thread.status().blocks.load() < 10) {
-    std::this_thread::sleep_for(kTick);
+    std::this_thread::sleep_for(kMoment);
   }
   const auto begin = std::chrono::steady_clock::now();
   thread.stop();
@@ -209,7 +210,7 @@ TEST(AlsaThreadTest, ADeviceThatDeliversNothingIsGivenUp) {
   FakePcm pcm;
   pcm.stallsAfter = 10;
   pcm.quickStalls = true;
-  Host host(pcm);
+  EchoHost host(pcm);
   AlsaThread thread(pcm);
   runFor(thread, host, 11);
   EXPECT_EQ(thread.status().lost.load(), AlsaStalled());
@@ -220,7 +221,7 @@ TEST(AlsaThreadTest, AFailedStartLeavesNoThread) {
   for (const FakeCall call : {FakeCall::prepare, FakeCall::start}) {
     FakePcm pcm;
     pcm.faults = {{call, 0, -ENODEV}};
-    Host host(pcm);
+    EchoHost host(pcm);
     AlsaThread thread(pcm);
     EXPECT_EQ(thread.start(host.run()), -ENODEV);
     EXPECT_FALSE(thread.running());
@@ -231,7 +232,7 @@ TEST(AlsaThreadTest, AFailedStartLeavesNoThread) {
 TEST(AlsaThreadTest, TheHostHearsOfAnotherRateBeforeTheFirstBlock) {
   for (const bool tells : {false, true}) {
     FakePcm pcm;
-    Host host(pcm);
+    EchoHost host(pcm);
     host.run().sampleRate = 44100.0;
     host.run().tellsRate = tells;
     AlsaThread thread(pcm);
@@ -252,7 +253,7 @@ TEST(AlsaThreadTest, TheHostHearsOfTheHardwaresDelayOnce) {
     SCOPED_TRACE(one.delay);
     FakePcm pcm;
     pcm.delay = one.delay;
-    Host host(pcm);
+    EchoHost host(pcm);
     AlsaThread thread(pcm);
     runFor(thread, host, 100);
     EXPECT_EQ(thread.status().captureDelay.load(), one.capture);
@@ -264,7 +265,7 @@ TEST(AlsaThreadTest, TheHostHearsOfTheHardwaresDelayOnce) {
 TEST(AlsaReporterTest, ALostDeviceIsToldOnceAndStopsCleanly) {
   FakePcm pcm;
   pcm.faults = {{FakeCall::wait, 3, -EPIPE, 2}, {FakeCall::wait, 5, -ENODEV, kForEver}};
-  Host host(pcm);
+  EchoHost host(pcm);
   AlsaThread thread(pcm);
   AlsaWake wake;
   host.run().lossSignal = &wake;
@@ -283,7 +284,7 @@ TEST(AlsaReporterTest, ALostDeviceIsToldOnceAndStopsCleanly) {
                            .xruns = [&](uint64_t total) { xruns.push_back(total); }});
     runFor(thread, host, 100);
     for (int k = 0; k < 500 && losses.load() == 0; ++k) {  // at once, and not with the next look a second later
-      std::this_thread::sleep_for(kTick);
+      std::this_thread::sleep_for(kMoment);
     }
     EXPECT_EQ(losses.load(), 1);
   }

@@ -41,15 +41,15 @@ TEST(Network, AddressTexts) {
 }
 
 TEST(CpuTimes, ABusySecondShowsInBothAccounts) {
-  using Clock = std::chrono::steady_clock;
+  using std::chrono::steady_clock;
   CpuTimes total[2];
   std::vector<CpuTimes> each[2];
-  const auto begin = Clock::now();
+  const auto begin = steady_clock::now();
   ASSERT_TRUE(ReadTotalCpuTimes(total[0]) && ReadProcessorTimes(each[0]));
-  while (Clock::now() - begin < std::chrono::seconds(1)) {
+  while (steady_clock::now() - begin < std::chrono::seconds(1)) {
   }
   ASSERT_TRUE(ReadTotalCpuTimes(total[1]) && ReadProcessorTimes(each[1]));
-  const double seconds = std::chrono::duration<double>(Clock::now() - begin).count();
+  const double seconds = std::chrono::duration<double>(steady_clock::now() - begin).count();
   ASSERT_EQ(each[0].size(), each[1].size());
   EXPECT_GE(each[0].size(), static_cast<size_t>(ProcessorCount()));
 

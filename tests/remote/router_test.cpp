@@ -12,7 +12,7 @@
 namespace tarnwick::remote {
 namespace {
 
-struct Client {
+struct RouterClient {
   FakeApplication application;
   std::string broadcasts;
   RouterContext context{application.callbacks, 20831,
@@ -105,7 +105,7 @@ const ActionCase kActions[] = {
 
 TEST(Router, ActionsAreHandedOnAndAnswered) {
   for (const ActionCase& c : kActions) {
-    Client client;
+    RouterClient client;
     std::string accepted = std::string("202 {\"accepted\":true,\"action\":\"") + c.action;
     accepted += accepted.ends_with("126") ? "}" : "\"}";
     EXPECT_EQ(client.ask("POST", c.target, c.body), accepted);
@@ -124,7 +124,7 @@ TEST(Router, ActionsAreHandedOnAndAnswered) {
     client.application.callbacks = {};
     EXPECT_EQ(client.ask("POST", c.target, c.body), error.empty() ? accepted : refused);
   }
-  Client client;
+  RouterClient client;
   client.application.refused = "startAsio";
   EXPECT_EQ(client.ask("POST", "/api/asio/start"), errorAnswer(503, "action unavailable"));
 }
@@ -150,7 +150,7 @@ TEST(Router, ReadsAreAnsweredWithDocuments) {
        "playback search failed"},
   };
   for (const Case& c : cases) {
-    Client client;
+    RouterClient client;
     client.application.text = L"why";
     const std::string answer = client.ask("GET", c.target);
     EXPECT_TRUE(answer.starts_with("200 " + c.begins)) << answer;
@@ -163,7 +163,7 @@ TEST(Router, ReadsAreAnsweredWithDocuments) {
     client.application.callbacks = {};
     EXPECT_EQ(client.ask("GET", c.target), errorAnswer(c.status, c.error));
   }
-  EXPECT_NE(Client().ask("GET", "/api/status").find("\"cpuUsagePercent\":12.5,"), std::string::npos);
+  EXPECT_NE(RouterClient().ask("GET", "/api/status").find("\"cpuUsagePercent\":12.5,"), std::string::npos);
 }
 
 TEST(Router, MethodsAndPathsAreComparedExactly) {
@@ -195,7 +195,7 @@ TEST(Router, MethodsAndPathsAreComparedExactly) {
        "202 {\"accepted\":true,\"action\":\"patch-instance\",\"index\":4294967295}"},
   };
   for (const Case& c : cases) {
-    EXPECT_EQ(Client().ask(c.method, c.path), c.answer) << c.method << " " << c.path;
+    EXPECT_EQ(RouterClient().ask(c.method, c.path), c.answer) << c.method << " " << c.path;
   }
 }
 
@@ -238,13 +238,14 @@ TEST(Router, WhatCannotBeReadChangesNothing) {
       {"/api/playback/config", "playback config empty"},
   };
   for (const Case& c : cases) {
-    Client client;
+    RouterClient client;
     EXPECT_EQ(client.ask("POST", c.target), errorAnswer(400, c.error));
     EXPECT_EQ(client.application.calls, "") << c.target;
     EXPECT_EQ(client.broadcasts, "");
   }
-  EXPECT_EQ(Client().ask("GET", "/api/plugin/files?path=" + tooLong), errorAnswer(400, "plugin file list failed"));
-  EXPECT_EQ(Client().ask("GET", "/api/playback/search?q=" + tooLong), errorAnswer(400, "playback search failed"));
+  EXPECT_EQ(RouterClient().ask("GET", "/api/plugin/files?path=" + tooLong),
+            errorAnswer(400, "plugin file list failed"));
+  EXPECT_EQ(RouterClient().ask("GET", "/api/playback/search?q=" + tooLong), errorAnswer(400, "playback search failed"));
 }
 
 // What has a range is brought into it by the application, however far outside it is.
@@ -286,7 +287,7 @@ TEST(Router, BodiesOfPathsMayBeAnything) {
     bodies.emplace_back(body);
   }
   for (const std::string& body : bodies) {
-    Client client;
+    RouterClient client;
     EXPECT_EQ(client.ask("POST", "/api/playback/add-paths", body), errorAnswer(400, "playback add paths failed"))
         << body.substr(0, 40);
     EXPECT_EQ(client.application.calls, "");
@@ -298,7 +299,7 @@ TEST(Router, NamesAreCutAtACharacterAndPathsAreNot) {
   for (int k = 0; k < 200; ++k) {
     guitars += "\xF0\x9F\x8E\xB8";
   }
-  Client client;
+  RouterClient client;
   client.ask("POST", "/api/instances/0/config?name=\x01" + guitars);
   EXPECT_EQ(client.application.calls, "instance 0 " + guitars.substr(0, 128 * 4) + " - - - - - - -");
   client.ask("POST", "/api/playback/add-path?path=" + guitars);
@@ -331,7 +332,7 @@ TEST(Router, PlaybackConfigAppliesItsGroupsInOrderUpToTheFirstRejected) {
        "mode 1; volume -60; normalize true; waveform false; outputs - 1", "playback fade rejected"},
   };
   for (const Case& c : cases) {
-    Client client;
+    RouterClient client;
     client.application.refused = c.refused;
     const std::string before = c.before;
     EXPECT_EQ(client.ask("POST", all), errorAnswer(400, c.error));
@@ -341,13 +342,13 @@ TEST(Router, PlaybackConfigAppliesItsGroupsInOrderUpToTheFirstRejected) {
     client.application.callbacks = {};
     EXPECT_EQ(client.ask("POST", std::string("/api/playback/config?") + c.readable), errorAnswer(400, c.error));
   }
-  EXPECT_EQ(Client().ask("POST", all), "202 {\"accepted\":true,\"action\":\"playback-config\"}");
+  EXPECT_EQ(RouterClient().ask("POST", all), "202 {\"accepted\":true,\"action\":\"playback-config\"}");
 }
 
 TEST(Router, NothingStartsOnADeviceThatIsAPlaceholder) {
   for (const wchar_t* device :
        {L"(No ASIO drivers found)", L"(ASIO SDK not configured)", L"(No online ASIO devices)"}) {
-    Client client;
+    RouterClient client;
     client.application.device = device;
     EXPECT_EQ(client.ask("POST", "/api/asio/start"),
               errorAnswer(400, "Please select an ASIO device or check the device power/cable connection."));
@@ -356,7 +357,7 @@ TEST(Router, NothingStartsOnADeviceThatIsAPlaceholder) {
 }
 
 TEST(Router, ASeekIsToldToAllPagesWhenItSucceeded) {
-  Client client;
+  RouterClient client;
   client.ask("POST", "/api/playback/seek?position=1.5");
   EXPECT_EQ(client.broadcasts,
             R"({"type":"playback-seek","path":"a.wav","currentSeconds":1.500,"totalSeconds":60.000})");
@@ -367,7 +368,7 @@ TEST(Router, ASeekIsToldToAllPagesWhenItSucceeded) {
 }
 
 TEST(Router, ACallbackThatThrowsIsAnInternalError) {
-  Client client;
+  RouterClient client;
   client.application.callbacks.status = [](RemoteStatusSnapshot&) -> bool { throw std::runtime_error("no"); };
   client.application.callbacks.stopHost = []() -> bool { throw 1; };
   EXPECT_EQ(client.ask("GET", "/api/status"), errorAnswer(500, "internal error"));

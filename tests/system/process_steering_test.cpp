@@ -14,7 +14,6 @@ namespace tarnwick::system {
 namespace {
 
 using platform::AffinityOutcome;
-using std::chrono::milliseconds;
 using tests::Eventually;
 
 constexpr uint32_t kOwn = 100;
@@ -221,7 +220,7 @@ TEST(OtherProcessesSteering, EndingItCutsARunShort) {
   steering->request(processes, 1);
   slow.entered.get_future().wait();
   std::thread release([&slow] {
-    std::this_thread::sleep_for(milliseconds(50));  // by then the stop has been asked for
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));  // by then the stop has been asked for
     slow.mayGoOn.set_value();
   });
   steering.reset();
