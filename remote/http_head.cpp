@@ -46,7 +46,11 @@ bool visitFields(std::string_view raw, std::string_view name, Visit visit) {
 }  // namespace
 
 bool IsHeadComplete(std::string_view received) {
-  return received.size() >= kMostHeadBytes || received.find(kHeadEnd) != std::string_view::npos;
+  return received.size() >= kMostHeadBytes || HasAllFields(received);
+}
+
+bool HasAllFields(std::string_view received) {
+  return received.find(kHeadEnd) != std::string_view::npos;
 }
 
 std::optional<HttpRequestHead> ParseRequestHead(std::string received) {

@@ -19,6 +19,9 @@ struct HttpRequestHead {
 // True once no more is to be read: the head has its empty line, or has reached the longest length.
 bool IsHeadComplete(std::string_view received);
 
+// False for a head that was cut off at the longest length: what fields it had further on is not known.
+bool HasAllFields(std::string_view received);
+
 // Nothing when the request line is not "METHOD TARGET REST" in lines ended by CR LF.
 std::optional<HttpRequestHead> ParseRequestHead(std::string received);
 

@@ -36,8 +36,12 @@ HttpAnswer answerRequest(ServerState& server, const HttpRequestHead& head, const
   return {answer.status, kJsonType, std::move(answer.body)};
 }
 
+// A page could fill the head until its origin is cut off, so a cut head counts as foreign.
 bool isForeign(const ServerState& server, const HttpRequestHead& head, const SplitTarget& target) {
-  return NeedsOwnOrigin(head.method, target.path) &&
+  if (!NeedsOwnOrigin(head.method, target.path)) {
+    return false;
+  }
+  return !HasAllFields(head.raw) ||
          !IsOwnOrigin(HeaderField(head.raw, "Host"), HeaderField(head.raw, "Origin"), server.machineName);
 }
 

@@ -25,8 +25,8 @@ std::wstring JackDeviceName(const JackOptions& options);
 // the first block. A block's outputs leave in the cycle that brought its inputs, so nothing is added to the server's
 // latency.
 //
-// The session is lost (BackEndHooks::deviceLost) when the server ends or changes its period or its rate. Freewheeling
-// goes on and is logged; xruns are counted and logged at most every ten seconds.
+// The session is lost (BackEndHooks::deviceLost) when the server ends, changes its period or its rate or begins to
+// freewheel. Xruns are counted and logged at most every ten seconds.
 //
 // Operations out of order: ASE_NotPresent before ASIOInit and when no server answers, ASE_InvalidMode when initialised,
 // created or started twice, or started before ASIOCreateBuffers, ASE_HWMalfunction once the server is gone. ASIOStop
