@@ -10,6 +10,7 @@
 #include "app/device.h"
 #include "app/instances.h"
 #include "platform/text.h"
+#include "support/test_modules.h"
 
 namespace tarnwick::app {
 
@@ -30,13 +31,9 @@ struct Seen {
   }
 };
 
-inline std::wstring testModule(const char* name) {
-  return platform::WideFromUtf8(std::string(TARNWICK_TEST_MODULES) + "/" + name + ".vst3");
-}
-
 inline Options runOptions(double seconds) {
   Options options;
-  options.plugin = testModule("gain");
+  options.plugin = tests::TestModule("gain");
   options.start = true;
   options.seconds = seconds;
   options.virtualDevice.inputs = options.virtualDevice.outputs = 2;
@@ -53,6 +50,11 @@ struct Rig {
     app.ui.open([this](platform::UiMessage message, intptr_t parameter) { HandleMessage(app, message, parameter); });
     EXPECT_TRUE(app.virtualDevice->prepare(nullptr));
     RefreshDevices(app);
+  }
+  // What other threads have asked for so far.
+  void runPosted() {
+    app.ui.post([this] { app.ui.quit(0); });
+    app.ui.run();
   }
   void start(int32_t instances) {
     AddWiredInstances(app, instances);

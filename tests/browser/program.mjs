@@ -74,9 +74,12 @@ export class Program {
   status() {
     return this.get('/api/status');
   }
-  // Waits until the status document agrees.
-  becomes(check, what) {
-    return until(async () => check(await this.status()), what);
+  // Waits until the status document agrees, and what these pages have heard of it: what a page does next may depend on it.
+  async becomes(check, what, ...pages) {
+    await until(async () => check(await this.status()), what);
+    for (const page of pages) {
+      await until(async () => check(await page.evaluate(() => link.status)), `${what}, and the page has heard of it`);
+    }
   }
   async post(where) {
     return (await fetch(this.url + where, {method: 'POST'})).status;
@@ -117,14 +120,21 @@ export async function openPage(program, where, viewport = {width: 1440, height: 
   return page;
 }
 
-export async function hold(page, selector, milliseconds = 1150) {
+// Presses a button by mouse, or by a key, until the page has counted its second, or for less.
+export async function hold(page, selector, {key, milliseconds} = {}) {
   const target = page.locator(selector);
-  await page.mouse.click(1, 1);  // takes away what was said before
-  await target.scrollIntoViewIfNeeded();
-  await target.hover();
-  await page.mouse.down();
-  await pause(milliseconds);
-  await page.mouse.up();
+  if (key) {
+    await target.focus();
+    await page.keyboard.down(key);
+  } else {
+    await page.mouse.click(1, 1);  // takes away what was said before
+    await target.scrollIntoViewIfNeeded();
+    await target.hover();
+    await page.mouse.down();
+  }
+  await (milliseconds ? pause(milliseconds)
+                      : until(() => target.evaluate((one) => !one.classList.contains('held')), `${selector} is held`));
+  await (key ? page.keyboard.up(key) : page.mouse.up());
 }
 
 export const note = (page) => page.locator('.note').allTextContents().then((texts) => texts.join('\n'));

@@ -84,31 +84,22 @@ class BeaconNetwork : public ::testing::Test {
 };
 
 TEST_F(BeaconNetwork, ReachesEveryCableButThoseOfVirtualMachines) {
-  RunningProgram program(
-      {"netns", "exec", hosts_[0], TARNWICK_PROGRAM, "--settings", ::testing::TempDir() + tag_ + "-settings"}, {},
-      "ip");
+  RunningProgram program({"netns", "exec", hosts_[0], TARNWICK_PROGRAM}, "ip");
   ASSERT_TRUE(program.awaitOutput("Remote control server listening"));
   std::future<std::optional<std::string>> heard[3];
   for (size_t k = 0; k < 3; ++k) {
     heard[k] = std::async(std::launch::async, [host = hosts_[k + 1]] { return heardOn(host, 5000); });
   }
-  const std::string ends =
-      R"(","port":20831,"transport":"http","protocolVersion":1,"healthPath":"/healthz","statusPath":"/api/status",)"
-      R"("webSocketPath":"/ws","startPath":"/api/host/start","stopPath":"/api/host/stop",)"
-      R"("hostConfigPath":"/api/host/config","addInstancePath":"/api/instances/add",)"
-      R"("removeLastInstancePath":"/api/instances/remove-last","bypassAllPath":"/api/bypass-all/toggle",)"
-      R"("testSignalAllPath":"/api/test-signal-all/toggle","audioConfigPath":"/api/audio/config"})";
   const char* addresses[] = {"10.77.1.1", "10.77.2.65"};
   for (size_t k = 0; k < 2; ++k) {
     const auto text = heard[k].get();
     ASSERT_TRUE(text) << hosts_[k + 1];
     EXPECT_THAT(*text, ::testing::StartsWith(R"({"service":"Tarnwick","serverName":")"));
-    EXPECT_THAT(*text, ::testing::EndsWith(std::string(R"("host":")") + addresses[k] + ends));
+    EXPECT_THAT(*text, HasSubstr(std::string(R"(,"host":")") + addresses[k] + R"(","port":20831,)"));
   }
   EXPECT_EQ(heard[2].get(), std::nullopt) << "an adapter of containers";
   program.signal(SIGTERM);
   EXPECT_EQ(program.finish().exitCode, 0);
-  unlink((::testing::TempDir() + tag_ + "-settings").c_str());
 }
 
 }  // namespace

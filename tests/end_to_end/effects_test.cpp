@@ -1,199 +1,104 @@
-// Effects that were not written here (package zam-plugins): through the program, and in this process where a test sets
-// what the program has no option for.
+// Effects in the program, as the settings wire them: some that were not written here (package zam-plugins), and the
+// bundled one.
 #include <gmock/gmock.h>
 
-#include <algorithm>
-#include <thread>
-
-#include "engine/host.h"
-#include "platform/module.h"
 #include "platform/paths.h"
-#include "platform/temporary_folder.h"
-#include "platform/virtual/virtual_driver.h"
 #include "program.h"
+#include "settings/program_settings.h"
 #include "sounds.h"
-#include "support/engine_rig.h"
-
-#if defined(__SANITIZE_ADDRESS__)
-#include <sanitizer/lsan_interface.h>
-#endif
 
 namespace tarnwick::tests {
 namespace {
 
-using engine::InstanceRow;
-using platform::TemporaryFolder;
+settings::SavedInstance wired(int32_t input, int32_t output, bool bypass) {
+  settings::SavedInstance instance;
+  instance.inputChannel = input;
+  instance.outputChannel = output;
+  instance.bypassEnabled = bypass;
+  return instance;
+}
+
+// A voice, at most `peak` high; it has spoken once for all tests.
+Channel Speech(float peak) {
+  static const Channel words = [] {
+    const platform::TemporaryFolder folder;
+    const std::string file = folder.name("speech.wav");
+    RunningProgram({"-w", folder.name("raw.wav"), "One, two, three. Good evening, and welcome to the show."},
+                   "espeak-ng")
+        .finish();
+    RunningProgram({folder.name("raw.wav"), "-r", "48000", "-b", "32", "-e", "floating-point", file, "norm"}, "sox")
+        .finish();
+    return ReadSound(file).samples;  // fails the test where espeak-ng or sox is missing (./test installs them)
+  }();
+  Channel scaled(words.begin(), words.end());
+  std::transform(scaled.begin(), scaled.end(), scaled.begin(), [&](float s) { return peak * s; });
+  return scaled;
+}
+
+class Effects : public ::testing::Test {
+ protected:
+  // Plays `source` on the fast clock through the effect in these instances; what the capture holds.
+  platform::WavSamples play(const std::string& effect, const std::vector<settings::SavedInstance>& instances,
+                            const Channel& source, int32_t channels, int64_t blocks) {
+    settings::ProgramSettings saved;
+    saved.instances = instances;
+    EXPECT_TRUE(settings::WriteSettings(platform::WideFromUtf8(folder.name("settings")), MapFromSettings(saved)));
+    WriteSound(folder.name("in.wav"), source, channels);
+    // The libraries of these effects leak when they are loaded.
+    const ProgramResult result =
+        RunningProgram({"ASAN_OPTIONS=detect_leaks=0", TARNWICK_PROGRAM, "--remote-port=0", "--settings",
+                        folder.name("settings"), "--plugin", effect, "--start", "--seconds",
+                        std::to_string(static_cast<double>(blocks) * 256.0 / 48000.0), "--virtual-clock", "fast",
+                        "--virtual-source", folder.name("in.wav"), "--virtual-capture", folder.name("out.wav")},
+                       "env")
+            .finish();
+    EXPECT_EQ(result.exitCode, 0) << result.out << result.err;
+    const rapidjson::Document summary = result.summary();
+    EXPECT_TRUE(summary.IsObject() && summary["blocks"].GetInt64() == blocks &&
+                summary["skippedBlocks"].GetInt64() == 0)
+        << result.out;
+    platform::WavSamples heard = ReadSound(folder.name("out.wav"));
+    EXPECT_EQ(heard.channels, 8);
+    EXPECT_EQ(heard.frames, static_cast<size_t>(blocks * 256));
+    return heard;
+  }
+
+  const platform::TemporaryFolder folder;
+};
 
 struct RealEffect {
   const char* name;
-  bool works;  // on speech that goes beyond full scale, with its parameters as they come
+  bool works;  // on a voice that goes beyond full scale, with its parameters as they come
 };
 
-std::ostream& operator<<(std::ostream& out, const RealEffect& effect) {
-  return out << effect.name;
-}
+class RealEffects : public Effects, public ::testing::WithParamInterface<RealEffect> {};
 
-std::string bundle(const RealEffect& effect) {
-  return std::string("/usr/lib/vst3/") + effect.name + ".vst3";
-}
-
-// Engine and host on a virtual device that plays `source` on its fast clock into `capture`.
-class Rig {
- public:
-  Rig(const std::wstring& plugin, const std::wstring& source, const std::wstring& capture, int64_t blocks)
-      : device_(options(source, capture, blocks)) {
-    engine_.mmcssEnabled = false;
-    host.pluginPath = platform::ResolveModuleFile(plugin);
+TEST_P(RealEffects, EightOfWhichFourAreBypassed) {
+  const std::string bundle = std::string("/usr/lib/vst3/") + GetParam().name + ".vst3";
+  ASSERT_TRUE(platform::FolderExists(platform::WideFromUtf8(bundle)))
+      << "the package zam-plugins is needed (./test installs it)";
+  constexpr int64_t kBlocks = 150;  // 0.8 s, which end within a word
+  constexpr size_t kFrames = kBlocks * 256;
+  Channel voice = Speech(2.5f);
+  ASSERT_GT(voice.size(), kFrames);
+  std::vector<settings::SavedInstance> instances;
+  for (int32_t k = 0; k < 8; ++k) {
+    instances.push_back(wired(k, k, k % 2 == 0));
   }
-
-  // Runs all blocks. What the host shows of its instances is to be looked at in `atEnd`, while it still runs.
-  bool run(const std::function<void()>& atEnd) {
-    std::wstring error;
-    engine::SessionRequest request;
-    request.deviceName = platform::kVirtualDriverName;
-    request.blockLength = 256;
-    request.sampleRate = 48000.0;
-    const bool started = device_.prepare(&error) &&
-                         engine::StartAsio(engine_, device_.backEnd(), request, user_.ui(), &error, false) &&
-                         startHost(&error);
-    EXPECT_TRUE(started) << platform::Utf8FromWide(error);
-    if (started) {
-      device_.release();
-      const auto limit = std::chrono::steady_clock::now() + kProgramLimit;
-      while (!device_.limitReached() && std::chrono::steady_clock::now() < limit) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-      }
-      EXPECT_TRUE(device_.limitReached());
-      atEnd();
-      engine::StopHostAsync(host);
-      while (user_.stopsFinished.load() == 0) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-      }
-      engine::CompleteHostStop(host);
-    }
-    return engine::StopAsio(engine_, user_.ui(), &error, false) && started;
-  }
-
- private:
-  static platform::VirtualOptions options(const std::wstring& source, const std::wstring& capture, int64_t blocks) {
-    platform::VirtualOptions options;
-    options.clock = platform::VirtualClock::fast;
-    options.held = true;
-    options.blockLimit = blocks;
-    options.sourceFile = source;
-    options.captureFile = capture;
-    return options;
-  }
-  // ZamVerb makes a transform plan in a library that never frees its tables: what is allocated while effects are
-  // loaded is not counted as leaked.
-  bool startHost(std::wstring* error) {
-#if defined(__SANITIZE_ADDRESS__)
-    const __lsan::ScopedDisabler uncounted;
-#endif
-    return engine::StartHost(host, error, false);
-  }
-
-  platform::VirtualDevice device_;
-  UserSees user_;
-  system::CpuSteering steering_;
-  engine::Engine engine_{steering_};
-
- public:
-  engine::Host host{engine_, user_.ui()};
-};
-
-InstanceRow wired(int32_t input, int32_t output, bool bypass) {
-  InstanceRow row;
-  row.config.inputChannel = input;
-  row.config.outputChannel = output;
-  row.config.bypassEnabled = bypass ? 1 : 0;
-  return row;
-}
-
-// What a device can play of a signal.
-Channel withinFullScale(Channel signal) {
-  std::transform(signal.begin(), signal.end(), signal.begin(), [](float s) { return std::clamp(s, -1.0f, 1.0f); });
-  return signal;
-}
-
-// Far apart or, but for rounding, the same.
-void expectChange(const float* heard, const Channel& given, size_t count, bool changed) {
-  const double difference = DifferenceDb(heard, given.data(), count);
-  if (changed) {
-    EXPECT_GT(difference, -60.0);
-    EXPECT_GT(LevelDb(heard, 0, count), -60.0) << "silent";
-  } else {
-    EXPECT_LT(difference, -100.0);
-  }
-}
-
-class RealEffects : public ::testing::TestWithParam<RealEffect> {
- protected:
-  void SetUp() override {
-    ASSERT_TRUE(platform::FolderExists(platform::WideFromUtf8(bundle(GetParam()))))
-        << "the package zam-plugins is needed (./test installs it)";
-  }
-  TemporaryFolder folder;
-};
-
-constexpr int64_t kBlocks = 150;  // 0.8 s, which end within a word
-constexpr size_t kFrames = kBlocks * 256;
-
-TEST_P(RealEffects, EightInTheProgram) {
-  const Channel speech = Speech(1.0, 2.5f);
-  ASSERT_GT(speech.size(), kFrames);
-  WriteSound(folder.name("speech.wav"), {speech});
-  const ProgramResult result =
-      RunTarnwick({"--plugin", bundle(GetParam()), "--instances", "8", "--start", "--seconds", "0.8", "--virtual-clock",
-                   "fast", "--virtual-source", folder.name("speech.wav"), "--virtual-capture", folder.name("out.wav")},
-                  {"ASAN_OPTIONS=detect_leaks=0"});
-  ASSERT_EQ(result.exitCode, 0) << result.out << result.err;
-  const rapidjson::Document summary = result.summary();
-  ASSERT_TRUE(summary.IsObject()) << result.out;
-  EXPECT_EQ(summary["blocks"].GetInt64(), kBlocks);
-  EXPECT_EQ(summary["skippedBlocks"].GetInt64(), 0);
-
-  const platform::WavSamples heard = ReadSound(folder.name("out.wav"));
-  ASSERT_EQ(heard.channels, 8);
-  ASSERT_EQ(heard.frames, kFrames);
-  EXPECT_TRUE(AllFinite(heard));
-  expectChange(heard.channel(0), withinFullScale(speech), kFrames, GetParam().works);
-  for (int32_t c = 1; c < 8; ++c) {
-    EXPECT_TRUE(std::equal(heard.channel(c), heard.channel(c) + kFrames, heard.channel(0))) << "output " << c + 1;
-  }
-}
-
-TEST_P(RealEffects, EightHereOfWhichFourAreBypassed) {
-  const Channel speech = Speech(1.0, 0.9f);
-  WriteSound(folder.name("speech.wav"), {speech});
-  Rig rig(platform::WideFromUtf8(bundle(GetParam())), folder.wide("speech.wav"), folder.wide("out.wav"), kBlocks);
-  for (int32_t i = 0; i < 8; ++i) {
-    InstanceRow row = wired(i, i, i % 2 == 0);
-    row.config.inputGainDb = i % 2 == 0 ? 0 : 9;
-    rig.host.rows.push_back(row);
-  }
-  // These effects were built to report on standard error, for every block, something that a host need not give.
-  testing::internal::CaptureStderr();
-  const bool ran = rig.run([&] {
-    const double level = LevelDb(speech.data(), kFrames - 4800, 4800);  // what a meter's window holds
-    EXPECT_GT(level, -60.0);
-    for (int32_t i = 0; i < 8; ++i) {
-      EXPECT_NEAR(engine::InstanceMeterDb(rig.host, i), level + (i % 2 == 0 ? 0.0 : 9.0), 0.1) << "instance " << i + 1;
-    }
-  });
-  const std::string reports = testing::internal::GetCapturedStderr();
-  ASSERT_TRUE(ran);
-
-  const platform::WavSamples heard = ReadSound(folder.name("out.wav"));
-  ASSERT_EQ(heard.frames, kFrames);
-  EXPECT_TRUE(AllFinite(heard));
-  Channel louder = speech;
-  std::transform(louder.begin(), louder.end(), louder.begin(), [](float s) { return s * engine::LinearGain(9); });
-  expectChange(heard.channel(1), withinFullScale(louder), kFrames, GetParam().works);
+  const platform::WavSamples heard = play(bundle, instances, voice, 1, kBlocks);
+  ASSERT_FALSE(HasFailure());
+  // What a device can play of it.
+  std::transform(voice.begin(), voice.end(), voice.begin(), [](float s) { return std::clamp(s, -1.0f, 1.0f); });
   for (int32_t c = 0; c < 8; ++c) {
-    const float* same = c % 2 == 0 ? speech.data() : heard.channel(1);
+    const float* same = c % 2 == 0 ? voice.data() : heard.channel(1);
     EXPECT_TRUE(std::equal(heard.channel(c), heard.channel(c) + kFrames, same)) << "output " << c + 1;
   }
+  EXPECT_GT(LevelDb(heard.channel(1), 0, kFrames), -60.0) << "silent";
+  for (size_t k = 0; k < kFrames; ++k) {
+    voice[k] -= heard.channel(1)[k];
+  }
+  const double difference = LevelDb(voice.data(), 0, kFrames);  // but for rounding, or a real one
+  EXPECT_TRUE(GetParam().works ? difference > -60.0 : difference < -100.0) << difference;
 }
 
 INSTANTIATE_TEST_SUITE_P(Zam, RealEffects,
@@ -202,29 +107,24 @@ INSTANTIATE_TEST_SUITE_P(Zam, RealEffects,
                                            RealEffect{"ZamVerb", true}),  // wants stereo, gets mono
                          [](const auto& effect) { return std::string(effect.param.name); });
 
-TEST(Wiring, TakesEachInputFromItsChannelToItsOutput) {
-  const TemporaryFolder folder;
-  std::vector<Channel> source(3, Channel(1000));  // shorter than the run, so it comes round
-  for (size_t c = 0; c < source.size(); ++c) {
-    for (size_t k = 0; k < source[c].size(); ++k) {
-      source[c][k] = 0.1f * static_cast<float>(c + 1) + 1e-4f * static_cast<float>(k);
-    }
+TEST_F(Effects, TakeEachInputFromItsChannelToItsOutput) {
+  constexpr size_t kLength = 1000;  // shorter than the run, so it comes round
+  Channel source(3 * kLength);
+  for (size_t k = 0; k < source.size(); ++k) {
+    source[k] = 0.1f * static_cast<float>(k % 3 + 1) + 1e-4f * static_cast<float>(k / 3);
   }
-  WriteSound(folder.name("three.wav"), source);
-  Rig rig(platform::WideFromUtf8(TARNWICK_OMBREL), folder.wide("three.wav"), folder.wide("out.wav"), 12);
   const int32_t wires[][2] = {{0, 7}, {1, 6}, {2, 5}, {3, 4}, {7, 0}, {4, 1}, {5, 1}};  // two sum, outputs 3 and 4 rest
+  std::vector<settings::SavedInstance> instances;
   for (const auto& wire : wires) {
-    rig.host.rows.push_back(wired(wire[0], wire[1], true));
+    instances.push_back(wired(wire[0], wire[1], true));
   }
-  ASSERT_TRUE(rig.run([] {}));
-  const platform::WavSamples heard = ReadSound(folder.name("out.wav"));
-  ASSERT_EQ(heard.channels, 8);
-  ASSERT_EQ(heard.frames, 12u * 256u);
+  const platform::WavSamples heard = play(TARNWICK_OMBREL, instances, source, 3, 12);
+  ASSERT_FALSE(HasFailure());
   size_t wrong = 0;
   for (size_t k = 0; k < heard.frames; ++k) {
     float expected[8] = {};
     for (const auto& wire : wires) {
-      expected[wire[1]] += source[static_cast<size_t>(wire[0] % 3)][k % 1000];
+      expected[wire[1]] += source[k % kLength * 3 + static_cast<size_t>(wire[0] % 3)];
     }
     for (int32_t c = 0; c < 8; ++c) {
       wrong += heard.channel(c)[k] != expected[c] ? 1u : 0u;

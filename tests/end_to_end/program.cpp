@@ -11,49 +11,10 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
-#include <cstdlib>
-#include <filesystem>
+#include <iterator>
 #include <sstream>
 
 namespace tarnwick::tests {
-namespace {
-
-using std::chrono::steady_clock;
-
-std::vector<std::string> environmentWith(const std::vector<std::string>& settings) {
-  std::vector<std::string> all = settings;
-  for (char** entry = environ; *entry != nullptr; ++entry) {
-    const std::string given = *entry;
-    const std::string name = given.substr(0, given.find('=') + 1);
-    const auto replaces = [&name](const std::string& setting) { return setting.compare(0, name.size(), name) == 0; };
-    if (std::none_of(settings.begin(), settings.end(), replaces)) {
-      all.push_back(given);
-    }
-  }
-  return all;
-}
-
-std::vector<char*> pointers(std::vector<std::string>& texts) {
-  std::vector<char*> all;
-  for (std::string& text : texts) {
-    all.push_back(text.data());
-  }
-  all.push_back(nullptr);
-  return all;
-}
-
-bool gives(const std::vector<std::string>& arguments, const std::string& option) {
-  return std::any_of(arguments.begin(), arguments.end(), [&option](const std::string& argument) {
-    return argument.compare(0, option.size(), option) == 0;
-  });
-}
-
-std::string newFolder() {
-  std::string name = testing::TempDir() + "tarnwick-XXXXXX";
-  return mkdtemp(name.data()) != nullptr ? name : std::string();
-}
-
-}  // namespace
 
 std::vector<std::string> ProgramResult::lines() const {
   std::vector<std::string> all;
@@ -73,9 +34,7 @@ rapidjson::Document ProgramResult::summary() const {
   return document;
 }
 
-RunningProgram::RunningProgram(const std::vector<std::string>& arguments, const std::vector<std::string>& environment,
-                               const std::string& program)
-    : started_(steady_clock::now()) {
+RunningProgram::RunningProgram(const Arguments& arguments, const std::string& program) {
   int outEnds[2];
   int errEnds[2];
   if (pipe2(outEnds, O_CLOEXEC) != 0 || pipe2(errEnds, O_CLOEXEC) != 0) {
@@ -93,34 +52,20 @@ RunningProgram::RunningProgram(const std::vector<std::string>& arguments, const 
   posix_spawnattr_init(&attributes);
   posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
 
-  std::vector<std::string> words = {program};
+  Arguments words = {"env", "XDG_CONFIG_HOME=" + folder_.name(""), program};
   words.insert(words.end(), arguments.begin(), arguments.end());
-  std::vector<std::string> settings = environment;
-  if (program == TARNWICK_PROGRAM) {
-    folder_ = newFolder();
-    settings.push_back("XDG_CONFIG_HOME=" + folder_);
-    if (!gives(arguments, "--remote-port")) {
-      words.push_back("--remote-port=0");
-    }
+  const auto givesPort = [](const std::string& word) { return word.starts_with("--remote-port"); };
+  if (program == TARNWICK_PROGRAM && std::none_of(words.begin(), words.end(), givesPort)) {
+    words.push_back("--remote-port=0");
   }
-  std::vector<std::string> variables = environmentWith(settings);
-  pid_t process = -1;
-  const int fault = posix_spawnp(&process, program.c_str(), &actions, &attributes, pointers(words).data(),
-                                 pointers(variables).data());
-  EXPECT_EQ(fault, 0) << program << " cannot be started";
-  process_ = fault == 0 ? process : -1;
+  std::vector<char*> pointers;
+  std::transform(words.begin(), words.end(), std::back_inserter(pointers), [](std::string& w) { return w.data(); });
+  pointers.push_back(nullptr);
+  EXPECT_EQ(posix_spawnp(&process_, "env", &actions, &attributes, pointers.data(), environ), 0);
   posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
   close(outEnds[1]);
   close(errEnds[1]);
-}
-
-RunningProgram::~RunningProgram() {
-  finish();
-  if (!folder_.empty()) {
-    std::error_code ignored;
-    std::filesystem::remove_all(folder_, ignored);
-  }
 }
 
 bool RunningProgram::readSome() {
@@ -170,7 +115,6 @@ ProgramResult RunningProgram::finish() {
   int status = 0;
   while (waitpid(process_, &status, 0) < 0 && errno == EINTR) {
   }
-  result_.lasted = std::chrono::duration_cast<std::chrono::milliseconds>(steady_clock::now() - started_);
   result_.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   result_.leftProcesses = kill(-process_, 0) == 0;
   if (result_.leftProcesses) {
@@ -178,10 +122,6 @@ ProgramResult RunningProgram::finish() {
   }
   process_ = -1;
   return result_;
-}
-
-ProgramResult RunTarnwick(const std::vector<std::string>& arguments, const std::vector<std::string>& environment) {
-  return RunningProgram(arguments, environment).finish();
 }
 
 }  // namespace tarnwick::tests

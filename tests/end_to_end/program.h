@@ -5,12 +5,13 @@
 
 #include <chrono>
 #include <string>
-#include <thread>
 #include <vector>
 
-#include "platform/text.h"
+#include "platform/temporary_folder.h"
 
 namespace tarnwick::tests {
+
+using Arguments = std::vector<std::string>;
 
 struct ProgramResult {
   int exitCode = -1;  // 128 + N when signal N ended it
@@ -18,7 +19,6 @@ struct ProgramResult {
   std::string err;
   bool tookTooLong = false;    // and was killed
   bool leftProcesses = false;  // something of its process group outlived it
-  std::chrono::milliseconds lasted{0};
 
   std::vector<std::string> lines() const;  // of `out`
   // The last line as JSON; null when it is none.
@@ -28,16 +28,14 @@ struct ProgramResult {
 // Far more than anything here needs on an idle machine: a machine that is not idle fails no test.
 inline constexpr std::chrono::seconds kProgramLimit{90};
 
-// One started process in a process group of its own. Its output is read while it runs.
+// One started process in a process group of its own, with settings of its own, which go with it. Its output is read
+// while it runs. Tarnwick gets no server, unless the arguments say otherwise.
 class RunningProgram {
  public:
-  // `environment`: "NAME=value" to set beside, or in place of, this process's own. Tarnwick gets settings of its own,
-  // which go with it, and no server, unless the arguments say otherwise.
-  explicit RunningProgram(const std::vector<std::string>& arguments, const std::vector<std::string>& environment = {},
-                          const std::string& program = TARNWICK_PROGRAM);
+  explicit RunningProgram(const Arguments& arguments, const std::string& program = TARNWICK_PROGRAM);
   RunningProgram(const RunningProgram&) = delete;
   RunningProgram& operator=(const RunningProgram&) = delete;
-  ~RunningProgram();
+  ~RunningProgram() { finish(); }
 
   // True once the output holds `text`; false when the process ended or the limit passed first.
   bool awaitOutput(const std::string& text);
@@ -50,14 +48,16 @@ class RunningProgram {
   bool readSome();
   bool beyondLimit() const { return std::chrono::steady_clock::now() - started_ > kProgramLimit; }
 
-  std::string folder_;  // of its settings
+  const platform::TemporaryFolder folder_;  // of its settings
   int process_ = -1;
   int out_ = -1;
   int err_ = -1;
-  std::chrono::steady_clock::time_point started_;
+  const std::chrono::steady_clock::time_point started_ = std::chrono::steady_clock::now();
   ProgramResult result_;
 };
 
-ProgramResult RunTarnwick(const std::vector<std::string>& arguments, const std::vector<std::string>& environment = {});
+inline ProgramResult RunTarnwick(const Arguments& arguments) {
+  return RunningProgram(arguments).finish();
+}
 
 }  // namespace tarnwick::tests

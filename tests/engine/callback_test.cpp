@@ -4,7 +4,6 @@
 
 #include <thread>
 
-#include "engine/pool_control.h"
 #include "platform/clock.h"
 #include "support/engine_rig.h"
 
@@ -103,9 +102,7 @@ TEST(Callback, PoolAndSerialLoopGiveTheSameSound) {
       rig.device.fillInput(i, 0.3f);
     }
     rig.runHost();
-    const PoolEnvironment environment{&rig.engine.mmcssEnabled, &rig.steering, nullptr, nullptr, nullptr};
-    // One thread for four instances is too small a pool for five: it must not be used.
-    rig.engine.pool = std::make_shared<RealtimeThreadPool>(pooled ? 5 : 4, 1, environment);
+    rig.usePool(pooled ? 5 : 4, 1);  // the one for four instances is too small: it must not be used
     for (int block = 0; block < 4; ++block) {
       sound[pooled].push_back(rig.device.outputBytes[rig.device.runBlock()][static_cast<size_t>(block % 2)]);
     }
@@ -116,23 +113,19 @@ TEST(Callback, PoolAndSerialLoopGiveTheSameSound) {
 TEST(Callback, ReconfigurationFollowsTheInstances) {
   EngineRig rig;
   ASSERT_TRUE(rig.startDevice());
+  const auto reconfigure = [&rig](bool force) {
+    rig.usePool(2, 1);
+    const auto before = rig.engine.pool;
+    ReconfigurePool(rig.engine, force);
+    return rig.engine.pool == before;
+  };
   rig.addInstance(0, 0);
-  ReconfigurePool(rig.engine, true);
+  EXPECT_FALSE(reconfigure(true));
   EXPECT_EQ(rig.engine.pool, nullptr) << "one instance needs no pool";
   rig.addInstance(0, 0);
-  ReconfigurePool(rig.engine, false);
+  EXPECT_TRUE(reconfigure(true)) << "a pool of the right size is kept";
+  EXPECT_FALSE(reconfigure(false));
   EXPECT_EQ(rig.engine.pool, nullptr) << "the host does not run";
-  const uint64_t workers = WorkerThreadsFor(2, static_cast<uint64_t>(platform::ProcessorCount()), true);
-  ReconfigurePool(rig.engine, true);
-  EXPECT_EQ(rig.engine.pool != nullptr, workers > 0);
-  // Pinned to two processors of the machine the engine may use one worker, however few there are in all.
-  const PoolEnvironment environment{&rig.engine.mmcssEnabled, &rig.steering, nullptr, nullptr, nullptr};
-  rig.engine.pool = std::make_shared<RealtimeThreadPool>(2, 1, environment);
-  const RealtimeThreadPool* kept = rig.engine.pool.get();
-  ReconfigurePool(rig.engine, true);
-  EXPECT_EQ(rig.engine.pool.get(), kept) << "a pool of the right size is kept";
-  ReconfigurePool(rig.engine, false);
-  EXPECT_EQ(rig.engine.pool, nullptr);
 }
 
 TEST(TimingReport, OncePerTenSecondsAndExact) {

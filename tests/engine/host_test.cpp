@@ -2,86 +2,43 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <cmath>
-#include <thread>
 
-#include "support/engine_rig.h"
+#include "host_rig.h"
 
 namespace tarnwick::engine {
 namespace {
 
-using tests::EngineRig;
-
-std::wstring moduleFile(const std::string& name) {
-  const std::string path = std::string(TARNWICK_TEST_MODULES) + "/" + name + ".vst3";
-  return {path.begin(), path.end()};
-}
-
-struct HostRig : EngineRig {
-  Host host{engine, user.ui()};
-
-  HostRig() {
-    host.pluginPath = L"  " + moduleFile("gain") + L" \n";
-    host.rows.resize(2);
-    for (int32_t i = 0; i < 2; ++i) {
-      host.rows[static_cast<size_t>(i)].config.inputChannel = i;
-      host.rows[static_cast<size_t>(i)].config.outputChannel = i;
-    }
-  }
-  ~HostRig() { stop(); }
-
-  // The text of a refusal, "" when the host started.
-  std::wstring start() {
-    std::wstring error;
-    return StartHost(host, &error, true) ? L"" : error;
-  }
-  void stop() {
-    if (engine.hostRunning && !engine.hostStopping) {
-      const int before = user.stopsFinished;
-      StopHostAsync(host);
-      for (int tries = 0; tries < 5000 && user.stopsFinished == before; ++tries) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-      }
-      CompleteHostStop(host);
-    }
-  }
-  bool logged(const std::wstring& line) { return std::find(user.log.begin(), user.log.end(), line) != user.log.end(); }
-};
+using tests::Eventually;
+using tests::HostRig;
+using tests::TestModule;
 
 TEST(HostStart, ChecksInTheirOrder) {
-  HostRig rig;
-  rig.host.rows.clear();
-  rig.host.pluginPath = L"/nowhere/effect.vst3";
+  HostRig rig(0, 2);
+  rig.host.pluginPath = L"/";  // a folder
   rig.engine.hostStopping = true;
   EXPECT_EQ(rig.start(), L"Stop is in progress. Please wait...");
-  EXPECT_EQ(rig.user.log.back(), L"Stop is in progress. Please wait...");
   rig.engine.hostStopping = false;
   EXPECT_EQ(rig.start(), L"Press ASIO Start first, then start the instance host.");
   EXPECT_EQ(rig.user.boxes.back(), L"Tarnwick: Press ASIO Start first, then start the instance host.");
   EXPECT_EQ(rig.user.log.back(), L"Start request ignored: ASIO session is not running.");
   ASSERT_TRUE(rig.startDevice());
   EXPECT_EQ(rig.start(), L"Select a valid VST3 plugin file before starting.");
-  rig.host.pluginPath = L"/";  // a folder
-  EXPECT_EQ(rig.start(), L"Select a valid VST3 plugin file before starting.");
-  rig.host.pluginPath = moduleFile("no_classes");
+  rig.host.pluginPath = TestModule("no_classes");
   EXPECT_EQ(rig.start(), L"Add at least one VST instance.");
-  rig.host.rows.resize(3);
+  rig.host.rows.resize(2);
   rig.host.rows[0].config = {0, 0};
-  const struct {
-    InstanceConfig config;
-    const wchar_t* text;
-  } missing[] = {{{-1, -1}, L"Set input and output channels for instance #2."},
-                 {{-1, 0}, L"Set the input channel for instance #2."},
-                 {{0, -1}, L"Set the output channel for instance #2."}};
-  for (const auto& c : missing) {
-    rig.host.rows[1].config = c.config;
-    EXPECT_EQ(rig.start(), c.text);
-  }
-  rig.host.rows[1].config = rig.host.rows[2].config = {0, 0};
+  EXPECT_EQ(rig.start(), L"Set input and output channels for instance #2.");
+  rig.host.rows[1].config = {-1, 0};
+  EXPECT_EQ(rig.start(), L"Set the input channel for instance #2.");
+  rig.host.rows[1].config = {0, -1};
+  EXPECT_EQ(rig.start(), L"Set the output channel for instance #2.");
+  rig.host.rows[1].config = {0, 0};
   EXPECT_EQ(rig.start(), L"Failed to load the selected VST3 plugin file.");
-  rig.host.pluginPath = moduleFile("setup_fails");
+  rig.host.pluginPath = TestModule("gain");
+  tests::SetModuleWords("setup-fails");
   EXPECT_EQ(rig.start(), L"Failed to create VST3 instance #1.");
+  tests::SetModuleWords("");
   EXPECT_TRUE(rig.host.module.instances.empty());
   EXPECT_FALSE(rig.host.module.loaded);
   EXPECT_FALSE(rig.engine.hostRunning);
@@ -89,36 +46,35 @@ TEST(HostStart, ChecksInTheirOrder) {
 }
 
 TEST(HostStart, RunsTheEffectWithTheRowsSettings) {
-  HostRig rig;
+  HostRig rig(2, 2);
   ASSERT_TRUE(rig.startDevice());
   rig.host.rows[0].setsFirstParameter = true;
   rig.host.rows[0].firstParamPercent = 25;  // the test effect's gain
+  rig.host.rows[0].config.outputGainDb = -99;
   rig.host.rows[1].config.inputGainDb = 99;
   EXPECT_EQ(rig.start(), L"");
   EXPECT_EQ(rig.start(), L"") << "starting what runs succeeds";
   EXPECT_EQ(HostTitle(rig.host), L"Tarnwick - Running");
-  EXPECT_TRUE(rig.logged(L"Host running."));
-  EXPECT_EQ(rig.host.rows[1].config.inputGainDb, 24);
   rig.device.fillInput(0, 0.8f);
   rig.device.fillInput(1, 0.01f);
   const int32_t half = rig.device.runBlock();
-  EXPECT_FLOAT_EQ(rig.device.output(0, half)[5], 0.2f);
-  EXPECT_FLOAT_EQ(rig.device.output(1, half)[5], 0.01f * 15.848932f * 0.5f);
+  EXPECT_FLOAT_EQ(rig.device.output(0, half)[5], 0.2f * 0.001f) << "-60 dB at least";
+  EXPECT_FLOAT_EQ(rig.device.output(1, half)[5], 0.01f * 15.848932f * 0.5f) << "24 dB at most";
 
   EXPECT_TRUE(SetFirstParamPercent(rig.host, 0, 150));  // clamped to 100
   InstanceConfig config = rig.host.rows[1].config;
   config.bypassEnabled = 1;
-  config.inputGainDb = 0;
+  config.inputGainDb = config.outputGainDb = 6;
   EXPECT_TRUE(ConfigureInstance(rig.host, 1, config));
   const int32_t next = rig.device.runBlock();
-  EXPECT_FLOAT_EQ(rig.device.output(0, next)[5], 0.8f);
-  EXPECT_FLOAT_EQ(rig.device.output(1, next)[5], 0.01f);
+  EXPECT_FLOAT_EQ(rig.device.output(0, next)[5], 0.8f * 0.001f);
+  EXPECT_FLOAT_EQ(rig.device.output(1, next)[5], 0.01f * 3.9810717f) << "the gains stay with a bypass";
   EXPECT_FALSE(ConfigureInstance(rig.host, 2, config));
   EXPECT_FALSE(SetFirstParamPercent(rig.host, -1, 50));
 }
 
 TEST(HostStop, IsAsynchronousAndLeavesNothing) {
-  HostRig rig;
+  HostRig rig(2, 2);
   ASSERT_TRUE(rig.startDevice());
   ASSERT_EQ(rig.start(), L"");
   rig.device.runBlock();
@@ -129,10 +85,7 @@ TEST(HostStop, IsAsynchronousAndLeavesNothing) {
   EXPECT_EQ(rig.user.log.back(), L"Stopping host asynchronously...");
   EXPECT_EQ(rig.start(), L"Stop is in progress. Please wait...");
   EXPECT_FALSE(AddInstance(rig.host, rig.host.rows[0], &error));
-  for (int tries = 0; tries < 5000 && rig.user.stopsFinished == 0; ++tries) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  EXPECT_EQ(rig.user.stopsFinished, 1);
+  EXPECT_TRUE(Eventually([&] { return rig.user.stopsFinished == 1; }, std::chrono::seconds(5)));
   rig.host.closePending = true;
   CompleteHostStop(rig.host);
   EXPECT_EQ(rig.user.log.back(), L"Host stopped.");
@@ -150,8 +103,7 @@ TEST(HostStop, IsAsynchronousAndLeavesNothing) {
 }
 
 TEST(HostInstances, ComeAndGoWhileItRuns) {
-  HostRig rig;
-  rig.device.inputs = rig.device.outputs = 4;
+  HostRig rig(2, 4);
   ASSERT_TRUE(rig.startDevice());
   ASSERT_EQ(rig.start(), L"");
   InstanceRow row;
@@ -170,7 +122,6 @@ TEST(HostInstances, ComeAndGoWhileItRuns) {
   EXPECT_FLOAT_EQ(rig.device.output(2, half)[0], 0.3f) << "the one behind moves up";
   EXPECT_EQ(rig.host.module.instances.size(), 2u);
   EXPECT_NEAR(InstanceMeterDb(rig.host, 1), 20.0f * std::log10(0.6f), 0.01f);
-  EXPECT_EQ(InstanceMeterDb(rig.host, 2), -100.0f);
   EXPECT_FALSE(RemoveInstance(rig.host, 2, &error));
   EXPECT_TRUE(RemoveInstance(rig.host, 0, &error));
   EXPECT_TRUE(RemoveInstance(rig.host, 0, &error));
@@ -182,8 +133,7 @@ TEST(HostInstances, ComeAndGoWhileItRuns) {
 }
 
 TEST(HostInstances, AreAtMost127) {
-  HostRig rig;
-  rig.host.rows.resize(126);
+  HostRig rig(126, 2);
   std::wstring error;
   EXPECT_TRUE(AddInstance(rig.host, {}, &error));
   EXPECT_FALSE(AddInstance(rig.host, {}, &error));
@@ -195,16 +145,6 @@ TEST(HostInstances, AreAtMost127) {
   ASSERT_EQ(rig.start(), L"");
   rig.device.fillInput(0, 0.002f);
   EXPECT_NEAR(rig.device.output(1, rig.device.runBlock())[0], 127 * 0.001f, 1e-5f);
-}
-
-TEST(HostTexts, CaptionAndButton) {
-  EXPECT_EQ(InstanceCaption(0), L"0 instances");
-  EXPECT_EQ(InstanceCaption(1), L"1 instance");
-  EXPECT_EQ(InstanceCaption(127), L"127 instances");
-  EngineRig rig;
-  EXPECT_EQ(DeviceButtonText(rig.engine), L"ASIO Start");
-  ASSERT_TRUE(rig.startDevice());
-  EXPECT_EQ(DeviceButtonText(rig.engine), L"ASIO Stop");
 }
 
 }  // namespace

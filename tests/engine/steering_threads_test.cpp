@@ -9,9 +9,7 @@
 #include <chrono>
 #include <thread>
 
-#include "engine/pool_control.h"
-#include "support/engine_rig.h"
-#include "support/eventually.h"
+#include "host_rig.h"
 #include "support/thread_masks.h"
 #include "system/process_steering.h"
 
@@ -30,6 +28,7 @@ namespace tarnwick::engine {
 namespace {
 
 using system::SteeringGroup;
+using tests::DriverThread;
 using tests::EngineRig;
 using tests::Eventually;
 using tests::MasksOfThreadsNamed;
@@ -44,39 +43,11 @@ bool allAre(const std::vector<uint64_t>& masks, size_t count, uint64_t mask) {
   return masks == std::vector<uint64_t>(count, mask);
 }
 
-// The driver's thread: runs blocks until it ends.
-class Callback {
- public:
-  explicit Callback(EngineRig& rig)
-      : thread_([this, &rig] {
-          platform::SetThreadName("twk-test-audio");
-          while (!end_.load()) {
-            rig.device.runBlock();
-            blocks_.fetch_add(1);
-            std::this_thread::sleep_for(std::chrono::microseconds(500));
-          }
-        }) {}
-  ~Callback() {
-    end_.store(true);
-    thread_.join();
-  }
-  void awaitBlock() const {
-    const uint64_t before = blocks_.load();
-    while (blocks_.load() < before + 2) {
-      std::this_thread::sleep_for(std::chrono::microseconds(200));
-    }
-  }
-
- private:
-  std::atomic<bool> end_{false};
-  std::atomic<uint64_t> blocks_{0};
-  std::thread thread_;
-};
-
 // A host of four instances that runs.
 struct RunningRig : EngineRig {
   RunningRig() {
     engine.mmcssEnabled = false;  // a machine with few processors would be stopped by spinning real-time workers
+    device.results["ASIOOutputReady"] = platform::ASE_NotPresent;
     EXPECT_TRUE(startDevice());
     for (int32_t i = 0; i < 4; ++i) {
       addInstance(0, 0);
@@ -107,25 +78,9 @@ class SteeringThreads : public testing::Test {
   }
 };
 
-TEST_F(SteeringThreads, CallbackAndWorkersFollowTheEngineGroup) {
-  RunningRig rig;
-  ASSERT_EQ(rig.workers(), 4u);
-  const Callback callback(rig);
-  // Processors that are there with some that are not, so that the number of workers stays.
-  const uint64_t masks[] = {0, 0b111101, 0b111110, 0b111101};
-  for (const uint64_t mask : masks) {
-    system::SetSteeringMask(rig.steering, SteeringGroup::engine, mask);
-    RefitPool(rig.engine);
-    callback.awaitBlock();
-    const uint64_t expected = (mask == 0 ? kAll : mask) & there();
-    EXPECT_TRUE(Eventually([&] { return allAre(MasksOfThreadsNamed("twk-worker"), 4, expected); })) << mask;
-    EXPECT_TRUE(Eventually([&] { return allAre(MasksOfThreadsNamed("twk-test-audio"), 1, expected); })) << mask;
-  }
-}
-
 TEST_F(SteeringThreads, NoThreadOfTheEngineIsCaughtByALimitOnTheOwnProcess) {
   RunningRig rig;
-  const Callback callback(rig);
+  const DriverThread callback(rig.device, 1);
   std::atomic<bool> end{false};
   std::thread plain([&end] {
     platform::SetThreadName("twk-plain");
@@ -137,7 +92,7 @@ TEST_F(SteeringThreads, NoThreadOfTheEngineIsCaughtByALimitOnTheOwnProcess) {
   for (const system::SteeringMasks& chosen : masks) {
     system::ChangeSteering(processes, rig.steering, chosen);
     RefitPool(rig.engine);
-    callback.awaitBlock();
+    callback.awaitBlocks(2);
     const uint64_t engineMask = chosen[0] & there();
     EXPECT_TRUE(Eventually([&] { return allAre(MasksOfThreadsNamed("twk-test-audio"), 1, engineMask); }));
     EXPECT_TRUE(Eventually([&] { return allAre(MasksOfThreadsNamed("twk-worker"), rig.workers(), engineMask); }));
@@ -166,27 +121,28 @@ TEST_F(SteeringThreads, TheHostStopThreadBelongsToTheUserInterfacesGroup) {
   CompleteHostStop(host);
 }
 
-TEST_F(SteeringThreads, TheNumberOfWorkersFollowsTheEngineGroup) {
+TEST_F(SteeringThreads, CallbackAndWorkersFollowTheEngineGroup) {
   RunningRig rig;
-  const Callback callback(rig);
+  const DriverThread callback(rig.device, 1);
   struct Case {
     uint64_t mask;
     size_t workers;
   };
   // One processor is the callback's; one more stays free where the group is the whole machine.
-  const Case cases[] = {{0b000111, 2}, {0b000011, 1}, {0b000001, 0}, {0b011111, 4}, {0, 4}, {0b000110, 1}, {kAll, 4}};
+  const Case cases[] = {{0b000111, 2}, {0b000001, 0}, {0b011111, 4}, {0, 4}, {0b000110, 1}, {kAll, 4}, {0b111101, 4}};
   for (const Case& c : cases) {
+    const RealtimeThreadPool* const before = rig.engine.pool.get();
+    const bool asMany = rig.workers() == c.workers;
     system::SetSteeringMask(rig.steering, SteeringGroup::engine, c.mask);
     RefitPool(rig.engine);
     EXPECT_EQ(rig.workers(), c.workers) << c.mask;
-    callback.awaitBlock();
-    EXPECT_TRUE(Eventually([&] { return MasksOfThreadsNamed("twk-worker").size() == c.workers; }))
-        << "workers of the pool before have ended";
+    EXPECT_EQ(rig.engine.pool.get() == before, asMany) << c.mask;
+    callback.awaitBlocks(2);
+    const uint64_t expected = (c.mask == 0 ? kAll : c.mask) & there();
+    EXPECT_TRUE(Eventually([&] { return allAre(MasksOfThreadsNamed("twk-worker"), c.workers, expected); }))
+        << c.mask << ": workers of the pool before have ended";
+    EXPECT_TRUE(Eventually([&] { return allAre(MasksOfThreadsNamed("twk-test-audio"), 1, expected); })) << c.mask;
   }
-  const RealtimeThreadPool* kept = rig.engine.pool.get();
-  system::SetSteeringMask(rig.steering, SteeringGroup::engine, 0b111110);
-  RefitPool(rig.engine);
-  EXPECT_EQ(rig.engine.pool.get(), kept) << "as many workers as before";
   EXPECT_EQ(rig.engine.counters.skippedBlocks.load(), 0u);
 }
 

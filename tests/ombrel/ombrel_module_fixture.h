@@ -1,4 +1,4 @@
-// The built module, loaded as a host loads it: factory, one active effect at 48 kHz, and its interfaces.
+// The built module as this system's own host loads it: one active effect at 48 kHz.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -8,10 +8,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/module.h"
-#include "pluginterfaces/vst/ivstaudioprocessor.h"
-#include "pluginterfaces/vst/ivstcomponent.h"
-#include "pluginterfaces/vst/ivsteditcontroller.h"
+#include "plugin/plugin_module.h"
 #include "signals.h"
 #include "vst3_fakes.h"
 
@@ -24,34 +21,22 @@ constexpr Steinberg::Vst::ParamID kReleaseId = 2;
 class OmbrelModule : public testing::Test {
  protected:
   void SetUp() override {
-    std::wstring reason;
-    module_ = platform::Module::Load(std::filesystem::path(OMBREL_MODULE).wstring(), &reason);
-    ASSERT_NE(module_, nullptr) << std::filesystem::path(reason);
-    const auto getFactory = reinterpret_cast<GetFactoryProc>(module_->symbol("GetPluginFactory"));
-    ASSERT_NE(getFactory, nullptr);
-    factory_ = getFactory();
-    ASSERT_EQ(factory_->getClassInfo(0, &class_), Steinberg::kResultOk);
-    void* object = nullptr;
-    ASSERT_EQ(factory_->createInstance(class_.cid, Steinberg::Vst::IComponent::iid.toTUID(), &object),
-              Steinberg::kResultOk);
-    component_ = static_cast<Steinberg::Vst::IComponent*>(object);
-    processor_ = interfaceOf<Steinberg::Vst::IAudioProcessor>(component_);
-    controller_ = interfaceOf<Steinberg::Vst::IEditController>(component_);
-    ASSERT_TRUE(processor_ != nullptr && controller_ != nullptr);
-    ASSERT_EQ(component_->initialize(nullptr), Steinberg::kResultOk);
-    Steinberg::Vst::ProcessSetup setup = {Steinberg::Vst::kRealtime, Steinberg::Vst::kSample32, 512, 48000.0};
-    ASSERT_EQ(processor_->setupProcessing(setup), Steinberg::kResultOk);
-    ASSERT_EQ(component_->setActive(1), Steinberg::kResultOk);
+    ASSERT_TRUE(plugin::LoadModule(state_, std::filesystem::path(OMBREL_MODULE).wstring()));
+    instance_ = plugin::CreateInstance(state_, 48000.0, 512);
+    ASSERT_NE(instance_, nullptr);
+    factory_ = state_.factory;
+    component_ = instance_->component;
+    processor_ = instance_->processor;
+    controller_ = instance_->controller;
+    component_->addRef();
   }
 
   // The last reference must be the last: the effect is then gone, and the module may go.
   void TearDown() override {
-    component_->setActive(0);
-    component_->terminate();
-    EXPECT_EQ(processor_->release(), 2U);
-    EXPECT_EQ(controller_->release(), 1U);
+    plugin::DestroyInstance(state_, std::move(instance_));
     EXPECT_EQ(component_->release(), 0U);
-    EXPECT_EQ(factory_->release(), 0U);
+    factory_->addRef();
+    EXPECT_EQ(factory_->release(), 1U);
   }
 
   template <typename Interface>
@@ -65,18 +50,9 @@ class OmbrelModule : public testing::Test {
   // In blocks of 100, in place; the changes go with the first block.
   Samples process(Samples samples, Steinberg::Vst::IParameterChanges* changes = nullptr) {
     for (size_t done = 0; done < samples.size(); done += 100) {
-      Steinberg::Vst::Sample32* channel = &samples[done];
-      Steinberg::Vst::AudioBusBuffers bus;
-      bus.numChannels = 1;
-      bus.channelBuffers32 = &channel;
-      Steinberg::Vst::AudioBusBuffers outputBus = bus;
-      Steinberg::Vst::ProcessData data;
-      data.numSamples = static_cast<Steinberg::int32>(std::min<size_t>(100, samples.size() - done));
-      data.numInputs = data.numOutputs = 1;
-      data.inputs = &bus;
-      data.outputs = &outputBus;
-      data.inputParameterChanges = done == 0 ? changes : nullptr;
-      EXPECT_EQ(processor_->process(data), Steinberg::kResultOk);
+      instance_->processData.inputParameterChanges = std::exchange(changes, nullptr);
+      plugin::ProcessBlock(instance_.get(), &samples[done], &samples[done],
+                           static_cast<int32_t>(std::min<size_t>(100, samples.size() - done)));
     }
     return samples;
   }
@@ -92,15 +68,9 @@ class OmbrelModule : public testing::Test {
             controller_->getParamNormalized(kReleaseId)};
   }
 
-  std::string textOf(Steinberg::Vst::ParamID id, double normalized) {
-    Steinberg::Vst::String128 text = {};
-    EXPECT_EQ(controller_->getParamStringByValue(id, normalized, text), Steinberg::kResultOk);
-    return {text, std::find(text, std::end(text), 0)};
-  }
-
-  std::unique_ptr<platform::Module> module_;
+  plugin::ModuleState state_;
+  std::unique_ptr<plugin::PluginInstance> instance_;
   Steinberg::IPluginFactory* factory_ = nullptr;
-  Steinberg::PClassInfo class_;
   Steinberg::Vst::IComponent* component_ = nullptr;
   Steinberg::Vst::IAudioProcessor* processor_ = nullptr;
   Steinberg::Vst::IEditController* controller_ = nullptr;

@@ -40,9 +40,9 @@ inline void AddSine(std::span<float> target, double sampleRate, double frequency
   }
 }
 
-// White noise, near to normal (sum of four uniform values), the same for the same seed on every system.
-inline void AddHiss(std::span<float> target, double rmsDb, uint32_t seed = 1) {
-  uint32_t state = seed;
+// White noise, near to normal (sum of four uniform values), the same on every system.
+inline void AddHiss(std::span<float> target, double rmsDb) {
+  uint32_t state = 1;
   const double scale = std::pow(10.0, rmsDb / 20.0) * std::sqrt(3.0 / 4.0);
   for (float& sample : target) {
     double sum = 0.0;
@@ -55,14 +55,11 @@ inline void AddHiss(std::span<float> target, double rmsDb, uint32_t seed = 1) {
 }
 
 // Hiss at -60 dB all along; every second begins with 300 ms of a tone at -20 dB.
-constexpr double kHissDb = -60.0;
-constexpr double kToneDb = -20.0;
-inline Samples Words(double sampleRate, size_t seconds) {
-  const size_t second = Frames(sampleRate, 1000.0);
-  Samples samples(second * seconds);
-  AddHiss(samples, kHissDb);
+inline Samples Words(size_t seconds) {
+  Samples samples(48000 * seconds);
+  AddHiss(samples, -60.0);
   for (size_t i = 0; i < seconds; ++i) {
-    AddSine(std::span(samples).subspan(i * second, Frames(sampleRate, 300.0)), sampleRate, 440.0, kToneDb);
+    AddSine(std::span(samples).subspan(48000 * i, 14400), 48000.0, 440.0, -20.0);
   }
   return samples;
 }

@@ -55,42 +55,35 @@ class MemoryStream final : public Uncounted<Steinberg::IBStream> {
   size_t position_ = 0;
 };
 
-// One queue: a parameter and its points.
-class ParameterChange final : public Uncounted<Steinberg::Vst::IParameterChanges> {
+// One queue, a parameter and its points; the host fails to give a second one.
+class ParameterChange final : public Uncounted<Steinberg::Vst::IParameterChanges>,
+                              public Uncounted<Steinberg::Vst::IParamValueQueue> {
  public:
-  ParameterChange(Steinberg::Vst::ParamID id, std::vector<double> values) : queue_(id, std::move(values)) {}
+  ParameterChange(Steinberg::Vst::ParamID id, std::vector<double> values) : id_(id), values_(std::move(values)) {}
 
   Steinberg::int32 PLUGIN_API getParameterCount() override { return 2; }
-  // The second entry is one that the host fails to give.
   Steinberg::Vst::IParamValueQueue* PLUGIN_API getParameterData(Steinberg::int32 index) override {
-    return index == 0 ? &queue_ : nullptr;
+    return index == 0 ? this : nullptr;
   }
   Steinberg::Vst::IParamValueQueue* PLUGIN_API addParameterData(const Steinberg::Vst::ParamID&,
                                                                 Steinberg::int32&) override {
     return nullptr;
   }
+  Steinberg::Vst::ParamID PLUGIN_API getParameterId() override { return id_; }
+  Steinberg::int32 PLUGIN_API getPointCount() override { return static_cast<Steinberg::int32>(values_.size()); }
+  Steinberg::tresult PLUGIN_API getPoint(Steinberg::int32 index, Steinberg::int32& offset,
+                                         Steinberg::Vst::ParamValue& value) override {
+    offset = index;
+    value = values_.at(static_cast<size_t>(index));
+    return Steinberg::kResultOk;
+  }
+  Steinberg::tresult PLUGIN_API addPoint(Steinberg::int32, Steinberg::Vst::ParamValue, Steinberg::int32&) override {
+    return Steinberg::kNotImplemented;
+  }
 
  private:
-  class Queue final : public Uncounted<Steinberg::Vst::IParamValueQueue> {
-   public:
-    Queue(Steinberg::Vst::ParamID id, std::vector<double> values) : id_(id), values_(std::move(values)) {}
-    Steinberg::Vst::ParamID PLUGIN_API getParameterId() override { return id_; }
-    Steinberg::int32 PLUGIN_API getPointCount() override { return static_cast<Steinberg::int32>(values_.size()); }
-    Steinberg::tresult PLUGIN_API getPoint(Steinberg::int32 index, Steinberg::int32& offset,
-                                           Steinberg::Vst::ParamValue& value) override {
-      offset = index;
-      value = values_.at(static_cast<size_t>(index));
-      return Steinberg::kResultOk;
-    }
-    Steinberg::tresult PLUGIN_API addPoint(Steinberg::int32, Steinberg::Vst::ParamValue, Steinberg::int32&) override {
-      return Steinberg::kNotImplemented;
-    }
-
-   private:
-    Steinberg::Vst::ParamID id_;
-    std::vector<double> values_;
-  };
-  Queue queue_;
+  Steinberg::Vst::ParamID id_;
+  std::vector<double> values_;
 };
 
 }  // namespace tarnwick::ombrel::test

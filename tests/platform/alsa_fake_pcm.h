@@ -22,6 +22,7 @@ struct FakeFault {
   int error;
   int times = 1;
 };
+inline constexpr int kEndlessWait = 1;  // `error` of a wait that runs into its limit
 
 inline constexpr long kFakeBlock = 64;
 inline constexpr long kFakeHeld = 2 * kFakeBlock;
@@ -36,10 +37,8 @@ class FakePcm final : public AlsaPcm {
   long chunk = kFakeBlock;          // most frames of one transfer
   int falseWakes = 0;               // waits that are over at once, before each true one
   int64_t stallsAfter = INT64_MAX;  // blocks, after which the device stands still: waits take their time
-  bool quickStalls = false;         // ... or are over at once
   long delay = 0;
 
-  int64_t blocks = 0;  // passed since the last prepare
   int prepares = 0;
   int naps = 0;
   int64_t hostCalls = 0;  // set by the host
@@ -50,7 +49,7 @@ class FakePcm final : public AlsaPcm {
   int prepare() override {
     ++prepares;
     captured_ = queued_ = 0;
-    running_ = broken_ = false;
+    broken_ = false;
     return fault(FakeCall::prepare);
   }
   int prime() override {
@@ -59,11 +58,8 @@ class FakePcm final : public AlsaPcm {
     queued_ = kFakeHeld;
     return 0;
   }
-  int start() override {
-    running_ = true;
-    return fault(FakeCall::start);
-  }
-  void drop() override { running_ = false; }
+  int start() override { return fault(FakeCall::start); }
+  void drop() override {}
   int resume() override { return fault(FakeCall::resume); }
   long available(AlsaDirection direction) override {
     if (const int error = fault(FakeCall::available)) {
@@ -97,19 +93,17 @@ class FakePcm final : public AlsaPcm {
       return 0;
     }
     if (const int error = fault(FakeCall::wait)) {
-      return error;
+      return error == kEndlessWait ? 0 : error;
     }
     if (hostCalls >= stallsAfter) {
       std::unique_lock lock(mutex_);
-      const auto time = std::chrono::milliseconds(quickStalls ? 0 : milliseconds);
-      return changed_.wait_for(lock, time, [this] { return woken_; }) ? 1 : 0;
+      return changed_.wait_for(lock, std::chrono::milliseconds(milliseconds), [this] { return woken_; }) ? 1 : 0;
     }
     if (falseWakesLeft_ > 0) {
       --falseWakesLeft_;
       return 1;
     }
     falseWakesLeft_ = falseWakes;
-    ++blocks;
     captured_ += captures ? kFakeBlock : 0;
     queued_ -= plays ? kFakeBlock : 0;
     broken_ = queued_ < 0;
@@ -142,7 +136,6 @@ class FakePcm final : public AlsaPcm {
   long queued_ = 0;
   int32_t counter_ = 0;
   int falseWakesLeft_ = 0;
-  bool running_ = false;
   bool broken_ = false;
   std::mutex mutex_;
   std::condition_variable changed_;

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
 #include <numeric>
 #include <string>
 #include <vector>
@@ -15,27 +14,21 @@
 namespace tarnwick::platform {
 namespace {
 
-using Bytes = std::vector<uint8_t>;
-
 TEST(AlsaParametersTest, TheNearestRateIsTaken) {
   struct Case {
     uint32_t wanted;
-    uint32_t lowest;
-    uint32_t highest;
-    std::vector<uint32_t> has;
+    std::vector<uint32_t> has;  // from the lowest to the highest
     uint32_t expected;
   };
   for (const Case& one : std::vector<Case>{
-           {48000, 44100, 96000, {44100, 48000, 96000}, 48000},
-           {48000, 44100, 44100, {44100}, 44100},
-           {48000, 32000, 64000, {32000, 64000}, 64000},  // equally far
-           {44100, 48000, 192000, {48000, 96000, 192000}, 48000},
-           {192000, 32000, 96000, {32000, 48000, 96000}, 96000},
-           {48000, 47999, 52000, {47999, 52000}, 47999},  // rates that are nothing usual
-           {47123, 0, UINT32_MAX, {47123}, 47123},
-           {48000, 0, UINT32_MAX, {}, 0},
+           {48000, {44100, 48000, 96000}, 48000},
+           {48000, {32000, 64000}, 64000},  // equally far
+           {44100, {48000, 96000, 192000}, 48000},
+           {48000, {47999, 52000}, 47999},  // rates that are nothing usual
+           {48000, {}, 0},
        }) {
-    EXPECT_EQ(NearestAlsaRate(one.wanted, one.lowest, one.highest,
+    EXPECT_EQ(NearestAlsaRate(one.wanted, one.has.empty() ? 0 : one.has.front(),
+                              one.has.empty() ? UINT32_MAX : one.has.back(),
                               [&](uint32_t rate) { return std::count(one.has.begin(), one.has.end(), rate) > 0; }),
               one.expected)
         << one.wanted;
@@ -43,87 +36,61 @@ TEST(AlsaParametersTest, TheNearestRateIsTaken) {
 }
 
 TEST(AlsaDevicesTest, NamesAreThoseOfTheCardsShortAndUnique) {
-  struct Case {
-    const char* name;
-    std::vector<AlsaCardDevice> found;
-    std::vector<std::wstring> taken;
-    std::vector<std::wstring> expected;
-  };
   const std::wstring x(40, L'x');
-  for (const Case& one : std::vector<Case>{
-           {"one device", {{L"HDA Intel", L"ALC", "hw:CARD=A,DEV=0"}}, {}, {L"HDA Intel"}},
-           {"several of a card",
-            {{L"HDA", L"Analog", "hw:CARD=A,DEV=0"}, {L"HDA", L"HDMI", "hw:CARD=A,DEV=3"}},
-            {},
-            {L"HDA, Analog", L"HDA, HDMI"}},
-           {"two cards alike",
-            {{L"Box", L"USB", "hw:CARD=A,DEV=0"}, {L"Box", L"USB", "hw:CARD=B,DEV=0"}},
-            {},
-            {L"Box", L"Box (2)"}},
-           {"long names",
-            {{x, L"", "hw:CARD=A,DEV=0"}, {x, L"", "hw:CARD=B,DEV=0"}, {x, L"", "hw:CARD=C,DEV=0"}},
-            {},
-            {x.substr(0, 32), x.substr(0, 28) + L" (2)", x.substr(0, 28) + L" (3)"}},
-           {"a name that is taken", {{L"Box", L"", "hw:CARD=A,DEV=0"}}, {L"Box"}, {L"Box (2)"}},
-           {"no name", {{L"", L"", "hw:CARD=A,DEV=0"}}, {}, {L"Sound card"}},
-       }) {
-    std::vector<AlsaDevice> taken;
-    for (const std::wstring& name : one.taken) {
-      taken.push_back({.name = name});
-    }
-    std::vector<std::wstring> names;
-    for (const AlsaDevice& device : NameAlsaDevices(one.found, taken)) {
-      names.push_back(device.name);
-    }
-    EXPECT_EQ(names, one.expected) << one.name;
+  const std::vector<AlsaCardDevice> found = {{L"HDA", L"Analog", "hw:CARD=A,DEV=0", true, false},
+                                             {L"HDA", L"HDMI", "hw:CARD=A,DEV=3", false, true},
+                                             {L"Box", L"USB", "hw:CARD=B,DEV=0", true, true, true},
+                                             {L"Box", L"USB", "hw:CARD=C,DEV=0"},
+                                             {x, L"", "hw:CARD=D,DEV=0"},
+                                             {x, L"", "hw:CARD=E,DEV=0"},
+                                             {L"", L"", "hw:CARD=F,DEV=0"},
+                                             {L"Taken", L"", "hw:CARD=G,DEV=0"}};
+  const std::vector<AlsaDevice> named = NameAlsaDevices(found, {{.name = L"Taken"}});
+  std::vector<std::wstring> names;
+  for (const AlsaDevice& device : named) {
+    names.push_back(device.name);
   }
-  const auto paired =
-      NameAlsaDevices({{L"A", L"", "hw:CARD=A,DEV=0", true, true, true}, {L"B", L"", "hw:1,0", false, true}}, {});
-  EXPECT_EQ(paired[0].capturePcm, "hw:CARD=A,DEV=0");
-  EXPECT_EQ(paired[0].playbackPcm, "hw:CARD=A,DEV=0");
-  EXPECT_EQ(paired[0].periods, 3);
-  EXPECT_EQ(paired[1].capturePcm, "");
-  EXPECT_EQ(paired[1].periods, 2);
+  EXPECT_EQ(names, (std::vector<std::wstring>{L"HDA, Analog", L"HDA, HDMI", L"Box", L"Box (2)", x.substr(0, 32),
+                                              x.substr(0, 28) + L" (2)", L"Sound card", L"Taken (2)"}));
+  EXPECT_EQ(named[0].capturePcm + "|" + named[0].playbackPcm, "hw:CARD=A,DEV=0|");
+  EXPECT_EQ(named[2].capturePcm + "|" + named[2].playbackPcm, "hw:CARD=B,DEV=0|hw:CARD=B,DEV=0");
+  EXPECT_EQ(named[1].periods, 2);
+  EXPECT_EQ(named[2].periods, 3);
 }
 
+// Frames 2 to 6 of the device are frames 1 to 5 of the host; channel 1 of three is of no interest to it.
 TEST(AlsaCopyTest, ChannelsAreTakenApartAndPutTogether) {
-  constexpr size_t kChannels = 3;
   constexpr size_t kFrames = 8;
-  for (const int32_t sampleBytes : {2, 3, 4}) {
+  for (const size_t bytes : {2, 3, 4}) {
     for (const bool interleaved : {true, false}) {
-      SCOPED_TRACE(std::to_string(sampleBytes) + (interleaved ? " interleaved" : " apart"));
-      const auto bytes = static_cast<size_t>(sampleBytes);
-      Bytes memory(kChannels * kFrames * bytes);
+      SCOPED_TRACE(std::to_string(bytes) + (interleaved ? " interleaved" : " apart"));
+      const size_t step = bytes * (interleaved ? 3 : 1);
+      const size_t toNext = bytes * (interleaved ? 1 : kFrames);
+      std::vector<uint8_t> memory(3 * kFrames * bytes);
       std::iota(memory.begin(), memory.end(), uint8_t{1});
+      const std::vector<uint8_t> before = memory;
       std::vector<snd_pcm_channel_area_t> areas;
-      for (size_t k = 0; k < kChannels; ++k) {
-        const size_t first = k * bytes * (interleaved ? 1 : kFrames);
-        areas.push_back({memory.data(), static_cast<unsigned>(8 * first),
-                         static_cast<unsigned>(8 * bytes * (interleaved ? kChannels : 1))});
+      for (size_t k = 0; k < 3; ++k) {
+        areas.push_back({memory.data(), static_cast<unsigned>(8 * k * toNext), static_cast<unsigned>(8 * step)});
       }
-      const auto at = [&](size_t channel, size_t frame) {
-        return memory.data() + areas[channel].first / 8 + frame * areas[channel].step / 8;
-      };
-      // Frames 2 to 6 of the device are frames 1 to 5 of the host; channel 1 is of no interest to it.
-      const AlsaFrames part{areas.data(), kChannels, 2, 5, sampleBytes};
-      std::vector<Bytes> host(kChannels, Bytes(kFrames * bytes, 0xee));
+      const AlsaFrames part{areas.data(), 3, 2, 5, static_cast<int32_t>(bytes)};
+      std::vector<uint8_t> host[3];
+      std::fill_n(host, 3, std::vector<uint8_t>(kFrames * bytes, 0xee));
       void* const buffers[] = {host[0].data(), nullptr, host[2].data()};
       CopyFromAlsa(part, buffers, 1);
-      for (const size_t channel : {0, 2}) {
-        for (size_t frame = 0; frame < kFrames; ++frame) {
-          const Bytes expected = frame >= 1 && frame < 6 ? Bytes(at(channel, frame + 1), at(channel, frame + 1) + bytes)
-                                                         : Bytes(bytes, 0xee);
-          EXPECT_EQ(std::memcmp(host[channel].data() + frame * bytes, expected.data(), bytes), 0);
-        }
+      for (size_t k = 0; k < kFrames * bytes; ++k) {
+        const size_t frame = k / bytes;
+        const size_t at = (frame + 1) * step + k % bytes;
+        EXPECT_EQ(host[0][k], frame >= 1 && frame < 6 ? before[at] : 0xee);
+        EXPECT_EQ(host[2][k], frame >= 1 && frame < 6 ? before[at + 2 * toNext] : 0xee);
       }
-      const Bytes before = memory;
-      for (const size_t channel : {0, 1, 2}) {
-        std::memset(at(channel, 2), 0x55, bytes);
+      for (size_t frame = 2; frame < 7; ++frame) {
+        std::fill_n(memory.begin() + static_cast<ptrdiff_t>(frame * step), bytes, uint8_t{0x55});
       }
       CopyToAlsa(part, buffers, 1);
-      Bytes expected = before;
+      std::vector<uint8_t> expected = before;
       for (size_t frame = 2; frame < 7; ++frame) {
-        std::memset(expected.data() + (at(1, frame) - memory.data()), 0, bytes);
+        std::fill_n(expected.begin() + static_cast<ptrdiff_t>(frame * step + toNext), bytes, uint8_t{0});
       }
       EXPECT_EQ(memory, expected);
     }

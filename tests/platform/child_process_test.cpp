@@ -12,15 +12,8 @@ using Clock = std::chrono::steady_clock;
 constexpr auto kEnough = 20s;
 
 TEST(ChildProcess, ArgumentsOutputAndCodeComeThrough) {
-  const std::vector<std::string> texts = {"plain",
-                                          "",
-                                          "two words",
-                                          "\"quoted\"",
-                                          "back\\slash\\",
-                                          "end\\\" \\\\",
-                                          "$HOME %PATH%",
-                                          "Stra\xC3\x9F"
-                                          "e \xF0\x9F\x8E\xB5"};
+  const std::string texts[] = {
+      "", "two words", "\"quoted\"", "back\\slash\\", "end\\\" \\\\", "$HOME %PATH%", "Stra\u00DFe \U0001F3B5"};
   std::vector<std::string> arguments = {"--child", "echo"};
   std::string expected;
   for (const std::string& text : texts) {

@@ -8,16 +8,13 @@ namespace tarnwick::platform {
 namespace {
 
 using namespace std::chrono_literals;
-
-bool serverInstalled() {
-  return std::system("command -v jackd >/dev/null 2>&1") == 0;
-}
+using Lines = std::vector<std::wstring>;
 
 std::ptrdiff_t entriesOf(const char* folder) {
   return std::distance(std::filesystem::directory_iterator(folder), std::filesystem::directory_iterator());
 }
 
-bool contains(const std::vector<std::wstring>& lines, const wchar_t* part) {
+bool contains(const Lines& lines, const wchar_t* part) {
   return std::any_of(lines.begin(), lines.end(),
                      [&](const std::wstring& line) { return line.find(part) != std::wstring::npos; });
 }
@@ -25,7 +22,7 @@ bool contains(const std::vector<std::wstring>& lines, const wchar_t* part) {
 class JackDriver : public ::testing::Test {
  protected:
   void SetUp() override {
-    if (!serverInstalled()) {
+    if (std::system("command -v jackd >/dev/null 2>&1") != 0) {
       GTEST_SKIP() << "jackd is not installed";
     }
   }
@@ -38,104 +35,74 @@ TEST_F(JackDriver, WithoutAServerNothingIsListedQuicklyAndSilently) {
   ::testing::internal::CaptureStderr();
   const auto begin = std::chrono::steady_clock::now();
   JackHost host(server.name);
-  const bool listed = !host.backEnd().asioGetDriverNames().empty();
-  const AsioError result = host.init();
+  const Lines listed = host.devices();
+  const AsioError result = host->ASIOInit({});
   const auto took = std::chrono::steady_clock::now() - begin;
   EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
   EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
-  EXPECT_FALSE(listed);
+  EXPECT_EQ(listed, Lines{});
   EXPECT_EQ(result, ASE_NotPresent);
   EXPECT_LT(took, 2s);
-}
-
-TEST_F(JackDriver, ALongServerNameIsCutToADeviceName) {
-  EXPECT_EQ(JackDeviceName({"studio"}), L"JACK: studio");
   EXPECT_EQ(JackDeviceName({std::string(60, 'x')}), L"JACK: " + std::wstring(26, L'x'));
 }
 
-TEST_F(JackDriver, TheServersChannelsPeriodAndRateAreTheDevices) {
+TEST_F(JackDriver, TheServersPortsPeriodAndRateAreTheDevices) {
   struct Case {
     ServerShape server;
-    double askedRate;
     int32_t inputs;
-    int32_t outputs;
     double toldRate;  // 0 = nothing
   };
-  const Case cases[] = {
-      {{48000, 64, 32, 32}, 48000.0, 32, 32, 0.0},
-      {{44100, 256, 2, 6}, 48000.0, 2, 6, 44100.0},
-      {{96000, 1024, 0, 4}, 96000.0, 2, 4, 0.0},  // a direction without ports gets two
-  };
+  const Case cases[] = {{{48000, 64, 32, 32}, 32, 0.0},
+                        {{44100, 256, 0, 6}, 2, 44100.0}};  // a direction without ports gets two
   for (const Case& c : cases) {
     SCOPED_TRACE(c.server.rate);
     ASSERT_TRUE(server.begin(c.server));
     JackHost host(server.name);
-    host.run(c.askedRate);
-    int32_t inputs = 0;
-    int32_t outputs = 0;
-    EXPECT_EQ(host->ASIOGetChannels(inputs, outputs), ASE_OK);
-    EXPECT_EQ(inputs, c.inputs);
-    EXPECT_EQ(outputs, c.outputs);
-    int32_t sizes[4] = {};
-    EXPECT_EQ(host->ASIOGetBufferSize(sizes[0], sizes[1], sizes[2], sizes[3]), ASE_OK);
-    EXPECT_EQ((std::vector<int32_t>(sizes, sizes + 4)),
-              (std::vector<int32_t>{c.server.period, c.server.period, c.server.period, 0}));
-    AudioChannelInfo info;
-    info.channel = c.outputs - 1;
+    host.run();
+    EXPECT_TRUE(host.awaitBlocks(200));
+    std::vector<int32_t> numbers(6, -1);
+    EXPECT_EQ(host->ASIOGetChannels(numbers[0], numbers[1]), ASE_OK);
+    EXPECT_EQ(host->ASIOGetBufferSize(numbers[2], numbers[3], numbers[4], numbers[5]), ASE_OK);
+    const int32_t period = c.server.period;
+    EXPECT_EQ(numbers, (std::vector<int32_t>{c.inputs, c.server.playbacks, period, period, period, 0}));
+    AudioChannelInfo info{.channel = c.server.playbacks - 1};
     EXPECT_EQ(host->ASIOGetChannelInfo(info), ASE_OK);
     EXPECT_EQ(info.type, kFloat32LSB);
-    EXPECT_TRUE(info.isActive);
-    EXPECT_EQ(info.name, "out_" + std::to_string(c.outputs));
-    EXPECT_EQ(host.toldRate, c.toldRate);
+    EXPECT_EQ(info.name, "out_" + std::to_string(c.server.playbacks));
+    EXPECT_EQ(host.rate, c.toldRate);
     EXPECT_EQ(contains(host.lines(), L"44100 Hz, not the 48000 Hz"), c.toldRate > 0.0);
+    const Onlooker outside(server.name);
+    for (const int number : {1, c.server.captures}) {
+      const std::string k = std::to_string(number);
+      EXPECT_EQ(outside.connectionsOf("tarnwick:in_" + k),
+                std::vector<std::string>(c.server.captures > 0 ? 1 : 0, "system:capture_" + k));
+    }
+    for (const int number : {1, c.server.playbacks}) {
+      const std::string k = std::to_string(number);
+      EXPECT_EQ(outside.connectionsOf("tarnwick:out_" + k), std::vector<std::string>{"system:playback_" + k});
+    }
+    EXPECT_EQ(host->ASIOGetLatencies(numbers[0], numbers[1]), ASE_OK);
+    EXPECT_EQ(numbers[0], c.server.captures > 0 ? outside.latency("system:capture_1", JackCaptureLatency) : 0);
+    EXPECT_EQ(numbers[1], outside.latency("system:playback_1", JackPlaybackLatency));
+    EXPECT_GE(numbers[1], period);
+    EXPECT_EQ(host.wrongHalves, 0);
     host.close();
     server.end(SIGTERM);
   }
-}
-
-TEST_F(JackDriver, ThirtyTwoChannelsAt64FramesAreWiredToTheDevice) {
-  ASSERT_TRUE(server.begin({48000, 64, 32, 32}));
-  JackHost host(server.name);
-  host.run();
-  const Prober outside(server.name);
-  for (const int k : {1, 2, 31, 32}) {
-    const std::string number = std::to_string(k);
-    EXPECT_EQ(outside.connectionsOf(("tarnwick:in_" + number).c_str()),
-              std::vector<std::string>{"system:capture_" + number});
-    EXPECT_EQ(outside.connectionsOf(("tarnwick:out_" + number).c_str()),
-              std::vector<std::string>{"system:playback_" + number});
-  }
-  int32_t input = 0;
-  int32_t output = 0;
-  EXPECT_EQ(host->ASIOGetLatencies(input, output), ASE_OK);
-  jack_latency_range_t capture{};
-  jack_latency_range_t playback{};
-  jack_port_get_latency_range(jack_port_by_name(outside.client, "system:capture_1"), JackCaptureLatency, &capture);
-  jack_port_get_latency_range(jack_port_by_name(outside.client, "system:playback_1"), JackPlaybackLatency, &playback);
-  EXPECT_GE(playback.max, 64u);
-  EXPECT_EQ(input, static_cast<int32_t>(capture.max));
-  EXPECT_EQ(output, static_cast<int32_t>(playback.max));
-  const int64_t begin = host.calls;
-  EXPECT_TRUE(Eventually([&] { return host.calls > begin + 750; }));
-  EXPECT_EQ(host.wrongHalves, 0);
-  host.close();
 }
 
 // What the device sends itself is heard one period later: no cycle lets a signal go round within itself.
 TEST_F(JackDriver, TheWayThroughTheDeviceAddsNoBlock) {
-  for (const int period : {64, 256}) {
-    SCOPED_TRACE(period);
-    ASSERT_TRUE(server.begin({48000, period, 2, 2}));
-    JackHost host(server.name);
-    host.run();
-    {
-      Prober prober(server.name);
-      EXPECT_EQ(prober.roundTrip({{"prober:out", "prober:in"}}), period) << "the server alone";
-      EXPECT_EQ(prober.roundTrip({{"prober:out", "tarnwick:in_1"}, {"tarnwick:out_1", "prober:in"}}), period);
-    }
-    host.close();
-    server.end(SIGTERM);
+  ASSERT_TRUE(server.begin({48000, 64, 2, 2}));
+  JackHost host(server.name);
+  host.run();
+  {
+    Onlooker outside(server.name);
+    EXPECT_EQ(outside.lagOf("onlooker:out"), 64) << "the server alone";
+    ASSERT_EQ(jack_connect(outside.client, "onlooker:out", "tarnwick:in_1"), 0);
+    EXPECT_EQ(outside.lagOf("tarnwick:out_1"), 64);
   }
+  host.close();
 }
 
 TEST_F(JackDriver, ALoopOfTheDevicesOwnComesBackWholeOnePeriodLater) {
@@ -143,9 +110,9 @@ TEST_F(JackDriver, ALoopOfTheDevicesOwnComesBackWholeOnePeriodLater) {
   JackHost host(server.name);
   std::atomic<int64_t> right{0};
   std::atomic<int64_t> wrong{0};
-  host.onBlock = [&](int32_t half, int64_t call) {
+  host.onBlock = [&](int32_t half, int64_t block) {
     for (int32_t k = 0; k < host.block; ++k) {
-      const auto frame = static_cast<float>((call * host.block + k) % (1 << 23));
+      const auto frame = static_cast<float>((block * host.block + k) % (1 << 23));
       const float heard = host.input(1, half)[k];
       if (heard != 0.0f) {
         (heard == frame - static_cast<float>(host.block) ? right : wrong) += 1;
@@ -155,7 +122,7 @@ TEST_F(JackDriver, ALoopOfTheDevicesOwnComesBackWholeOnePeriodLater) {
   };
   host.run();
   {
-    const Prober outside(server.name);
+    const Onlooker outside(server.name);
     ASSERT_EQ(jack_connect(outside.client, "tarnwick:out_2", "tarnwick:in_2"), 0);
     EXPECT_TRUE(Eventually([&] { return right > 300 * host.block; }));
   }
@@ -171,18 +138,14 @@ TEST_F(JackDriver, TwentySessionsLeaveNothingBehind) {
     {
       JackHost host(server.name);
       host.run();
-      EXPECT_EQ(host.backEnd().asioGetDriverNames().size(), 1u);
+      EXPECT_TRUE(host.awaitBlocks());
+      EXPECT_EQ(host.devices().size(), 1u);
       // Stopped and started again with the same buffers.
       EXPECT_EQ(host->ASIOStop(), ASE_OK);
-      const int64_t stopped = host.calls;
-      std::this_thread::sleep_for(5ms);
-      EXPECT_EQ(host.calls, stopped);
-      host.calls = 0;
       EXPECT_EQ(host->ASIOStart(), ASE_OK);
-      EXPECT_TRUE(Eventually([&] { return host.calls > 2; }));
-      EXPECT_EQ(host.wrongHalves, 0);
+      EXPECT_TRUE(host.awaitBlocks());
       host.close();
-      EXPECT_TRUE(host.losses().empty());
+      EXPECT_EQ(host.losses(), Lines{});
     }
     if (round == 1) {
       threads = entriesOf("/proc/self/task");
@@ -205,9 +168,9 @@ TEST_F(JackDriver, StoppingLetsTheBlockUnderWayFinish) {
     ++finished;
   };
   for (int round = 0; round < 10; ++round) {
-    host.run();
     const int64_t before = begun;
-    EXPECT_TRUE(Eventually([&] { return begun > before; }));
+    host.run();
+    EXPECT_TRUE(Eventually([&] { return begun > before + 1; }));
     host.close();
     EXPECT_EQ(begun, finished);
   }
@@ -219,79 +182,76 @@ TEST_F(JackDriver, AServerThatEndsEndsTheSessionWhichCanBeStartedAgain) {
     ASSERT_TRUE(server.begin({48000, 64, 4, 4}));
     JackHost host(server.name);
     host.run();
+    EXPECT_TRUE(host.awaitBlocks());
     server.end(signal);
-    EXPECT_TRUE(Eventually([&] { return !host.losses().empty(); }));
-    EXPECT_TRUE(contains(host.losses(), L"The JACK server has gone"));
-    EXPECT_TRUE(host.backEnd().asioGetDriverNames().empty());
+    EXPECT_TRUE(Eventually([&] { return contains(host.losses(), L"The JACK server has gone"); }));
+    EXPECT_EQ(host.devices(), Lines{});
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(host->ASIOStop(), ASE_OK);
     EXPECT_EQ(host->ASIOStart(), ASE_HWMalfunction);
     EXPECT_EQ(host->ASIODisposeBuffers(), ASE_OK);
     EXPECT_EQ(host->ASIOExit(), ASE_OK);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, 3s);
-    EXPECT_TRUE(host.backEnd().asioGetDriverNames().empty());
+    EXPECT_EQ(host.devices(), Lines{});
 
     ASSERT_TRUE(server.begin({48000, 64, 4, 4}));
     host.run();
+    EXPECT_TRUE(host.awaitBlocks());
     host.close();
     EXPECT_EQ(host.losses().size(), 1u);
     server.end(SIGTERM);
   }
 }
 
-TEST_F(JackDriver, ANewPeriodEndsTheSessionInSilence) {
+TEST_F(JackDriver, AServerThatChangesEndsTheSessionInSilence) {
+  struct Case {
+    int (*change)(jack_client_t* client);
+    int (*changeBack)(jack_client_t* client);
+    std::wstring reason;
+    int32_t blockThen;
+  };
+  const Case cases[] = {{[](jack_client_t* client) { return jack_set_freewheel(client, 1); },
+                         [](jack_client_t* client) { return jack_set_freewheel(client, 0); },
+                         L"The JACK server has begun to freewheel.", 256},
+                        {[](jack_client_t* client) { return jack_set_buffer_size(client, 128); },
+                         [](jack_client_t*) { return 0; }, L"The JACK server's period changed to 128 samples.", 128}};
   ASSERT_TRUE(server.begin({48000, 256, 2, 2}));
-  JackHost host(server.name);
-  host.onBlock = [&](int32_t half, int64_t) { std::fill_n(host.output(0, half), host.block, 0.5f); };
-  host.run();
-  {
-    Prober outside(server.name);
-    ASSERT_EQ(jack_set_buffer_size(outside.client, 128), 0);
-    EXPECT_TRUE(Eventually([&] { return !host.losses().empty(); }));
-    EXPECT_TRUE(contains(host.losses(), L"period changed to 128 samples"));
-    const int64_t calls = host.calls;
-    // 0.5 would come out of range as a lag of everything sent so far.
-    EXPECT_EQ(outside.roundTrip({{"tarnwick:out_1", "prober:in"}}), INT64_MAX);
-    EXPECT_EQ(host.calls, calls);
+  for (const Case& c : cases) {
+    JackHost host(server.name);
+    host.onBlock = [&](int32_t half, int64_t) { std::fill_n(host.output(0, half), host.block, 0.5f); };
+    host.run();
+    {
+      Onlooker outside(server.name);
+      EXPECT_NE(outside.lagOf("tarnwick:out_1", 20), Onlooker::kSilence);
+      ASSERT_EQ(c.change(outside.client), 0);
+      EXPECT_TRUE(Eventually([&] { return !host.losses().empty(); }));
+      EXPECT_EQ(host.losses(), Lines{c.reason});
+      ASSERT_EQ(c.changeBack(outside.client), 0);
+      const int64_t blocks = host.blocks;
+      EXPECT_EQ(outside.lagOf("tarnwick:out_1"), Onlooker::kSilence);
+      EXPECT_EQ(host.blocks, blocks);
+    }
+    host.close();
+    host.run();
+    EXPECT_EQ(host.block, c.blockThen);
+    EXPECT_TRUE(host.awaitBlocks(10));
+    host.close();
+    EXPECT_EQ(host.losses().size(), 1u) << "the second session is whole";
   }
-  host.close();
-  host.run();
-  EXPECT_EQ(host.block, 128);
-  host.close();
-  EXPECT_EQ(host.losses().size(), 1u);
-}
-
-TEST_F(JackDriver, FreewheelingEndsTheSession) {
-  ASSERT_TRUE(server.begin({48000, 256, 2, 2}));
-  JackHost host(server.name);
-  host.run();
-  {
-    const Prober outside(server.name);
-    ASSERT_EQ(jack_set_freewheel(outside.client, 1), 0);
-    EXPECT_TRUE(Eventually([&] { return !host.losses().empty(); }));
-    ASSERT_EQ(jack_set_freewheel(outside.client, 0), 0);
-  }
-  EXPECT_EQ(host.losses(), std::vector<std::wstring>{L"The JACK server has begun to freewheel."});
-  host.close();
-  host.run();
-  const int64_t calls = host.calls;
-  EXPECT_TRUE(Eventually([&] { return host.calls > calls + 10; }));
-  host.close();
-  EXPECT_EQ(host.losses().size(), 1u) << "the second session is whole";
 }
 
 TEST_F(JackDriver, LateBlocksAreCountedAndLoggedOnce) {
   ASSERT_TRUE(server.begin({48000, 256, 2, 2}));
   JackHost host(server.name);
-  host.onBlock = [](int32_t, int64_t call) {
-    if (call % 10 == 5) {
+  host.onBlock = [](int32_t, int64_t block) {
+    if (block % 10 == 5) {
       std::this_thread::sleep_for(25ms);
     }
   };
   host.run();
   EXPECT_TRUE(Eventually([&] { return host.xruns >= 5; }));
   host.close();
-  const std::vector<std::wstring> lines = host.lines();
+  const Lines lines = host.lines();
   EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
                           [](const std::wstring& line) { return line.find(L"JACK xruns") != std::wstring::npos; }),
             1);
@@ -300,25 +260,13 @@ TEST_F(JackDriver, LateBlocksAreCountedAndLoggedOnce) {
 TEST_F(JackDriver, OperationsOutOfOrderAreAnswered) {
   ASSERT_TRUE(server.begin({48000, 256, 2, 2}));
   JackHost host(server.name);
-  EXPECT_EQ(host.create(), ASE_NotPresent);
-  EXPECT_EQ(host->ASIOStart(), ASE_NotPresent);
-  EXPECT_EQ(host->ASIOExit(), ASE_NotPresent);
-  ASSERT_EQ(host.init(), ASE_OK);
-  EXPECT_EQ(host.init(), ASE_InvalidMode);
-  EXPECT_EQ(host->ASIOStart(), ASE_InvalidMode);
-  EXPECT_EQ(host->ASIODisposeBuffers(), ASE_InvalidMode);
+  host.keepsItsOrder();
+  ASSERT_EQ(host->ASIOInit({}), ASE_OK);
   AudioBufferInfo none{.isInput = true, .channelNum = 2};
   EXPECT_EQ(host->ASIOCreateBuffers(&none, 1, 256, {}), ASE_InvalidParameter);
-  none.channelNum = 0;
-  EXPECT_EQ(host->ASIOCreateBuffers(&none, 1, 128, {}), ASE_InvalidParameter);
-  ASSERT_EQ(host.create(), ASE_OK);
-  EXPECT_EQ(host.create(), ASE_InvalidMode);
-  EXPECT_EQ(host->ASIOStop(), ASE_OK);
-  ASSERT_EQ(host->ASIOStart(), ASE_OK);
-  EXPECT_EQ(host->ASIOStart(), ASE_InvalidMode);
-  // Ends what runs, as does the record's end.
+  EXPECT_EQ(host.create(128), ASE_InvalidParameter);
   EXPECT_EQ(host->ASIOExit(), ASE_OK);
-  host.run();
+  host.run();  // the record's end ends what runs
 }
 
 }  // namespace

@@ -27,11 +27,11 @@ TEST(JackRealtime, ACycleNeitherAllocatesNorLocksNorWaits) {
   host.run();
   tests::TakeSeen();  // what the watch itself took to begin
   allocate = true;
-  EXPECT_TRUE(Eventually([&] { return host.calls > 300; }));
+  EXPECT_TRUE(Eventually([&] { return host.blocks > 300; }));
   EXPECT_EQ(tests::TakeSeen().forbidden, (std::vector<std::string>{"malloc", "free"})) << "the host's own, once";
   // A loss: what a cycle tells the rest of the program.
   {
-    const Prober outside(server.name);
+    const Onlooker outside(server.name);
     ASSERT_EQ(jack_set_buffer_size(outside.client, 128), 0);
     EXPECT_TRUE(Eventually([&] { return !host.losses().empty(); }));
     std::this_thread::sleep_for(std::chrono::milliseconds(50));

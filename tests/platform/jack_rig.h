@@ -2,7 +2,6 @@
 #pragma once
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <jack/jack.h>
 #include <signal.h>
 #include <sys/prctl.h>
@@ -10,19 +9,10 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
-#include <cstdint>
-#include <cstring>
-#include <functional>
 #include <iterator>
-#include <memory>
-#include <mutex>
-#include <string>
-#include <utility>
-#include <vector>
 
+#include "device_host.h"
 #include "platform/linux/jack_driver.h"
-#include "support/eventually.h"
 
 namespace tarnwick::platform {
 
@@ -84,167 +74,74 @@ class JackServer {
   pid_t process_ = 0;
 };
 
-// A host that copies input k to output k, and keeps what it is told.
-class JackHost {
- public:
+struct JackHost : DeviceHost {
   explicit JackHost(const std::string& server)
-      : backEnd_(JackBackEnd({.log = [this](const std::wstring& line) { keep(lines_, line); },
-                              .deviceLost = [this](const std::wstring& reason) { keep(losses_, reason); },
-                              .waiting = {},
-                              .xruns = [this](uint64_t total) { xruns = total; }},
-                             {server})),
-        driver_(backEnd_.loadAsioDriver(JackDeviceName({server}))) {}
-  AudioDriver* operator->() { return driver_.get(); }
-  AudioBackEnd& backEnd() { return backEnd_; }
-
-  AsioError init(double rate = 48000.0) { return driver_->ASIOInit({.sampleRate = rate}); }
-  AsioError create() {
-    int32_t inputs = 0;
-    int32_t outputs = 0;
-    driver_->ASIOGetChannels(inputs, outputs);
-    int32_t ignored = 0;
-    driver_->ASIOGetBufferSize(ignored, ignored, block, ignored);
-    std::vector<AudioBufferInfo> asked;
-    for (int32_t k = 0; k < inputs + outputs; ++k) {
-      asked.push_back({.isInput = k < inputs, .channelNum = k < inputs ? k : k - inputs});
-    }
-    const AudioCallbacks callbacks{.context = this,
-                                   .bufferSwitch = [](void* host, int32_t half, bool) { of(host).process(half); },
-                                   .sampleRateDidChange = [](void* host, double rate) { of(host).rateChanged(rate); }};
-    const AsioError result =
-        driver_->ASIOCreateBuffers(asked.data(), static_cast<int32_t>(asked.size()), block, callbacks);
-    if (result == ASE_OK) {
-      inputs_ = static_cast<size_t>(inputs);
-      infos = asked;
-    }
-    return result;
-  }
-  // From loading to the first block.
-  void run(double rate = 48000.0) {
-    ASSERT_EQ(init(rate), ASE_OK);
-    ASSERT_EQ(create(), ASE_OK);
-    calls = 0;
-    ASSERT_EQ(driver_->ASIOStart(), ASE_OK);
-    ASSERT_TRUE(Eventually([this] { return calls > 0; }));
-  }
-  void close() {
-    EXPECT_EQ(driver_->ASIOStop(), ASE_OK);
-    EXPECT_EQ(driver_->ASIODisposeBuffers(), ASE_OK);
-    EXPECT_EQ(driver_->ASIOExit(), ASE_OK);
-  }
-  float* input(size_t channel, int32_t half) { return static_cast<float*>(infos[channel].buffers[half]); }
-  float* output(size_t channel, int32_t half) { return static_cast<float*>(infos[inputs_ + channel].buffers[half]); }
-  // A copy of what was told so far.
-  std::vector<std::wstring> lines() { return copy(lines_); }
-  std::vector<std::wstring> losses() { return copy(losses_); }
-
-  // In place of the copying, called with the half and the number of blocks before this one.
-  std::function<void(int32_t, int64_t)> onBlock;
-  std::atomic<int64_t> calls{0};
-  std::atomic<int64_t> wrongHalves{0};
-  std::atomic<uint64_t> xruns{0};
-  std::vector<AudioBufferInfo> infos;
-  int32_t block = 0;
-  double toldRate = 0.0;  // written before the first block
-
- private:
-  static JackHost& of(void* context) { return *static_cast<JackHost*>(context); }
-  void process(int32_t half) {
-    const int64_t call = calls;
-    wrongHalves += half != call % 2;
-    if (onBlock) {
-      onBlock(half, call);
-    } else {
-      for (size_t k = 0; k < inputs_ && inputs_ + k < infos.size(); ++k) {
-        std::memcpy(output(k, half), input(k, half), static_cast<size_t>(block) * sizeof(float));
-      }
-    }
-    calls = call + 1;
-  }
-  void rateChanged(double rate) {
-    if (calls == 0) {
-      toldRate = rate;
-    }
-  }
-  void keep(std::vector<std::wstring>& where, const std::wstring& text) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    where.push_back(text);
-  }
-  std::vector<std::wstring> copy(const std::vector<std::wstring>& from) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    return from;
-  }
-
-  std::mutex mutex_;
-  std::vector<std::wstring> lines_;
-  std::vector<std::wstring> losses_;
-  AudioBackEnd backEnd_;
-  std::unique_ptr<AudioDriver> driver_;
-  size_t inputs_ = 0;
+      : DeviceHost([&](const BackEndHooks& hooks) { return JackBackEnd(hooks, {server}); }, JackDeviceName({server})) {}
 };
 
-// A client that sends the number of each frame and notes how many frames ago the one that it hears was sent.
-class Prober {
+// A client that looks at the server, sends the number of each frame and listens to one port.
+class Onlooker {
  public:
-  explicit Prober(const std::string& server)
-      : client(jack_client_open("prober", static_cast<jack_options_t>(JackNoStartServer | JackServerName), nullptr,
+  explicit Onlooker(const std::string& server)
+      : client(jack_client_open("onlooker", static_cast<jack_options_t>(JackNoStartServer | JackServerName), nullptr,
                                 server.c_str())) {
     out_ = jack_port_register(client, "out", JACK_DEFAULT_AUDIO_TYPE, JackPortIsOutput, 0);
     in_ = jack_port_register(client, "in", JACK_DEFAULT_AUDIO_TYPE, JackPortIsInput, 0);
-    jack_set_process_callback(client, &Prober::cycle, this);
+    jack_set_process_callback(client, &Onlooker::cycle, this);
     jack_activate(client);
   }
-  Prober(const Prober&) = delete;
-  Prober& operator=(const Prober&) = delete;
-  ~Prober() { jack_client_close(client); }
+  Onlooker(const Onlooker&) = delete;
+  Onlooker& operator=(const Onlooker&) = delete;
+  ~Onlooker() { jack_client_close(client); }
 
-  // Frames of a round trip over these connections, the shortest of some hundred periods.
-  int64_t roundTrip(const std::vector<std::pair<const char*, const char*>>& connections) {
-    for (const auto& [from, to] : connections) {
-      EXPECT_EQ(jack_connect(client, from, to), 0) << from << " to " << to;
-    }
-    shortest_ = kNever;
+  static constexpr int64_t kSilence = INT64_MAX;
+  // How many frames ago the number was sent that the port gives: the least of some hundred periods.
+  int64_t lagOf(const char* port, int64_t periods = 300) {
+    EXPECT_EQ(jack_connect(client, port, "onlooker:in"), 0);
+    shortest_ = kSilence;
     const int64_t begin = cycles_;
-    EXPECT_TRUE(Eventually([&] { return cycles_ > begin + 300; }));
-    for (const auto& [from, to] : connections) {
-      jack_disconnect(client, from, to);
-    }
+    EXPECT_TRUE(Eventually([&] { return cycles_ > begin + periods; }));
+    jack_disconnect(client, port, "onlooker:in");
     return shortest_;
   }
-  std::vector<std::string> connectionsOf(const char* port) const {
+  std::vector<std::string> connectionsOf(const std::string& port) const {
     std::vector<std::string> names;
-    const char** all = jack_port_get_all_connections(client, jack_port_by_name(client, port));
+    const char** all = jack_port_get_all_connections(client, jack_port_by_name(client, port.c_str()));
     for (const char** name = all; name != nullptr && *name != nullptr; ++name) {
       names.emplace_back(*name);
     }
     jack_free(static_cast<void*>(all));
     return names;
   }
+  int32_t latency(const char* port, jack_latency_callback_mode_t mode) const {
+    jack_latency_range_t range{};
+    jack_port_get_latency_range(jack_port_by_name(client, port), mode, &range);
+    return static_cast<int32_t>(range.max);
+  }
 
   jack_client_t* const client;
 
  private:
-  static constexpr int64_t kNever = INT64_MAX;
   // Both ends of a connection are in this process and share a buffer, which the server's own wake-ups keep in order: a
   // thread sanitizer cannot see those.
   __attribute__((no_sanitize("thread"))) static int cycle(jack_nframes_t frames, void* self) {
-    auto& prober = *static_cast<Prober*>(self);
-    auto* const out = static_cast<float*>(jack_port_get_buffer(prober.out_, frames));
-    const float heard = *static_cast<float*>(jack_port_get_buffer(prober.in_, frames));
-    if (heard > 0.0f) {
-      prober.shortest_ = std::min<int64_t>(prober.shortest_, prober.sent_ - static_cast<int64_t>(heard));
+    auto& onlooker = *static_cast<Onlooker*>(self);
+    auto* const out = static_cast<float*>(jack_port_get_buffer(onlooker.out_, frames));
+    const float heard = *static_cast<float*>(jack_port_get_buffer(onlooker.in_, frames));
+    if (heard != 0.0f) {
+      onlooker.shortest_ = std::min<int64_t>(onlooker.shortest_, onlooker.sent_ - static_cast<int64_t>(heard));
     }
     for (jack_nframes_t k = 0; k < frames; ++k) {
-      out[k] = static_cast<float>(prober.sent_++);
+      out[k] = static_cast<float>(onlooker.sent_++);
     }
-    ++prober.cycles_;
+    onlooker.cycles_ += 1;
     return 0;
   }
 
   jack_port_t* out_ = nullptr;
   jack_port_t* in_ = nullptr;
   int64_t sent_ = 1;
-  std::atomic<int64_t> shortest_{kNever};
+  std::atomic<int64_t> shortest_{kSilence};
   std::atomic<int64_t> cycles_{0};
 };
 

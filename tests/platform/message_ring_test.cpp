@@ -79,21 +79,5 @@ TEST(MessageRing, LosesAndTearsNothingWhenItIsEmptyAllTheTime) {
   EXPECT_EQ(faultsInStress(2, 20'000, 20, [](const auto&) { return true; }), 0u);
 }
 
-TEST(MessageRing, TakesExactlyItsCapacity) {
-  MessageRing<int, 4> ring;
-  for (int round = 0; round < 3; ++round) {
-    for (int k = 0; k < 4; ++k) {
-      EXPECT_TRUE(ring.push(k));
-    }
-    EXPECT_FALSE(ring.push(99));
-    int value = -1;
-    for (int k = 0; k < 4; ++k) {
-      EXPECT_TRUE(ring.pop(value));
-      EXPECT_EQ(value, k);
-    }
-    EXPECT_FALSE(ring.pop(value));
-  }
-}
-
 }  // namespace
 }  // namespace tarnwick::platform

@@ -24,78 +24,65 @@ namespace {
 
 thread_local std::function<void(pid_t thread)> beforeSetting;
 
-// A thread that does what it is told and tells what the kernel says of it.
+// A thread that does what it is told.
 class Subject {
  public:
-  explicit Subject(std::function<void()> first) : thread_([this, todo = std::move(first)] { run(todo); }) {
-    ready_.wait(false);
-  }
+  explicit Subject(std::function<void()> first = [] {}) { perform(std::move(first)); }
   ~Subject() {
-    end_.store(true);
-    end_.notify_all();
+    perform(nullptr);
     thread_.join();
   }
-  uint64_t mask() const {
-    cpu_set_t set;
-    CPU_ZERO(&set);
-    EXPECT_EQ(sched_getaffinity(id_.load(), sizeof set, &set), 0);
-    uint64_t mask = 0;
-    for (size_t k = 0; k < 64; ++k) {
-      mask |= CPU_ISSET(k, &set) ? uint64_t{1} << k : 0;
-    }
-    return mask;
+  // Returns when it is done.
+  void perform(std::function<void()> work) {
+    work_ = std::move(work);
+    asked_.store(true);
+    asked_.notify_all();
+    asked_.wait(true);
+  }
+  pid_t id() const { return id_; }
+  uint64_t mask() {
+    uint64_t seen = 0;
+    perform([&seen] { seen = ThreadAffinity(); });
+    return seen;
   }
 
  private:
-  void run(const std::function<void()>& todo) {
-    id_.store(gettid());
-    todo();
-    ready_.store(true);
-    ready_.notify_all();
-    end_.wait(false);
+  void run() {
+    id_ = gettid();
+    for (bool end = false; !end;) {
+      asked_.wait(false);
+      end = !work_;
+      if (!end) {
+        work_();
+      }
+      asked_.store(false);
+      asked_.notify_all();
+    }
   }
+  std::function<void()> work_;
+  std::atomic<bool> asked_{false};
   std::atomic<pid_t> id_{0};
-  std::atomic<bool> ready_{false};
-  std::atomic<bool> end_{false};
-  std::thread thread_;
+  std::thread thread_{[this] { run(); }};
 };
 
 // On a thread of its own, as the tests may not leave the first one limited.
 template <class Body>
 void onAThread(Body body) {
+  SystemAffinityMask();
   std::thread(body).join();
   SystemProcesses().setOwnAffinity(SystemAffinityMask());
 }
 
-TEST(OwnProcess, ThreadsWithoutAChoiceFollowTheOthersKeepTheirs) {
-  if (oneProcessor()) {
-    GTEST_SKIP() << "one processor";
-  }
-  SystemAffinityMask();
-  onAThread([] {
-    const Processes processes = SystemProcesses();
-    const Subject plain([] {});
-    const Subject chosen([] { SetThreadAffinity(allButLowest()); });
-    EXPECT_TRUE(processes.setOwnAffinity(lowest()));
-    EXPECT_EQ(plain.mask(), lowest());
-    EXPECT_EQ(chosen.mask(), allButLowest());
-    EXPECT_TRUE(processes.setOwnAffinity(SystemAffinityMask()));
-    EXPECT_EQ(plain.mask(), SystemAffinityMask());
-    EXPECT_EQ(chosen.mask(), allButLowest());
-  });
-}
+using OwnProcess = TwoProcessors;
+using ThreadClaimsTest = TwoProcessors;
 
-TEST(OwnProcess, ThreadsThatBeginLaterLoseTheirCreatorsProcessors) {
-  if (oneProcessor()) {
-    GTEST_SKIP() << "one processor";
-  }
+TEST_F(OwnProcess, ThreadsThatBeginLaterLoseTheirCreatorsProcessors) {
   onAThread([] {
-    const Processes processes = SystemProcesses();
     SetThreadAffinity(lowest());  // as the user-interface thread has a group of its own
-    const Subject later([] {});
-    const Subject sameChoice([] { SetThreadAffinity(lowest()); });
+    Subject later;
+    Subject sameChoice([] { SetThreadAffinity(lowest()); });
     // As an effect does with a thread of its own, past us.
-    const Subject pinned([] {
+    Subject pinned([] {
       cpu_set_t set;
       CPU_ZERO(&set);
       CPU_SET(static_cast<size_t>(std::countr_zero(allButLowest())), &set);
@@ -103,7 +90,7 @@ TEST(OwnProcess, ThreadsThatBeginLaterLoseTheirCreatorsProcessors) {
     });
     EXPECT_EQ(later.mask(), lowest()) << "what this system does by itself";
     const uint64_t pinnedTo = pinned.mask();
-    processes.limitNewThreads(SystemAffinityMask());
+    SystemProcesses().limitNewThreads(SystemAffinityMask());
     EXPECT_EQ(later.mask(), SystemAffinityMask());
     EXPECT_EQ(sameChoice.mask(), lowest());
     EXPECT_EQ(pinned.mask(), pinnedTo);
@@ -111,75 +98,44 @@ TEST(OwnProcess, ThreadsThatBeginLaterLoseTheirCreatorsProcessors) {
   });
 }
 
-TEST(OwnProcess, AChoiceMadeMeanwhileIsNotLost) {
-  if (oneProcessor()) {
-    GTEST_SKIP() << "one processor";
-  }
+TEST_F(OwnProcess, AChoiceMadeMeanwhileIsNotLost) {
   onAThread([] {
-    std::atomic<bool> choose{false};
-    std::atomic<bool> chosen{false};
-    std::atomic<bool> end{false};
-    std::atomic<pid_t> id{0};
-    uint64_t seen = 0;
-    std::thread chooser([&] {
-      id.store(gettid());
-      id.notify_all();
-      choose.wait(false);
-      SetThreadAffinity(allButLowest());
-      chosen.store(true);
-      chosen.notify_all();
-      end.wait(false);
-      seen = ThreadAffinity();
-    });
-    id.wait(0);
+    Subject chooser;
+    bool chosen = false;
     // Between the look whether the thread has chosen and the change of it.
     beforeSetting = [&](pid_t thread) {
-      if (thread == id.load() && !choose.exchange(true)) {
-        choose.notify_all();
-        chosen.wait(false);
+      if (thread == chooser.id() && !std::exchange(chosen, true)) {
+        chooser.perform([] { SetThreadAffinity(allButLowest()); });
       }
     };
     SystemProcesses().setOwnAffinity(lowest());
     beforeSetting = nullptr;
-    EXPECT_TRUE(chosen.load());
-    end.store(true);
-    end.notify_all();
-    chooser.join();
-    EXPECT_EQ(seen, allButLowest());
+    EXPECT_TRUE(chosen);
+    EXPECT_EQ(chooser.mask(), allButLowest());
   });
 }
 
-TEST(OwnProcess, AThreadThatBeginsMeanwhileIsNotForgotten) {
-  if (oneProcessor()) {
-    GTEST_SKIP() << "one processor";
-  }
+TEST_F(OwnProcess, AThreadThatBeginsMeanwhileIsNotForgotten) {
   onAThread([] {
     std::unique_ptr<Subject> late;
     // After the threads were listed, and by one that has not been limited yet.
     beforeSetting = [&](pid_t thread) {
       if (thread == gettid() && !late) {
-        late = std::make_unique<Subject>([] {});
+        late = std::make_unique<Subject>();
       }
     };
     SystemProcesses().setOwnAffinity(lowest());
     beforeSetting = nullptr;
     ASSERT_TRUE(late);
     EXPECT_EQ(late->mask(), lowest());
+    SystemProcesses().setOwnAffinity(SystemAffinityMask());
+    EXPECT_EQ(late->mask(), SystemAffinityMask()) << "given back";
   });
 }
 
 TEST(ThreadClaims, LastUntilTheThreadEnds) {
-  struct Case {
-    const char* what;
-    std::optional<uint64_t> start;  // of the thread that has the id now
-    std::optional<uint64_t> claimed;
-  };
-  const Case cases[] = {
-      {"it began before it claimed", 0, 5},
-      {"another thread has got the id since", uint64_t{1} << 41, std::nullopt},
-      {"nobody has the id", std::nullopt, std::nullopt},
-  };
-  for (const Case& c : cases) {
+  constexpr uint64_t kLater = uint64_t{1} << 41;
+  for (const uint64_t start : {uint64_t{0}, kLater}) {  // of the thread that has the id now
     ThreadClaims claims;
     pid_t thread = 0;
     std::thread([&] {
@@ -188,15 +144,12 @@ TEST(ThreadClaims, LastUntilTheThreadEnds) {
       claims.claim(5);
     }).join();
     EXPECT_EQ(claims.maskOf(thread), 5u);
-    claims.prune([&c](pid_t) { return c.start; });
-    EXPECT_EQ(claims.maskOf(thread), c.claimed) << c.what;
+    claims.prune([start](pid_t) { return std::optional(start); });
+    EXPECT_EQ(claims.maskOf(thread), start == kLater ? std::nullopt : std::optional<uint64_t>(5));
   }
 }
 
-TEST(ThreadClaims, SlotsOfEndedThreadsAreUsedAgain) {
-  if (oneProcessor()) {
-    GTEST_SKIP() << "one processor";
-  }
+TEST_F(ThreadClaimsTest, SlotsOfEndedThreadsAreUsedAgain) {
   onAThread([] {
     const Processes processes = SystemProcesses();
     for (size_t k = 0; k < 3 * ThreadClaims::kSlots; ++k) {
@@ -205,7 +158,7 @@ TEST(ThreadClaims, SlotsOfEndedThreadsAreUsedAgain) {
         processes.setOwnAffinity(SystemAffinityMask());
       }
     }
-    const Subject chosen([] { SetThreadAffinity(lowest()); });
+    Subject chosen([] { SetThreadAffinity(lowest()); });
     processes.setOwnAffinity(SystemAffinityMask());
     EXPECT_EQ(chosen.mask(), lowest());
   });

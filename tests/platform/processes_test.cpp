@@ -2,15 +2,15 @@
 // ever set.
 #include "platform/processes.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <spawn.h>
-#include <sys/stat.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
+#include <filesystem>
 #include <memory>
 
 #include "platform/threads.h"
@@ -23,8 +23,6 @@ namespace tarnwick::platform {
 namespace {
 
 using tests::Eventually;
-using tests::ThreadMask;
-using tests::ThreadMasks;
 
 constexpr uid_t kNobody = 65534;
 
@@ -56,63 +54,48 @@ int beChild() {
 // This program again, as beChild(). Ends with its parent.
 class Child {
  public:
-  explicit Child(const std::string& program = "/proc/self/exe") {
-    int input[2] = {-1, -1};
-    int output[2] = {-1, -1};
-    if (pipe2(input, O_CLOEXEC) != 0 || pipe2(output, O_CLOEXEC) != 0) {
-      return;
-    }
+  explicit Child(std::string program = "/proc/self/exe") {
+    int ends[2] = {-1, -1};
+    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
     posix_spawn_file_actions_t files;
     posix_spawn_file_actions_init(&files);
-    posix_spawn_file_actions_adddup2(&files, input[0], STDIN_FILENO);
-    posix_spawn_file_actions_adddup2(&files, output[1], STDOUT_FILENO);
-    std::string name = program;
+    posix_spawn_file_actions_adddup2(&files, ends[1], STDIN_FILENO);
+    posix_spawn_file_actions_adddup2(&files, ends[1], STDOUT_FILENO);
     std::string argument = "--child";
-    char* arguments[] = {name.data(), argument.data(), nullptr};
-    started_ = posix_spawn(&id_, program.c_str(), &files, nullptr, arguments, environ) == 0;
+    char* arguments[] = {program.data(), argument.data(), nullptr};
+    EXPECT_EQ(posix_spawn(&id_, program.c_str(), &files, nullptr, arguments, environ), 0);
     posix_spawn_file_actions_destroy(&files);
-    close(input[0]);
-    close(output[1]);
-    inputEnd_ = input[1];
+    close(ends[1]);
+    end_ = ends[0];
     char ready = 0;
-    started_ = started_ && read(output[0], &ready, 1) == 1;
-    close(output[0]);
+    EXPECT_EQ(read(end_, &ready, 1), 1);
   }
   Child(const Child&) = delete;
   Child& operator=(const Child&) = delete;
   ~Child() { end(); }
 
-  bool started() const { return started_; }
   uint32_t id() const { return static_cast<uint32_t>(id_); }
-  std::vector<ThreadMask> masks() const { return ThreadMasks(std::to_string(id_)); }
+  bool allAre(uint64_t mask) const {
+    const std::vector<tests::ThreadMask> threads = tests::ThreadMasks(std::to_string(id_));
+    return threads.size() >= 5 &&
+           std::all_of(threads.begin(), threads.end(), [mask](const auto& thread) { return thread.mask == mask; });
+  }
   void end() {
-    if (inputEnd_ >= 0) {
-      close(std::exchange(inputEnd_, -1));
+    if (end_ >= 0) {
+      close(std::exchange(end_, -1));
       waitpid(id_, nullptr, 0);
     }
   }
 
  private:
   pid_t id_ = 0;
-  int inputEnd_ = -1;
-  bool started_ = false;
+  int end_ = -1;
 };
-
-bool allAre(const std::vector<ThreadMask>& threads, uint64_t mask) {
-  return threads.size() >= 5 &&
-         std::all_of(threads.begin(), threads.end(), [mask](const ThreadMask& t) { return t.mask == mask; });
-}
 
 // A copy of this program under another name, so that it counts as somebody else's.
 struct OtherProgram {
-  std::string path = "/tmp/tarnwick_other_" + std::to_string(getpid());
-  OtherProgram() {
-    std::ifstream from("/proc/self/exe", std::ios::binary);
-    std::ofstream to(path, std::ios::binary);
-    to << from.rdbuf();
-    to.close();
-    chmod(path.c_str(), 0755);
-  }
+  const std::string path = "/tmp/tarnwick_other_" + std::to_string(getpid());
+  OtherProgram() { std::filesystem::copy_file("/proc/self/exe", path); }
   ~OtherProgram() { unlink(path.c_str()); }
 };
 
@@ -126,19 +109,17 @@ std::unique_ptr<Child> childNumbered(uint32_t id) {
   for (int k = 0; k < kTries; ++k) {
     std::ofstream("/proc/sys/kernel/ns_last_pid") << id - 1;
     auto child = std::make_unique<Child>();
-    if (child->started() && child->id() == id) {
+    if (child->id() == id) {
       return child;
     }
   }
   return nullptr;
 }
 
-TEST(Processes, TheNextProcessOfTheSameNumberIsNotSet) {
-  if (oneProcessor()) {
-    GTEST_SKIP() << "one processor";
-  }
+using OtherProcesses = TwoProcessors;
+
+TEST_F(OtherProcesses, TheNextOfTheSameNumberIsNotSet) {
   Child first;
-  ASSERT_TRUE(first.started());
   std::unique_ptr<Child> second;
   const auto outcome = SystemProcesses().changeAffinity(first.id(), [&](const ProcessAffinity& present) {
     EXPECT_EQ(present.process, SystemAffinityMask());
@@ -150,18 +131,14 @@ TEST(Processes, TheNextProcessOfTheSameNumberIsNotSet) {
   if (!second) {
     GTEST_SKIP() << "the number could not be chosen";
   }
-  EXPECT_TRUE(allAre(second->masks(), SystemAffinityMask()));
+  EXPECT_TRUE(second->allAre(SystemAffinityMask()));
 }
 
-TEST(Processes, OthersAreSteeredWithAllTheirThreads) {
-  if (oneProcessor()) {
-    GTEST_SKIP() << "one processor";
-  }
+TEST_F(OtherProcesses, AreSteeredWithAllTheirThreads) {
   const OtherProgram program;
   Child other(program.path);
   const Child another(program.path);
   const Child same;  // the own executable's name
-  ASSERT_TRUE(other.started() && another.started() && same.started());
   Processes processes = SystemProcesses();
   processes.list = [&] {
     std::vector<ProcessEntry> mine = SystemProcesses().list();
@@ -173,14 +150,19 @@ TEST(Processes, OthersAreSteeredWithAllTheirThreads) {
   const uint64_t before = SystemAffinityMask();
   EXPECT_EQ(system::SteerOtherProcesses(processes, lowest()), (system::SteeringCounts{2, 2, 0, 0}));
   // A thread that was being started just then may be seen as it was until it ends.
-  EXPECT_TRUE(Eventually([&] { return allAre(other.masks(), lowest()) && allAre(another.masks(), lowest()); }));
+  EXPECT_TRUE(Eventually([&] { return other.allAre(lowest()) && another.allAre(lowest()); }));
   for (int look = 0; look < 20; ++look) {  // threads that begin later inherit it
-    EXPECT_TRUE(allAre(other.masks(), lowest()));
-    EXPECT_TRUE(allAre(another.masks(), lowest()));
+    EXPECT_TRUE(other.allAre(lowest()));
+    EXPECT_TRUE(another.allAre(lowest()));
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
-  EXPECT_TRUE(allAre(same.masks(), before));
+  EXPECT_TRUE(same.allAre(before));
   EXPECT_EQ(processes.readAffinity(other.id()).process, lowest());
+  const uint64_t machine = processes.readAffinity(other.id()).system;
+  EXPECT_EQ(machine & before, before);
+  if (~machine != 0) {
+    EXPECT_EQ(processes.changeAffinity(other.id(), always(~machine)), AffinityOutcome::failed) << "not there";
+  }
 
   other.end();
   processes.list = [ids = processes.list(), gone = other.id()] {
@@ -189,57 +171,35 @@ TEST(Processes, OthersAreSteeredWithAllTheirThreads) {
     return stale;
   };
   EXPECT_EQ(system::SteerOtherProcesses(processes, 0), (system::SteeringCounts{2, 1, 1, 0})) << "one has ended";
-  EXPECT_TRUE(Eventually([&] { return allAre(another.masks(), before); })) << "no choice gives all processors back";
+  EXPECT_TRUE(Eventually([&] { return another.allAre(before); })) << "no choice gives all processors back";
 }
 
-TEST(Processes, AnotherUsersProcessIsLeftAlone) {
-  if (geteuid() != 0 || oneProcessor()) {
+TEST_F(OtherProcesses, OfAnotherUserAreLeftAlone) {
+  if (geteuid() != 0) {
     GTEST_SKIP() << "needs root to become somebody else";
   }
   const Child child;
-  ASSERT_TRUE(child.started());
   const Processes processes = SystemProcesses();
   ASSERT_EQ(seteuid(kNobody), 0);
   const AffinityOutcome outcome = processes.changeAffinity(child.id(), always(lowest()));
   ASSERT_EQ(seteuid(0), 0);
   EXPECT_EQ(outcome, AffinityOutcome::denied);
-  EXPECT_TRUE(allAre(child.masks(), SystemAffinityMask()));
-}
-
-TEST(Processes, AMaskWithoutAProcessorOfTheMachineFails) {
-  const Child child;
-  ASSERT_TRUE(child.started());
-  const uint64_t machine = SystemProcesses().readAffinity(child.id()).system;
-  ASSERT_NE(machine, 0u);
-  if (~machine == 0) {
-    GTEST_SKIP() << "64 processors";
-  }
-  EXPECT_EQ(SystemProcesses().changeAffinity(child.id(), always(~machine)), AffinityOutcome::failed);
-  EXPECT_TRUE(allAre(child.masks(), SystemAffinityMask()));
+  EXPECT_TRUE(child.allAre(SystemAffinityMask()));
 }
 
 TEST(Processes, TheListNamesPrograms) {
   const OtherProgram program;
   const Child child(program.path);
-  ASSERT_TRUE(child.started());
+  unlink(program.path.c_str());  // as when a program is replaced while it runs
   const Processes processes = SystemProcesses();
-  bool own = false;
-  bool other = false;
-  for (const ProcessEntry& entry : processes.list()) {
-    own = own || (entry.id == processes.ownId() && entry.executable == processes.ownExecutable());
-    other = other || (entry.id == child.id() && entry.executable == L"tarnwick_other_" + std::to_wstring(getpid()));
-    EXPECT_NE(entry.executable, L"kthreadd") << "a thread of the kernel";
-    EXPECT_NE(entry.id, 0u);
-  }
-  EXPECT_TRUE(own);
-  EXPECT_TRUE(other);
   EXPECT_EQ(processes.ownExecutable(), L"processes_test");
-  unlink(program.path.c_str());
+  int found = 0;
   for (const ProcessEntry& entry : processes.list()) {
-    if (entry.id == child.id()) {
-      EXPECT_EQ(entry.executable, L"tarnwick_other_" + std::to_wstring(getpid())) << "after its file was replaced";
-    }
+    found += entry.id == processes.ownId() && entry.executable == L"processes_test";
+    found += entry.id == child.id() && entry.executable == L"tarnwick_other_" + std::to_wstring(getpid());
+    EXPECT_NE(entry.executable, L"kthreadd") << "a thread of the kernel";
   }
+  EXPECT_EQ(found, 2);
 }
 
 }  // namespace

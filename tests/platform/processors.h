@@ -1,6 +1,8 @@
 // Processors to choose between in a test.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 
 #include "platform/threads.h"
@@ -16,5 +18,15 @@ inline uint64_t allButLowest() {
 inline bool oneProcessor() {
   return allButLowest() == 0;
 }
+
+// Tests that need two processors.
+class TwoProcessors : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (oneProcessor()) {
+      GTEST_SKIP() << "one processor";
+    }
+  }
+};
 
 }  // namespace tarnwick::platform

@@ -26,7 +26,7 @@ struct Connection {
   Socket client = Socket::Tcp();
   Socket server;
   Connection() {
-    EXPECT_FALSE(listening.waitReadable(0ms));
+    EXPECT_FALSE(listening.waitReadable(-1ms));
     EXPECT_TRUE(client.connect(kLoopback, listening.localPort()));
     EXPECT_TRUE(listening.waitReadable(5s));
     server = listening.accept();
@@ -77,15 +77,23 @@ TEST(Socket, APortHasOneListenerAndIsFreeAtOnceAfterIt) {
   listener(port);
 }
 
-TEST(Socket, WithoutWaitingItSaysSo) {
+TEST(Socket, WaitsNotAtAllOrAsLongAsItWasTold) {
   Connection c;
   char byte = 0;
   EXPECT_TRUE(c.client.setBlocking(false));
   EXPECT_EQ(c.client.receive(&byte, 1), Socket::kWouldBlock);
   EXPECT_EQ(sendUntilRefused(c.client), Socket::kWouldBlock);
-  EXPECT_TRUE(c.client.setBlocking(true));
-  EXPECT_TRUE(c.client.setReceiveTimeout(50ms));
+  EXPECT_TRUE(c.client.setBlocking(true) && c.client.setReceiveTimeout(200ms) && c.client.setSendTimeout(200ms));
+  auto begin = Clock::now();
   EXPECT_EQ(c.client.receive(&byte, 1), Socket::kFailed);
+  EXPECT_GE(Clock::now() - begin, 150ms);
+  EXPECT_LT(Clock::now() - begin, 5s);
+  begin = Clock::now();
+  EXPECT_EQ(sendUntilRefused(c.client), Socket::kFailed);
+  EXPECT_LT(Clock::now() - begin, 10s);
+  begin = Clock::now();
+  EXPECT_FALSE(c.client.waitReadable(100ms));
+  EXPECT_GE(Clock::now() - begin, 95ms);
 }
 
 TEST(Socket, ASmallSendBufferKeepsLittleAndSaysWhenThereIsRoom) {
@@ -113,25 +121,6 @@ TEST(Socket, ASmallSendBufferKeepsLittleAndSaysWhenThereIsRoom) {
   EXPECT_TRUE(c.client.waitWritable(5s));
 }
 
-TEST(Socket, TimeOutsAreKept) {
-  Connection c;
-  char byte = 0;
-  EXPECT_TRUE(c.client.setReceiveTimeout(200ms) && c.client.setSendTimeout(200ms));
-  auto begin = Clock::now();
-  EXPECT_EQ(c.client.receive(&byte, 1), Socket::kFailed);
-  EXPECT_GE(Clock::now() - begin, 150ms);
-  EXPECT_LT(Clock::now() - begin, 5s);
-  begin = Clock::now();
-  EXPECT_EQ(sendUntilRefused(c.client), Socket::kFailed);
-  EXPECT_LT(Clock::now() - begin, 10s);
-  begin = Clock::now();
-  EXPECT_FALSE(c.server.waitReadable(0ms) && c.client.waitReadable(100ms));
-  EXPECT_FALSE(c.client.waitReadable(100ms));
-  EXPECT_GE(Clock::now() - begin, 95ms);
-  EXPECT_FALSE(c.client.waitReadable(-1ms));
-  EXPECT_FALSE(c.client.setReceiveTimeout(-1ms));
-}
-
 TEST(Socket, ShutWakesWhoWaitsInReceive) {
   Connection c;
   std::promise<void> begins;
@@ -152,17 +141,6 @@ TEST(Socket, ShutWakesWhoWaitsInReceive) {
   EXPECT_EQ(c.client.receive(&byte, 1), 0);
 }
 
-TEST(Socket, ShutEndsAWaitInSlices) {
-  Connection c;
-  auto waits = std::async(std::launch::async, [&] {
-    while (!c.server.waitReadable(50ms)) {
-    }
-  });
-  EXPECT_EQ(waits.wait_for(120ms), std::future_status::timeout);
-  c.server.shut();
-  EXPECT_EQ(waits.wait_for(10s), std::future_status::ready);
-}
-
 TEST(Socket, DatagramsReachABroadcastAddress) {
   constexpr uint32_t kBroadcast = 0x7FFFFFFF;
   Socket receiver = Socket::Udp();
@@ -174,25 +152,20 @@ TEST(Socket, DatagramsReachABroadcastAddress) {
   ASSERT_TRUE(receiver.waitReadable(5s));
   char buffer[16];
   EXPECT_EQ(receiver.receive(buffer, sizeof buffer), 6);
-  EXPECT_FALSE(sender.sendTo(kLoopback, receiver.localPort(), std::string(70'000, 'x').data(), 70'000));
   Socket other = Socket::Udp();
   EXPECT_FALSE(other.bind(Socket::kAnyAddress, receiver.localPort()));
 }
 
 TEST(Socket, WithoutASocketNothingWaits) {
-  Connection c;
-  const Socket taken(std::move(c.client));
-  Socket& none = c.client;
-  char byte = 0;
-  EXPECT_FALSE(none.valid());
+  Socket none = listener();
+  const Socket taken(std::move(none));
   EXPECT_TRUE(taken.valid());
+  char byte = 0;
   EXPECT_TRUE(none.waitReadable(10s) && none.waitWritable(10s));
   EXPECT_EQ(none.receive(&byte, 1), Socket::kFailed);
   EXPECT_EQ(none.send(&byte, 1), Socket::kFailed);
-  EXPECT_FALSE(none.accept().valid() || none.bind(0, 0) || none.listen() || none.connect(kLoopback, 1));
-  EXPECT_EQ(none.localPort(), 0);
+  EXPECT_FALSE(none.valid() || none.accept().valid() || none.bind(0, 0) || none.listen() || none.connect(kLoopback, 1));
   none.shut();
-  c.listening = Socket();
   EXPECT_FALSE(Socket::Tcp().connect(kLoopback, 1));
 }
 

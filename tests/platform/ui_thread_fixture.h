@@ -27,7 +27,7 @@ class UiThreadTest : public ::testing::Test {
   void start() {
     const auto running = std::make_shared<std::promise<void>>();
     loop_ = std::thread([this, running] {
-      ui_.open([this](UiMessage number, intptr_t parameter) { handle(number, parameter); });
+      ui_.open([this](UiMessage number, intptr_t parameter) { received_.emplace_back(number, parameter); });
       UiThread::TimerId timer = 0;
       timer = ui_.startTimer(milliseconds(1), [&] {  // ticks once the loop runs
         ui_.stopTimer(timer);
@@ -63,7 +63,6 @@ class UiThreadTest : public ::testing::Test {
     begun->get_future().wait();
     return release;
   }
-  virtual void handle(UiMessage number, intptr_t parameter) { received_.emplace_back(number, parameter); }
 
   UiThread ui_;
   std::thread loop_;

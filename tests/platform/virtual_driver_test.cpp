@@ -1,11 +1,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
-#include <functional>
+#include <cmath>
 #include <memory>
 #include <thread>
 
+#include "platform/clock.h"
+#include "platform/virtual/block_schedule.h"
 #include "platform/virtual/wav_reader.h"
 #include "temporary_folder.h"
 #include "virtual_host.h"
@@ -15,214 +18,169 @@ namespace {
 
 using namespace std::chrono_literals;
 
-TEST(VirtualDriver, OperationsOutOfOrderAreAnswered) {
-  VirtualDevice device(FastOptions(-1));
-  {
-    Host early(device);
-    EXPECT_EQ(early.init(), ASE_NotPresent) << "before prepare";
-  }
-  ASSERT_TRUE(device.prepare(nullptr));
-  Host host(device);
-  int32_t a = 0;
-  int32_t b = 0;
-  EXPECT_EQ(host->ASIOGetChannels(a, b), ASE_NotPresent);
+TEST(VirtualDriver, OperationsOutOfOrderAreAnsweredAndEndTheBlocks) {
+  VirtualRig rig(FastOptions(-1));
+  DeviceHost& host = rig.host;
   EXPECT_EQ(host->ASIOStart(), ASE_NotPresent);
-  EXPECT_EQ(host.create(), ASE_NotPresent);
-  EXPECT_EQ(host->ASIOExit(), ASE_NotPresent);
-
-  ASSERT_EQ(host.init(), ASE_OK);
+  EXPECT_EQ(host.create(kBlock), ASE_NotPresent);
+  ASSERT_EQ(host->ASIOInit({.sampleRate = 48000.0}), ASE_OK);
   EXPECT_EQ(host->ASIOStart(), ASE_InvalidMode);
-  EXPECT_EQ(host->ASIOStop(), ASE_OK);
   EXPECT_EQ(host->ASIODisposeBuffers(), ASE_InvalidMode);
   ASSERT_EQ(host.create(), ASE_OK);
   EXPECT_EQ(host.create(), ASE_InvalidMode);
-  EXPECT_EQ(host.init(), ASE_InvalidMode);
+  EXPECT_EQ(host->ASIOInit({.sampleRate = 48000.0}), ASE_InvalidMode);
   ASSERT_EQ(host->ASIOStart(), ASE_OK);
   EXPECT_EQ(host->ASIOStart(), ASE_InvalidMode);
-  ASSERT_TRUE(Eventually([&] { return host.calls > 10; }));
+  {
+    DeviceHost second([&rig](const BackEndHooks&) { return rig.device.backEnd(); }, kVirtualDriverName);
+    EXPECT_EQ(second->ASIOInit({.sampleRate = 44100.0}), ASE_OK);
+    EXPECT_EQ(second.create(), ASE_InvalidMode);
+    EXPECT_EQ(second->ASIODisposeBuffers(), ASE_InvalidMode);
+    EXPECT_EQ(second->ASIOStop(), ASE_OK);
+    EXPECT_EQ(second->ASIOExit(), ASE_OK);
+  }
+  ASSERT_TRUE(host.awaitBlocks(10)) << "left alone by the second driver";
   EXPECT_EQ(host->ASIOStop(), ASE_OK);
-  EXPECT_EQ(host->ASIOStop(), ASE_OK);
-  const int64_t calls = host.calls;
-  EXPECT_FALSE(host.inside);
+  const int64_t blocks = host.blocks;
   std::this_thread::sleep_for(5ms);
-  EXPECT_EQ(host.calls, calls);
-  EXPECT_EQ(device.blocks(), calls);
+  EXPECT_EQ(host.blocks, blocks);
+  EXPECT_EQ(rig.device.blocks(), blocks);
   EXPECT_EQ(host.wrongHalves, 0);
 
   ASSERT_EQ(host->ASIOStart(), ASE_OK);
   EXPECT_EQ(host->ASIODisposeBuffers(), ASE_OK) << "while running";
-  EXPECT_EQ(host->ASIOStart(), ASE_InvalidMode);
   ASSERT_EQ(host.create(128), ASE_OK);
   ASSERT_EQ(host->ASIOStart(), ASE_OK);
   EXPECT_EQ(host->ASIOExit(), ASE_OK) << "while running";
   EXPECT_EQ(host->ASIOStop(), ASE_NotPresent);
 }
 
-TEST(VirtualDriver, ASecondDriverLeavesARunningOneAlone) {
-  TemporaryFolder folder;
-  VirtualOptions options = FastOptions(50);
-  options.captureFile = folder.wide("capture.wav");
-  VirtualDevice device(options);
-  ASSERT_TRUE(device.prepare(nullptr));
-  Host running(device);
-  running.onBlock = [](int64_t) { std::this_thread::sleep_for(1ms); };
-  running.run();
-  {
-    Host second(device);
-    EXPECT_EQ(second.init(44100.0), ASE_OK);
-    EXPECT_EQ(second.create(), ASE_InvalidMode);
-    EXPECT_EQ(second->ASIOStart(), ASE_InvalidMode);
-    EXPECT_EQ(second->ASIODisposeBuffers(), ASE_InvalidMode);
-    EXPECT_EQ(second->ASIOStop(), ASE_OK);
-    EXPECT_EQ(second->ASIOControlPanel(), ASE_NotPresent);
-    EXPECT_EQ(second->ASIOExit(), ASE_OK);
-  }
-  ASSERT_TRUE(Eventually([&] { return device.limitReached(); }));
-  EXPECT_EQ(running->ASIODisposeBuffers(), ASE_OK);
-  WavSamples captured;
-  ASSERT_TRUE(ReadWav(options.captureFile, captured, nullptr));
-  EXPECT_EQ(captured.frames, 50u * kBlock);
-}
-
 TEST(VirtualDriver, ADriverThatOutlivesItsDeviceFindsItGone) {
-  TemporaryFolder folder;
+  const TemporaryFolder folder;
   VirtualOptions options = FastOptions(-1);
   options.captureFile = folder.wide("capture.wav");
   auto device = std::make_unique<VirtualDevice>(options);
   ASSERT_TRUE(device->prepare(nullptr));
-  Host host(*device);
+  DeviceHost host([&device](const BackEndHooks&) { return device->backEnd(); }, kVirtualDriverName);
   host.run();
-  ASSERT_TRUE(Eventually([&] { return host.calls > 3; }));
+  ASSERT_TRUE(host.awaitBlocks());
   device.reset();
-  const int64_t calls = host.calls;
+  const int64_t blocks = host.blocks;
   WavSamples captured;
   ASSERT_TRUE(ReadWav(options.captureFile, captured, nullptr));
-  EXPECT_EQ(static_cast<int64_t>(captured.frames), calls * kBlock);
+  EXPECT_EQ(static_cast<int64_t>(captured.frames), blocks * kBlock);
   EXPECT_EQ(host->ASIOStop(), ASE_NotPresent);
   EXPECT_EQ(host->ASIODisposeBuffers(), ASE_NotPresent);
-  EXPECT_EQ(host.init(), ASE_NotPresent);
-  EXPECT_EQ(host.calls, calls);
-}
-
-TEST(VirtualDriver, BuffersAreRefusedForWrongRequests) {
-  VirtualDevice device(FastOptions(-1));
-  ASSERT_TRUE(device.prepare(nullptr));
-  Host host(device);
-  ASSERT_EQ(host.init(), ASE_OK);
-  const AudioCallbacks callbacks{.bufferSwitch = [](void*, int32_t, bool) {}};
-  struct Case {
-    const char* name;
-    std::vector<AudioBufferInfo> infos;
-    int32_t blockLength;
-    AsioError result;
-  };
-  Case cases[] = {
-      {"no channel", {}, kBlock, ASE_InvalidParameter},
-      {"unknown input", {{.isInput = true, .channelNum = 4}}, kBlock, ASE_InvalidParameter},
-      {"negative output", {{.isInput = false, .channelNum = -1}}, kBlock, ASE_InvalidParameter},
-      {"twice", {{.isInput = true}, {.isInput = true}}, kBlock, ASE_InvalidParameter},
-      {"too short", {{.isInput = true}}, 15, ASE_InvalidParameter},
-      {"too long", {{.isInput = true}}, 8193, ASE_InvalidParameter},
-      {"some of the channels", {{.isInput = true, .channelNum = 3}, {.isInput = false}}, 100, ASE_OK},
-  };
-  for (Case& c : cases) {
-    EXPECT_EQ(host->ASIOCreateBuffers(c.infos.data(), static_cast<int32_t>(c.infos.size()), c.blockLength, callbacks),
-              c.result)
-        << c.name;
-    EXPECT_TRUE(c.result == ASE_OK || c.infos.empty() || !c.infos[0].buffers[0]) << c.name;
-  }
-  AudioChannelInfo info{.channel = 3, .isInput = true};
-  EXPECT_EQ(host->ASIOGetChannelInfo(info), ASE_OK);
-  EXPECT_TRUE(info.isActive);
-  EXPECT_STREQ(info.name, "Virtual In 4");
-  info.isInput = false;
-  EXPECT_EQ(host->ASIOGetChannelInfo(info), ASE_OK);
-  EXPECT_FALSE(info.isActive);
-  EXPECT_STREQ(info.name, "Virtual Out 4");
-  info.channel = 4;
-  EXPECT_EQ(host->ASIOGetChannelInfo(info), ASE_InvalidParameter);
-  int32_t input = 0;
-  int32_t output = 0;
-  EXPECT_EQ(host->ASIOGetLatencies(input, output), ASE_OK);
-  EXPECT_EQ(input, 100);
-  EXPECT_EQ(output, 100);
-}
-
-TEST(VirtualDriver, WrongOptionsAreToldInWords) {
-  TemporaryFolder folder;
-  WriteBytes(folder.name("text.wav"), {'h', 'e', 'l', 'l', 'o'});
-  struct Case {
-    const wchar_t* words;
-    std::function<void(VirtualOptions&)> change;
-  };
-  const Case cases[] = {
-      {L"Virtual device: the number of inputs must be 1 to 1024.", [](auto& o) { o.inputs = 0; }},
-      {L"Virtual device: the number of inputs must be 1 to 1024.", [](auto& o) { o.inputs = 1025; }},
-      {L"Virtual device: the number of outputs must be 1 to 1024.", [](auto& o) { o.outputs = -1; }},
-      {L"Virtual device: the block lengths must be", [](auto& o) { o.minimumBlock = 0; }},
-      {L"Virtual device: the block lengths must be", [](auto& o) { o.maximumBlock = o.minimumBlock - 1; }},
-      {L"Virtual device: the block lengths must be", [](auto& o) { o.maximumBlock = 65537; }},
-      {L"Virtual device: the preferred block length must be 16 to 8192.", [](auto& o) { o.preferredBlock = 8193; }},
-      {L"Virtual device: a latency must not be negative.", [](auto& o) { o.outputLatency = -1; }},
-      {L"Virtual device: the source file \"", [&](auto& o) { o.sourceFile = folder.wide("text.wav"); }},
-      {L"Virtual device: the capture file \"", [&](auto& o) { o.captureFile = folder.wide(""); }},
-  };
-  for (const Case& c : cases) {
-    VirtualOptions options;
-    c.change(options);
-    VirtualDevice device(options);
-    std::wstring error;
-    EXPECT_FALSE(device.prepare(&error)) << c.words;
-    EXPECT_EQ(error.find(c.words), 0u) << error;
-  }
+  EXPECT_EQ(host->ASIOInit({.sampleRate = 48000.0}), ASE_NotPresent);
+  EXPECT_EQ(host.blocks, blocks);
 }
 
 TEST(VirtualDriver, AStartBeginsWithSilentBuffers) {
-  VirtualDevice device(FastOptions(2));
-  ASSERT_TRUE(device.prepare(nullptr));
-  Host host(device);
-  ASSERT_EQ(host.init(), ASE_OK);
-  struct Output {
-    AudioBufferInfo info{.isInput = false};
-    int64_t sounding = 0;
-  } output;
-  const AudioCallbacks callbacks{.context = &output, .bufferSwitch = [](void* context, int32_t half, bool) {
-                                   auto& out = *static_cast<Output*>(context);
-                                   auto* samples = static_cast<float*>(out.info.buffers[half]);
-                                   out.sounding +=
-                                       std::count_if(samples, samples + kBlock, [](float s) { return s != 0; });
-                                   std::fill_n(samples, kBlock, 1.0f);
-                                 }};
-  ASSERT_EQ(host->ASIOCreateBuffers(&output.info, 1, kBlock, callbacks), ASE_OK);
-  for (int start = 0; start < 2; ++start) {
-    ASSERT_EQ(host->ASIOStart(), ASE_OK);
-    ASSERT_TRUE(Eventually([&] { return device.limitReached(); }));
-    ASSERT_EQ(host->ASIOStop(), ASE_OK);
-    EXPECT_EQ(output.sounding, 0) << start;
+  VirtualRig rig(FastOptions(2));
+  std::atomic<int64_t> sounding{0};
+  rig.host.onBlock = [&](int32_t half, int64_t) {
+    float* samples = rig.host.output(0, half);
+    sounding += std::count_if(samples, samples + kBlock, [](float sample) { return sample != 0.0f; });
+    std::fill_n(samples, kBlock, 1.0f);
+  };
+  rig.host.run();
+  ASSERT_TRUE(rig.reachesLimit());
+  ASSERT_EQ(rig.host->ASIOStop(), ASE_OK);
+  ASSERT_EQ(rig.host->ASIOStart(), ASE_OK);
+  ASSERT_TRUE(rig.reachesLimit());
+  EXPECT_EQ(sounding, 0);
+}
+
+double secondsSince(int64_t tick) {
+  return static_cast<double>(CounterNow() - tick) / static_cast<double>(CounterFrequency());
+}
+
+TEST(VirtualClockThread, AHeldClockWaitsForItsReleaseAndCanBeStopped) {
+  for (const VirtualClock clock : {VirtualClock::fast, VirtualClock::real}) {
+    VirtualOptions options = FastOptions(5);
+    options.clock = clock;
+    options.held = true;
+    VirtualRig rig(options);
+    rig.host.run();
+    std::this_thread::sleep_for(10ms);
+    EXPECT_EQ(rig.host.blocks, 0);
+    EXPECT_EQ(rig.host->ASIOStop(), ASE_OK);
+    ASSERT_EQ(rig.host->ASIOStart(), ASE_OK);
+    rig.device.release();
+    EXPECT_TRUE(rig.reachesLimit());
   }
 }
 
-TEST(VirtualDriver, FaultsComeAsOrdered) {
-  struct Case {
-    const char* name;
-    VirtualFaults faults;
-    AsioError results[3];  // init, create, start
+TEST(VirtualClockThread, StoppingDoesNotWaitForALongBlock) {
+  VirtualOptions options = FastOptions(-1);
+  options.clock = VirtualClock::real;
+  VirtualRig rig(options);
+  rig.host.run(8192, 100.0);  // 82 seconds
+  ASSERT_TRUE(tests::Eventually([&] { return rig.host.blocks == 1; }));
+  const int64_t before = CounterNow();
+  EXPECT_EQ(rig.host->ASIOStop(), ASE_OK);
+  EXPECT_LT(secondsSince(before), 1.0);
+}
+
+TEST(VirtualClockThread, TheRealClockKeepsItsRateAndCatchesUpWithALateBlock) {
+  VirtualOptions options = FastOptions(-1);
+  options.clock = VirtualClock::real;
+  options.faults.lateBlock = 20;
+  options.faults.lateMilliseconds = 30;
+  VirtualRig rig(options);
+  std::vector<int64_t> times;
+  times.reserve(4096);
+  rig.host.onBlock = [&](int32_t, int64_t) { times.push_back(CounterNow()); };
+  const int64_t before = CounterNow();
+  rig.host.run();
+  std::this_thread::sleep_for(300ms);
+  ASSERT_EQ(rig.host->ASIOStop(), ASE_OK);
+  ASSERT_GE(rig.host.blocks, 22);
+  EXPECT_LE(static_cast<double>(rig.host.blocks), secondsSince(before) * 48000.0 / kBlock + 2.0);
+  // Some block after the late one is where it would have been without it; a busy machine may delay the others.
+  double closest = 1.0;
+  for (size_t i = 21; i < times.size(); ++i) {
+    const double passed = static_cast<double>(times[i] - times[0]) / static_cast<double>(CounterFrequency());
+    closest = std::min(closest, passed - static_cast<double>(i) * kBlock / 48000.0);
+  }
+  EXPECT_LT(closest, 0.015);
+  const std::vector<int64_t> lateness = rig.device.lateness();
+  ASSERT_EQ(static_cast<int64_t>(lateness.size()), rig.host.blocks);
+  EXPECT_GE(lateness[20], CounterFrequency() * 30 / 1000);
+  EXPECT_GE(*std::min_element(lateness.begin(), lateness.end()), 0);
+}
+
+TEST(VirtualClockThread, AStallIsSkippedNotCaughtUpWith) {
+  VirtualOptions options = FastOptions(-1);
+  options.clock = VirtualClock::real;
+  VirtualRig rig(options);
+  int64_t stalledAt = 0;
+  rig.host.onBlock = [&](int32_t, int64_t block) {
+    if (block == 5) {
+      std::this_thread::sleep_for(400ms);  // 300 blocks
+      stalledAt = CounterNow();
+    }
   };
-  const Case cases[] = {
-      {"init", {.initResult = ASE_HWMalfunction}, {ASE_HWMalfunction, ASE_NotPresent, ASE_NotPresent}},
-      {"create", {.createBuffersFails = true}, {ASE_OK, ASE_NoMemory, ASE_InvalidMode}},
-      {"start", {.startResult = ASE_NoClock}, {ASE_OK, ASE_OK, ASE_NoClock}},
-  };
-  for (const Case& c : cases) {
-    VirtualOptions options = FastOptions(-1);
-    options.faults = c.faults;
-    VirtualDevice device(options);
-    ASSERT_TRUE(device.prepare(nullptr));
-    Host host(device);
-    EXPECT_EQ(host.init(), c.results[0]) << c.name;
-    EXPECT_EQ(host.create(), c.results[1]) << c.name;
-    EXPECT_EQ(host->ASIOStart(), c.results[2]) << c.name;
-    EXPECT_EQ(device.blocks(), 0) << c.name;
+  rig.host.run();
+  ASSERT_TRUE(rig.host.awaitBlocks(20));
+  ASSERT_EQ(rig.host->ASIOStop(), ASE_OK);
+  EXPECT_LE(static_cast<double>(rig.host.blocks) - 6.0, secondsSince(stalledAt) * 48000.0 / kBlock + 2.0);
+}
+
+TEST(BlockSchedule, DoesNotDriftInAYear) {
+  for (const double rate : {8000.0, 44100.0, 47999.123, 192000.0}) {
+    constexpr int64_t kFrequency = 1'000'000'000;
+    BlockSchedule schedule(kFrequency, 64, rate, 12345);
+    const auto blocks = static_cast<int64_t>(365.0 * 86400.0 * rate / 64.0);
+    for (const int64_t block : {int64_t{0}, int64_t{7}, blocks}) {
+      const long double exact = 12345.0L + static_cast<long double>(block) * 64.0L * kFrequency /
+                                               (std::round(static_cast<long double>(rate) * 1000.0L) / 1000.0L);
+      EXPECT_NEAR(static_cast<double>(static_cast<long double>(schedule.due(block)) - exact), 0.0, 1.0) << rate;
+    }
+    const int64_t due = schedule.due(blocks);
+    schedule.changeRate(blocks, 2.0 * rate);
+    EXPECT_EQ(schedule.due(blocks), due);
+    EXPECT_NEAR(static_cast<double>(schedule.due(blocks + 1000) - due), 64e9 * 1000 / (2.0 * rate), 1.0);
   }
 }
 

@@ -10,29 +10,34 @@
 #include "platform/text.h"
 #include "platform/trace.h"
 #include "plugin/plugin_module.h"
-#include "plugins/call_log.h"
+#include "support/test_modules.h"
 
 namespace tarnwick::plugin {
 
-inline std::wstring TestModule(const std::string& name) {
-  return platform::WideFromUtf8(TARNWICK_TEST_MODULES) + L"/" + platform::WideFromUtf8(name) + L".vst3";
-}
+using tests::SetModuleWords;
+using tests::TestModule;
+using Calls = std::vector<std::string>;
 
 class PluginTest : public ::testing::Test {
  protected:
   void SetUp() override {
     platform::SetTraceSink([this](std::wstring_view text) { traced.emplace_back(text); });
   }
-  void TearDown() override { platform::SetTraceSink({}); }
+  void TearDown() override {
+    platform::SetTraceSink({});
+    SetModuleWords("");
+  }
 
   // Moves the log of `module` into `calls`, with all that follows.
   void listenTo(const platform::Module& module) {
     auto* setSink = reinterpret_cast<test_plugin::SetLogSinkFunction>(module.symbol(test_plugin::kSetLogSinkSymbol));
     ASSERT_NE(setSink, nullptr);
-    setSink([](const char* line, void* to) { static_cast<std::vector<std::string>*>(to)->emplace_back(line); }, &calls);
+    setSink([](const char* line, void* to) { static_cast<Calls*>(to)->emplace_back(line); }, &calls);
   }
-  void loadAndListen(const std::string& name) {
-    ASSERT_TRUE(LoadModule(state, TestModule(name)));
+  // The test effect that does what the words say.
+  void load(const std::string& words) {
+    SetModuleWords(words);
+    ASSERT_TRUE(LoadModule(state, TestModule("gain")));
     listenTo(*state.module);
   }
   // An instance of the module, in the list as the host keeps it.
@@ -40,10 +45,10 @@ class PluginTest : public ::testing::Test {
     state.instances.push_back(CreateInstance(state, sampleRate, maxBlock));
     return state.instances.back().get();
   }
-  std::vector<std::string> takeCalls() { return std::exchange(calls, {}); }
+  Calls takeCalls() { return std::exchange(calls, {}); }
 
   std::vector<std::wstring> traced;
-  std::vector<std::string> calls;
+  Calls calls;
   ModuleState state;  // last: its unloading still writes to the others
 };
 

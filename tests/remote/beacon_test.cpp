@@ -16,19 +16,11 @@ TEST(Beacon, GoesToRealAdaptersOnly) {
     bool real;
   } cases[] = {
       {{L"Ethernet", L"Intel(R) I219-V", kEthernetInterface, {}}, true},
-      {{L"eth0", L"", kEthernetInterface, {}}, true},
-      {{L"WLAN", L"Wireless", 71, {}}, true},
+      {{L"WLAN", L"", 71, {}}, true},
       {{L"lo", L"", platform::kLoopbackInterface, {}}, false},
       {{L"tun0", L"", platform::kTunnelInterface, {}}, false},
       {{L"vEthernet (WSL)", L"", kEthernetInterface, {}}, false},
       {{L"Ethernet 2", L"Microsoft HYPER-V Network Adapter", kEthernetInterface, {}}, false},
-      {{L"docker0", L"", kEthernetInterface, {}}, false},
-      {{L"a", L"VMware Virtual Ethernet", kEthernetInterface, {}}, false},
-      {{L"b", L"VirtualBox Host-Only", kEthernetInterface, {}}, false},
-      {{L"Tailscale", L"", 53, {}}, false},
-      {{L"c", L"ZeroTier Virtual Port", kEthernetInterface, {}}, false},
-      {{L"d", L"Npcap", kEthernetInterface, {}}, false},
-      {{L"My Loopback", L"", kEthernetInterface, {}}, false},
   };
   for (const auto& c : cases) {
     NetworkAdapter adapter = c.adapter;
@@ -39,15 +31,14 @@ TEST(Beacon, GoesToRealAdaptersOnly) {
 
 TEST(Beacon, GoesToEachAddressesBroadcast) {
   NetworkAdapter adapter{L"eth0", L"", kEthernetInterface, {}};
-  adapter.addresses = {{kAddress, 24}, {kAddress, 8}, {kAddress, 30}, {kAddress, 32}, {kAddress, 0}, {kAddress, 33}};
+  adapter.addresses = {{kAddress, 24}, {kAddress, 30}, {kAddress, 32}, {kAddress, 0}, {kAddress, 33}};
   std::vector<uint32_t> broadcasts;
   for (const BeaconTarget& target : BeaconTargets({adapter, adapter})) {
     EXPECT_EQ(target.address, kAddress);
     broadcasts.push_back(target.broadcast);
   }
-  std::vector<uint32_t> expected{0x0A4D00FF, 0x0AFFFFFF, 0x0A4D0007, kAddress, 0xFFFFFFFF};
-  expected.insert(expected.end(), expected.begin(), expected.begin() + 5);
-  EXPECT_EQ(broadcasts, expected);
+  EXPECT_EQ(broadcasts, (std::vector<uint32_t>{0x0A4D00FF, 0x0A4D0007, kAddress, 0xFFFFFFFF,  //
+                                               0x0A4D00FF, 0x0A4D0007, kAddress, 0xFFFFFFFF}));
 }
 
 TEST(Beacon, ServiceDescriptor) {

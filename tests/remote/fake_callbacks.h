@@ -88,10 +88,9 @@ struct FakeApplication {
   void fill(RemotePlaybackSnapshot&) {}
 
   static void note(std::string& call, bool value) { call += value ? " true" : " false"; }
-  static void note(std::string& call, int32_t value) { call.append(" ").append(std::to_string(value)); }
-  static void note(std::string& call, uint32_t value) { call.append(" ").append(std::to_string(value)); }
-  static void note(std::string& call, uint64_t value) { call.append(" ").append(std::to_string(value)); }
-  static void note(std::string& call, double value) { call.append(" ").append(std::to_string(value)); }
+  template <typename Number>
+  requires std::is_arithmetic_v<Number>
+  static void note(std::string& call, Number value) { call.append(" ").append(std::to_string(value)); }
   static void note(std::string& call, const std::string& value) { call.append(" ").append(value); }
   static void note(std::string& call, const std::wstring& value) {
     call.append(" ").append(platform::Utf8FromWide(value));
@@ -100,13 +99,13 @@ struct FakeApplication {
   static void note(std::string& call, const std::optional<Value>& value) {
     value ? note(call, *value) : note(call, std::string("-"));
   }
-  template <typename Value, size_t size>
-  static void note(std::string& call, const std::array<Value, size>& values) {
-    std::apply([&call](const auto&... each) { (note(call, each), ...); }, values);
-  }
   template <typename... Values>
   static void noteAll(std::string& call, const Values&... values) {
     (note(call, values), ...);
+  }
+  template <typename Value, size_t size>
+  static void note(std::string& call, const std::array<Value, size>& values) {
+    std::apply([&call](const auto&... each) { noteAll(call, each...); }, values);
   }
   static void note(std::string& call, const std::vector<std::wstring>& values) {
     for (const std::wstring& value : values) {

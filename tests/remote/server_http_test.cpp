@@ -27,23 +27,19 @@ TEST(Server, StartsAndStopsOnce) {
   EXPECT_TRUE(rig.server.start());
   EXPECT_TRUE(rig.server.start());
   EXPECT_TRUE(rig.server.running());
-  EXPECT_THAT(rig.lines, ElementsAre(listening));
 
-  rig.lines.clear();
   RemoteControlServer second(rig.context(rig.port), {});
   EXPECT_FALSE(second.start());
   EXPECT_FALSE(second.running());
-  EXPECT_THAT(rig.lines, ElementsAre(L"Remote control server failed: TCP bind on " + port + L".",
-                                     L"Remote control server stopped."));
-
-  rig.lines.clear();
   rig.server.stop();
   rig.server.stop();
   EXPECT_FALSE(rig.server.running());
   EXPECT_TRUE(rig.server.start());
   EXPECT_THAT(Exchange(rig.port, "GET /healthz HTTP/1.1\r\n\r\n"), StartsWith("HTTP/1.1 200 OK"));
   rig.server.stop();
-  EXPECT_THAT(rig.lines, ElementsAre(L"Remote control server stopped.", listening, L"Remote control server stopped."));
+  const std::wstring stopped = L"Remote control server stopped.";
+  EXPECT_THAT(rig.lines, ElementsAre(listening, L"Remote control server failed: TCP bind on " + port + L".", stopped,
+                                     stopped, listening, stopped));
   EXPECT_FALSE(Client(rig.port).connected());
 }
 
@@ -53,27 +49,26 @@ TEST(Server, Routes) {
   const std::string port = std::to_string(rig.port);
   const std::string upgrade = "Connection: keep-alive, Upgrade\r\nUpgrade: WebSocket\r\n";
   const std::string forbidden = json("403 Forbidden", "{\"error\":\"forbidden\"}");
-  const std::string required = json("400 Bad Request", "{\"error\":\"websocket upgrade required\"}");
-  const std::string noMethod = json("405 Method Not Allowed", "{\"error\":\"method not allowed\"}");
+  const std::string invalid = json("400 Bad Request", "{\"error\":\"invalid request\"}");
   const std::string notFound = json("404 Not Found", "{\"error\":\"not found\"}");
   const std::string accepted = json("202 Accepted", "{\"accepted\":true,\"action\":\"stop\"}");
+  const std::string healthy = json("200 OK", "{\"status\":\"ok\",\"service\":\"Tarnwick\",\"port\":" + port + "}");
   const struct {
     std::string line, fields, answer;
   } cases[] = {
-      {"GET /healthz x", "", json("200 OK", "{\"status\":\"ok\",\"service\":\"Tarnwick\",\"port\":" + port + "}")},
-      {"GET /", "", json("400 Bad Request", "{\"error\":\"invalid request\"}")},
-      {"get / HTTP/1.1", "", noMethod},
-      {"PUT /healthz HTTP/1.1", "", noMethod},
-      {"GET /Remote HTTP/1.1", "", notFound},
+      {"GET /healthz x", "", healthy},
+      {"GET /", "", invalid},
+      {"GET  / HTTP/1.1", "", invalid},
+      {" GET / HTTP/1.1", "", invalid},
+      {"get / HTTP/1.1", "", json("405 Method Not Allowed", "{\"error\":\"method not allowed\"}")},
       {"POST /remote HTTP/1.1", "", notFound},
       {"POST /ws HTTP/1.1", upgrade, notFound},
-      {"GET /ws HTTP/1.1", "", required},
-      {"GET /ws HTTP/1.1", "Connection: close\r\nUpgrade: websocket\r\n", required},
+      {"GET /ws HTTP/1.1", "Connection: close\r\nUpgrade: websocket\r\n",
+       json("400 Bad Request", "{\"error\":\"websocket upgrade required\"}")},
       {"GET /ws?a=b HTTP/1.1", upgrade, json("400 Bad Request", "{\"error\":\"invalid websocket handshake\"}")},
       {"GET /ws HTTP/1.1", upgrade + "Host: localhost\r\nOrigin: http://a.example\r\n", forbidden},
       {"GET /ws HTTP/1.1", "Host: a.example\r\nOrigin: http://a.example\r\n", forbidden},
-      {"GET /healthz HTTP/1.1", "Host: a.example\r\nOrigin: null\r\n",
-       json("200 OK", "{\"status\":\"ok\",\"service\":\"Tarnwick\",\"port\":" + port + "}")},
+      {"GET /healthz HTTP/1.1", "Host: a.example\r\nOrigin: null\r\n", healthy},
       {"POST /api/host/stop HTTP/1.1", "", accepted},
       {"POST /api/host/stop HTTP/1.1", "Host: 127.0.0.1:" + port + "\r\nOrigin: http://127.0.0.1:" + port + "\r\n",
        accepted},
@@ -83,17 +78,9 @@ TEST(Server, Routes) {
   for (const auto& c : cases) {
     EXPECT_EQ(Exchange(rig.port, c.line + "\r\n" + c.fields + "\r\n"), c.answer) << c.line << "\n" << c.fields;
   }
-  for (const char* path : {"/", "/remote", "/index.html", "/cpu-steering", "/cpu-monitor", "/record-remote",
-                           "/plugin-browser-remote", "/playback-remote", "/remote?x=1", "/favicon.ico"}) {
-    const bool icon = std::string_view(path) == "/favicon.ico";
-    const std::string_view body =
-        icon ? ProgramIcon() : PageFor(std::string_view(path).substr(0, std::string_view(path).find('?')));
-    const std::string answer = Exchange(rig.port, "GET " + std::string(path) + " HTTP/1.1\r\n\r\n");
-    EXPECT_FALSE(body.empty());
-    EXPECT_THAT(answer, StartsWith("HTTP/1.1 200 OK\r\nContent-Type: " +
-                                   std::string(icon ? "image/x-icon" : "text/html; charset=utf-8") + "\r\n"));
-    EXPECT_TRUE(std::string_view(answer).ends_with("\r\n\r\n" + std::string(body))) << path;
-  }
+  EXPECT_THAT(Exchange(rig.port, "GET /remote?x=1 HTTP/1.1\r\n\r\n"),
+              testing::AllOf(StartsWith("HTTP/1.1 200 OK\r\nContent-Type: text/html; charset=utf-8\r\n"),
+                             EndsWith("\r\n\r\n" + std::string(PageFor("/remote")))));
 }
 
 TEST(Server, ReadsAnyHeadThatComesInTime) {
@@ -111,6 +98,10 @@ TEST(Server, ReadsAnyHeadThatComesInTime) {
   std::string endless = "GET /healthz HTTP/1.1\r\nX: ";
   endless.resize(8192, 'x');
   EXPECT_THAT(Exchange(rig.port, endless), StartsWith("HTTP/1.1 200 OK"));
+  // But it may not act: a foreign page could have filled it until its origin was cut off.
+  EXPECT_THAT(
+      Exchange(rig.port, "POST /api/host/stop?" + std::string(8160, 'x') + " HTTP/1.1\r\nOrigin: http://a\r\n\r\n"),
+      StartsWith("HTTP/1.1 403 Forbidden"));
   // The answer arrives although nobody reads the body.
   EXPECT_THAT(
       Exchange(rig.port, "POST /api/host/stop HTTP/1.1\r\nContent-Length: 300000\r\n\r\n" + std::string(300000, 'b')),

@@ -22,11 +22,6 @@ RemoteControlCallbacks Application::callbacks() {
   given.record = teller(&Application::record);
   given.playback = teller(&Application::playback);
   given.stopHost = [] { return true; };
-  given.hostConfig = [this](const RemoteHostConfigPatch& patch) {
-    const std::lock_guard lock(mutex);
-    chosenPlugin = patch.pluginPath.value_or(L"");
-    return false;
-  };
   return given;
 }
 
@@ -93,9 +88,7 @@ std::string Client::receiveAll(size_t most) {
 
 bool Client::ended() {
   const auto start = steady_clock::now();
-  while (fill(received_.size() + 1)) {
-    received_.clear();
-  }
+  receiveAll();
   return steady_clock::now() - start < kPatience;
 }
 
@@ -122,19 +115,19 @@ std::optional<std::pair<uint8_t, std::string>> WebSocketTester::frame() {
     return std::nullopt;
   }
   const auto byte = [this](size_t at) { return static_cast<uint8_t>(received_[at]); };
-  const size_t lengthBytes = byte(1) == 126 ? 2 : byte(1) == 127 ? 8 : 0;
-  if (!fill(2 + lengthBytes)) {
+  const size_t head = byte(1) == 126 ? 4 : byte(1) == 127 ? 10 : 2;
+  if (!fill(head)) {
     return std::nullopt;
   }
-  size_t length = lengthBytes == 0 ? byte(1) : 0;
-  for (size_t k = 0; k < lengthBytes; ++k) {
-    length = length << 8 | byte(2 + k);
+  size_t length = head == 2 ? byte(1) : 0;
+  for (size_t k = 2; k < head; ++k) {
+    length = length << 8 | byte(k);
   }
-  if (!fill(2 + lengthBytes + length)) {
+  if (!fill(head + length)) {
     return std::nullopt;
   }
-  std::pair<uint8_t, std::string> whole{byte(0), received_.substr(2 + lengthBytes, length)};
-  received_.erase(0, 2 + lengthBytes + length);
+  std::pair<uint8_t, std::string> whole{byte(0), received_.substr(head, length)};
+  received_.erase(0, head + length);
   return whole;
 }
 
@@ -156,13 +149,9 @@ std::string WebSocketTester::textWith(std::string_view part) {
 
 std::string MaskedFrame(uint8_t opcode, std::string_view payload) {
   std::string out{static_cast<char>(0x80 | opcode)};
-  if (payload.size() < 126) {
-    out.push_back(static_cast<char>(0x80 | payload.size()));
-  } else {
-    out.push_back(static_cast<char>(0xFF));
-    for (int k = 7; k >= 0; --k) {
-      out.push_back(static_cast<char>(payload.size() >> (8 * k) & 0xFF));
-    }
+  out.push_back(static_cast<char>(0xFF));  // the longest form, whatever the length
+  for (int k = 7; k >= 0; --k) {
+    out.push_back(static_cast<char>(payload.size() >> (8 * k) & 0xFF));
   }
   out += "\x11\x22\x33\x44";
   for (size_t k = 0; k < payload.size(); ++k) {

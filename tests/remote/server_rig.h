@@ -28,7 +28,6 @@ struct Application {
   RemoteStatusSnapshot status;
   RemoteRecordSnapshot record;
   RemotePlaybackSnapshot playback;
-  std::wstring chosenPlugin;  // by the last patch of the host, which is refused
 
   RemoteControlCallbacks callbacks();
 };

@@ -7,6 +7,7 @@
 #include "engine/audio_control.h"
 #include "engine/callback.h"
 #include "engine/host.h"
+#include "engine/pool_control.h"
 #include "platform/clock.h"
 #include "support/fake_driver.h"
 
@@ -61,16 +62,23 @@ struct EngineRig {
   }
 
   // Publishes an instance with buffers of the present block length, as a host start does.
-  engine::InstanceSlot& addInstance(int32_t input, int32_t output, plugin::PluginInstance* runner = nullptr) {
+  engine::InstanceSlot& addInstance(int32_t input, int32_t output) {
     engine::InstanceSlot* slot = engine.instances.prepareSlot();
     slot->config.inputChannel = input;
     slot->config.outputChannel = output;
-    slot->runner = runner;
     slot->input.assign(static_cast<size_t>(engine.session.blockLength), 0.0f);
     slot->output.assign(static_cast<size_t>(engine.session.blockLength), 0.0f);
     engine::ArmDetector(slot->glitch, engine.session.blockLength);
     engine.instances.append(slot, engine.session.epoch);
     return *slot;
+  }
+
+  // A pool of this many threads for this many instances, whatever the machine has.
+  void usePool(uint64_t instances, uint64_t threads) {
+    const engine::PoolEnvironment environment{&engine.mmcssEnabled, &steering, &engine.granted.workers, nullptr,
+                                              &engine.enginePriority};
+    engine::ReleasePool(engine, engine::TakePool(engine, std::make_shared<engine::RealtimeThreadPool>(
+                                                             instances, threads, environment)));
   }
 
   // As if the host had started long enough ago for dropouts to count.

@@ -18,8 +18,6 @@ struct FakeDevice {
   int32_t sampleType = platform::kFloat32LSB;
   int32_t minimum = 16;
   int32_t maximum = 1024;
-  int32_t preferred = 256;
-  int32_t granularity = 16;
   int32_t inputLatency = 64;
   int32_t outputLatency = 96;
   std::map<std::string, platform::AsioError> results;  // per operation; ASE_OK where absent
@@ -60,24 +58,6 @@ struct FakeDevice {
     return half;
   }
 
-  platform::AsioError createBuffers(platform::AudioBufferInfo* infos, int32_t count, int32_t length,
-                                    const platform::AudioCallbacks& hostCallbacks) {
-    callbacks = hostCallbacks;
-    blockLength = length;
-    const auto bytes = static_cast<size_t>(length) * static_cast<size_t>(platform::BytesPerSample(sampleType));
-    for (int32_t half = 0; half < 2; ++half) {
-      inputBytes[half].assign(static_cast<size_t>(inputs), std::vector<uint8_t>(bytes));
-      outputBytes[half].assign(static_cast<size_t>(outputs), std::vector<uint8_t>(bytes));
-    }
-    for (int32_t k = 0; k < count; ++k) {
-      for (int32_t half = 0; half < 2; ++half) {
-        auto& channels = infos[k].isInput ? inputBytes[half] : outputBytes[half];
-        infos[k].buffers[half] = channels[static_cast<size_t>(infos[k].channelNum)].data();
-      }
-    }
-    return note("ASIOCreateBuffers");
-  }
-
   std::unique_ptr<platform::AudioDriver> driver() {
     auto driver = std::make_unique<platform::AudioDriver>();
     loaded += 1;
@@ -95,8 +75,8 @@ struct FakeDevice {
     driver->ASIOGetBufferSize = [this](int32_t& least, int32_t& most, int32_t& best, int32_t& step) {
       least = minimum;
       most = maximum;
-      best = preferred;
-      step = granularity;
+      best = 256;
+      step = 16;
       return note("ASIOGetBufferSize");
     };
     driver->ASIOGetLatencies = [this](int32_t& in, int32_t& out) {
@@ -106,7 +86,18 @@ struct FakeDevice {
     };
     driver->ASIOCreateBuffers = [this](platform::AudioBufferInfo* infos, int32_t count, int32_t length,
                                        const platform::AudioCallbacks& hostCallbacks) {
-      return createBuffers(infos, count, length, hostCallbacks);
+      callbacks = hostCallbacks;
+      blockLength = length;
+      const auto bytes = static_cast<size_t>(length * platform::BytesPerSample(sampleType));
+      for (size_t half = 0; half < 2; ++half) {
+        inputBytes[half].assign(static_cast<size_t>(inputs), std::vector<uint8_t>(bytes));
+        outputBytes[half].assign(static_cast<size_t>(outputs), std::vector<uint8_t>(bytes));
+        for (int32_t k = 0; k < count; ++k) {
+          auto& channels = infos[k].isInput ? inputBytes[half] : outputBytes[half];
+          infos[k].buffers[half] = channels[static_cast<size_t>(infos[k].channelNum)].data();
+        }
+      }
+      return note("ASIOCreateBuffers");
     };
     driver->ASIOGetChannelInfo = [this](platform::AudioChannelInfo& info) {
       info.type = sampleType;

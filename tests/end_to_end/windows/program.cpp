@@ -3,28 +3,13 @@
 #include <algorithm>
 
 #include "platform/text.h"
-#include "support/windows/test_asio_rig.h"
+#include "support/eventually.h"
 
 namespace tarnwick::tests {
 namespace {
 
-// Not the user's own, and nothing is left in them from one start to the next.
-constexpr wchar_t kSettings[] = L"Software\\TarnwickTest";
-
-// Both ends; only the writing one is inherited.
-void makePipe(HANDLE& reading, HANDLE& writing) {
-  SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
-  ASSERT_TRUE(CreatePipe(&reading, &writing, &inherited, 0));
-  SetHandleInformation(reading, HANDLE_FLAG_INHERIT, 0);
-}
-
-void readAll(HANDLE pipe, std::string& text) {
-  char buffer[4096];
-  DWORD read = 0;
-  while (ReadFile(pipe, buffer, sizeof buffer, &read, nullptr) && read > 0) {
-    text.append(buffer, read);
-  }
-  CloseHandle(pipe);
+bool has(const Arguments& arguments, const char* option) {
+  return std::find(arguments.begin(), arguments.end(), option) != arguments.end();
 }
 
 std::wstring textOf(HWND window) {
@@ -37,38 +22,28 @@ std::wstring textOf(HWND window) {
 
 }  // namespace
 
-std::string ProgramResult::lastLine() const {
-  const size_t end = out.find_last_not_of('\n');
-  const size_t start = end == std::string::npos ? end : out.rfind('\n', end);
-  return out.substr(start == std::string::npos ? 0 : start + 1);
-}
-
-RunningProgram::RunningProgram(const std::vector<std::string>& arguments, const std::string& file) {
+RunningProgram::RunningProgram(const Arguments& arguments, const std::string& file) {
   // Under Wine the first process that asks for the desktop starts the one that keeps it, which holds on to that
   // process's output for as long as anybody uses the desktop. That must not be the program: its pipes would stay open.
   GetDesktopWindow();
-  std::wstring command = L"\"" + platform::WideFromUtf8(file) + L"\"";
+  std::string command = "\"" + file + "\"";
   for (const std::string& argument : arguments) {
-    command += L" \"" + platform::WideFromUtf8(argument) + L"\"";
+    command += " \"" + argument + "\"";
   }
-  if (std::find(arguments.begin(), arguments.end(), "--settings") == arguments.end()) {
-    RegDeleteTreeW(HKEY_CURRENT_USER, kSettings);
-    command += L" --settings " + std::wstring(kSettings);
+  if (!has(arguments, "--settings")) {
+    RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\TarnwickTest");  // not the user's own
+    command += " --settings Software\\TarnwickTest";
   }
-  if (std::find(arguments.begin(), arguments.end(), "--remote-port") == arguments.end()) {
-    command += L" --remote-port 0";
-  }
-  HANDLE reading[2] = {};
+  command += has(arguments, "--remote-port") ? "" : " --remote-port 0";
   STARTUPINFOW start{};
   start.cb = sizeof start;
   start.dwFlags = STARTF_USESTDHANDLES;
-  makePipe(reading[0], start.hStdOutput);
-  makePipe(reading[1], start.hStdError);
-  EXPECT_TRUE(CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start, &process_));
+  start.hStdOutput = readLater(0, result_.out);
+  start.hStdError = readLater(1, result_.err);
+  EXPECT_TRUE(CreateProcessW(nullptr, platform::WideFromUtf8(command).data(), nullptr, nullptr, TRUE, 0, nullptr,
+                             nullptr, &start, &process_));
   CloseHandle(start.hStdOutput);
   CloseHandle(start.hStdError);
-  readers_[0] = std::thread([this, pipe = reading[0]] { readAll(pipe, result_.out); });
-  readers_[1] = std::thread([this, pipe = reading[1]] { readAll(pipe, result_.err); });
 }
 
 RunningProgram::~RunningProgram() {
@@ -76,6 +51,23 @@ RunningProgram::~RunningProgram() {
     TerminateProcess(process_.hProcess, STILL_ACTIVE);
     finish();
   }
+}
+
+HANDLE RunningProgram::readLater(size_t reader, std::string& text) {
+  SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
+  HANDLE reading = nullptr;
+  HANDLE writing = nullptr;
+  EXPECT_TRUE(CreatePipe(&reading, &writing, &inherited, 0));
+  SetHandleInformation(reading, HANDLE_FLAG_INHERIT, 0);
+  readers_[reader] = std::thread([reading, &text] {
+    char buffer[4096];
+    DWORD read = 0;
+    while (ReadFile(reading, buffer, sizeof buffer, &read, nullptr) && read > 0) {
+      text.append(buffer, read);
+    }
+    CloseHandle(reading);
+  });
+  return writing;
 }
 
 HWND RunningProgram::window() const {
@@ -90,11 +82,8 @@ HWND RunningProgram::window() const {
 }
 
 ProgramResult RunningProgram::finish() {
-  if (process_.hProcess == nullptr) {
-    return result_;
-  }
-  const bool ended = WaitForSingleObject(process_.hProcess, kProgramLimit) == WAIT_OBJECT_0;
-  if (!ended) {
+  // Far more than anything here needs on an idle machine: a machine that is not idle fails no test.
+  if (WaitForSingleObject(process_.hProcess, 90000) != WAIT_OBJECT_0) {
     TerminateProcess(process_.hProcess, STILL_ACTIVE);
   }
   GetExitCodeProcess(process_.hProcess, &result_.exitCode);
@@ -107,22 +96,25 @@ ProgramResult RunningProgram::finish() {
   return result_;
 }
 
-ProgramResult RunTarnwick(const std::vector<std::string>& arguments, const std::string& file) {
+std::string RunningProgram::close() {
+  PostMessageW(window(), WM_CLOSE, 0, 0);
+  EXPECT_EQ(finish().exitCode, 0u);
+  return result_.out;
+}
+
+ProgramResult RunTarnwick(const Arguments& arguments, const std::string& file) {
   return RunningProgram(arguments, file).finish();
 }
 
-bool AwaitTitle(HWND window, const std::wstring& title) {
-  return Eventually([&] { return textOf(window) == title; });
+bool AwaitTitle(HWND window, const std::wstring& state) {
+  return Eventually([&] { return textOf(window) == L"Tarnwick - " + state; });
 }
 
 HWND AwaitControl(HWND window, const std::wstring& text) {
   HWND found = nullptr;
   Eventually([&] {
-    found = nullptr;
     for (HWND next = GetWindow(window, GW_CHILD); next != nullptr; next = GetWindow(next, GW_HWNDNEXT)) {
-      if (textOf(next) == text && IsWindowEnabled(next)) {
-        found = next;
-      }
+      found = textOf(next) == text && IsWindowEnabled(next) ? next : found;
     }
     return found != nullptr;
   });

@@ -16,15 +16,22 @@ namespace tarnwick::platform {
 namespace {
 
 using namespace std::chrono_literals;
-using Clock = std::chrono::steady_clock;
-constexpr uint32_t kLoopback = 0x7F000001;
+using std::chrono::steady_clock;
+constexpr uint32_t kLoopbackAddress = 0x7F000001;
 
-TEST(SocketOnLinux, ShutEndsALongWait) {
+class SocketOnLinux : public testing::Test {
+ protected:
+  SocketOnLinux() {
+    EXPECT_TRUE(listening.bind(kLoopbackAddress, 0) && listening.listen());
+    EXPECT_TRUE(client.connect(kLoopbackAddress, listening.localPort()));
+    server = listening.accept();
+  }
   Socket listening = Socket::Tcp();
-  ASSERT_TRUE(listening.bind(kLoopback, 0) && listening.listen());
   Socket client = Socket::Tcp();
-  ASSERT_TRUE(client.connect(kLoopback, listening.localPort()));
-  Socket server = listening.accept();
+  Socket server;
+};
+
+TEST_F(SocketOnLinux, ShutEndsALongWait) {
   for (Socket* socket : {&listening, &server}) {
     auto waits = std::async(std::launch::async, [socket] { return socket->waitReadable(20s); });
     EXPECT_EQ(waits.wait_for(50ms), std::future_status::timeout);
@@ -35,13 +42,11 @@ TEST(SocketOnLinux, ShutEndsALongWait) {
   EXPECT_FALSE(listening.accept().valid());
 }
 
-TEST(SocketOnLinux, SignalsNeitherEndNorLengthenAWait) {
+TEST_F(SocketOnLinux, SignalsNeitherEndNorLengthenAWait) {
   struct sigaction action {};
   action.sa_handler = [](int) {};
   struct sigaction before {};
   sigaction(SIGUSR1, &action, &before);
-  Socket listening = Socket::Tcp();
-  ASSERT_TRUE(listening.bind(kLoopback, 0) && listening.listen());
   const pthread_t waiter = pthread_self();
   std::atomic<bool> done{false};
   std::thread disturber([&] {
@@ -50,12 +55,9 @@ TEST(SocketOnLinux, SignalsNeitherEndNorLengthenAWait) {
       std::this_thread::sleep_for(5ms);
     }
   });
-  const auto begin = Clock::now();
+  const auto begin = steady_clock::now();
   EXPECT_FALSE(listening.waitReadable(200ms));
-  const auto time = Clock::now() - begin;
-  Socket client = Socket::Tcp();
-  EXPECT_TRUE(client.connect(kLoopback, listening.localPort()));
-  EXPECT_TRUE(listening.accept().valid());
+  const auto time = steady_clock::now() - begin;
   done.store(true);
   disturber.join();
   sigaction(SIGUSR1, &before, nullptr);
@@ -63,12 +65,7 @@ TEST(SocketOnLinux, SignalsNeitherEndNorLengthenAWait) {
   EXPECT_LT(time, 5s);
 }
 
-TEST(SocketOnLinux, NoChildInheritsOne) {
-  Socket listening = Socket::Tcp();
-  ASSERT_TRUE(listening.bind(kLoopback, 0) && listening.listen());
-  Socket client = Socket::Tcp();
-  ASSERT_TRUE(client.connect(kLoopback, listening.localPort()));
-  const Socket server = listening.accept();
+TEST_F(SocketOnLinux, NoChildInheritsOne) {
   const Socket datagrams = Socket::Udp();
   int sockets = 0;
   for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {

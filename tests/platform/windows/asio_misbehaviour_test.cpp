@@ -1,12 +1,4 @@
 // Drivers that do what they should not.
-#include <gtest/gtest.h>
-#include <windows.h>
-
-#include <psapi.h>
-
-#include <chrono>
-#include <string>
-
 #include "asio_host.h"
 
 namespace tarnwick::platform {
@@ -14,16 +6,9 @@ namespace {
 
 using tests::Eventually;
 using tests::TestAsioRig;
-using tests::TestAsioStatistics;
 
 uint64_t milliseconds() {
   return GetTickCount64();
-}
-
-int64_t committedBytes() {
-  PROCESS_MEMORY_COUNTERS counters = {};
-  EXPECT_NE(K32GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters), 0);
-  return static_cast<int64_t>(counters.PagefileUsage);
 }
 
 TEST(AsioMisbehaviour, ReachesTheHostOnlyWhenItMay) {
@@ -33,18 +18,14 @@ TEST(AsioMisbehaviour, ReachesTheHostOnlyWhenItMay) {
     bool blocks;  // whether the host hears blocks
   };
   const Case cases[] = {
-      {"clock=fast notify=1", true},
-      {"clock=fast second-thread=1", true},
       {"clock=fast notify=1 second-thread=1", true},
       {"clock=fast bad-halves=1", true},
-      {"mute=1", false},
       {"mute=1 blocks-in-create=50", false},
       {"mute=1 blocks-in-start=50", true},
-      {"clock=fast blocks-after-stop=100", true},
       {"clock=fast blocks-after-stop=100 second-thread=1", true},
       {"clock=fast abrupt-release=1", true},
       {"late-every=2 late-ms=20", true},
-      {"clock=fast rate-change-block=3 new-rate=0", true},
+      {"clock=fast time-info=1", true},
   };
   for (const Case& one : cases) {
     SCOPED_TRACE(one.words);
@@ -61,7 +42,7 @@ TEST(AsioMisbehaviour, ReachesTheHostOnlyWhenItMay) {
     host->ASIOExit();
     host.unload();
     EXPECT_TRUE(rig.nothingLeft());
-    EXPECT_EQ(host.afterEnd, 0) << "the host was called after the stop";
+    EXPECT_EQ(host.callsAfterEnd, 0) << "the host was called after the stop";
     EXPECT_EQ(host.badHalves, 0);
   }
   EXPECT_GT(rig.statistics().strayBlocks, 300);
@@ -74,64 +55,47 @@ TEST(AsioMisbehaviour, AStopWaitsForTheBlockUnderWay) {
   TestAsioRig rig;
   rig.configure("clock=fast abrupt-release=1");
   AsioHost host;
-  host.blockMilliseconds = 40;
+  std::atomic<bool> inside{false};
+  host.onBlock = [&](int32_t, int64_t) {
+    inside = true;
+    Sleep(40);
+    inside = false;
+  };
   host.run();
-  ASSERT_TRUE(Eventually([&] { return host.inside.load(); }));
+  ASSERT_TRUE(Eventually([&] { return inside.load(); }));
   host->ASIOStop();
-  EXPECT_FALSE(host.inside);
+  EXPECT_FALSE(inside);
   host.unload();
   EXPECT_TRUE(rig.nothingLeft());
 }
 
 TEST(AsioMisbehaviour, PassesNotificationsOn) {
   TestAsioRig rig;
-  rig.configure("clock=fast rate-change-block=7 new-rate=44100 blocks=8");
+  rig.configure("clock=fast notify=1 rate-change-block=4 new-rate=44100 blocks=5");
   AsioHost host;
   host.run();
-  EXPECT_TRUE(Eventually([&] { return host.lastRate == 44100.0; }));
-  EXPECT_EQ(host.rates, 1);
-  EXPECT_EQ(host.messages, 3) << "the questions of the creation";
-  host.unload();
-
-  rig.configure("clock=fast notify=1 blocks=5");
-  AsioHost noisy;
-  noisy.run();
-  EXPECT_TRUE(Eventually([&] { return noisy.blocks == 5; }));
-  EXPECT_EQ(noisy.rates, 10);
-  EXPECT_EQ(noisy.messages, 3 + 5 * 17);
-  EXPECT_EQ(rig.statistics().resetAnswer, 1);
+  EXPECT_TRUE(Eventually([&] { return host.blocks == 5; }));
+  EXPECT_EQ(host.rate, 44100.0);
+  EXPECT_EQ(host.rates, 5 * 2 + 1);
+  EXPECT_EQ(host.messages, 1 + 5 * 17) << "with the question of the creation";
 }
 
-TEST(AsioMisbehaviour, SendsTimeOnlyWhereTheHostAgrees) {
-  TestAsioRig rig;
-  for (const bool agrees : {false, true}) {
-    rig.configure("clock=fast blocks=20 time-info=1");
-    AsioHost host;
-    host.wantsTime = agrees;
-    host.run();
-    EXPECT_TRUE(Eventually([&] { return host.blocks == 20; }));
-    EXPECT_EQ(host.timed, agrees ? 20 : 0);
-  }
-}
-
-TEST(AsioMisbehaviour, OneOfTwoDriversHasBuffers) {
+TEST(AsioMisbehaviour, OneOfTwoInstancesHasBuffers) {
   TestAsioRig rig;
   AsioHost running;
   running.run();
-  // Probing beside it: another driver, and the same once more.
-  for (const int32_t driver : {1, 0}) {
-    AsioHost probed({}, driver);
+  {
+    AsioHost probed;  // beside it
     ASSERT_TRUE(probed);
     EXPECT_EQ(probed->ASIOInit({}), ASE_OK);
-    EXPECT_EQ(probed.create(64), ASE_InvalidMode);
+    EXPECT_EQ(probed.create(), ASE_InvalidMode);
     EXPECT_EQ(probed->ASIOExit(), ASE_OK);
   }
-  const int64_t before = running.blocks;
-  EXPECT_TRUE(Eventually([&] { return running.blocks > before + 3; })) << "the running one was disturbed";
+  EXPECT_TRUE(running.awaitBlocks()) << "the running one was disturbed";
   running.unload();
-  AsioHost next({}, 1);
+  AsioHost next;
   next.run();
-  EXPECT_TRUE(Eventually([&] { return next.blocks > 3; }));
+  EXPECT_TRUE(next.awaitBlocks());
 }
 
 // Every call that hangs: the caller is back in time, later calls answer at once, the driver cannot be loaded again
@@ -142,46 +106,39 @@ TEST(AsioMisbehaviour, AHangIsLeftBehind) {
   options.limits = {.open = std::chrono::milliseconds(150),
                     .other = std::chrono::milliseconds(150),
                     .panel = std::chrono::milliseconds(50)};
-  int32_t lines = 0;
-  options.log = [&](const std::wstring&) { lines += 1; };
   int32_t waits = 0;
-  for (const bool pumps : {false, true}) {
-    options.onWait = pumps ? [&](bool waiting) { waits += waiting ? 1 : -1; } : std::function<void(bool)>();
-    for (const char* place : {"load", "init", "latencies", "output-ready", "create", "start", "stop", "release"}) {
-      SCOPED_TRACE(place);
-      rig.configure("clock=fast hang-ms=700 hang=" + std::string(place));
-      lines = 0;
-      const uint64_t begin = milliseconds();
-      {
-        AsioHost host(options);
-        int32_t number = 0;
-        if (host && host->ASIOInit({}) == ASE_OK) {
-          host->ASIOGetLatencies(number, number);
-          host->ASIOOutputReady();
-          if (host.create(64) == ASE_OK && host->ASIOStart() == ASE_OK) {
-            host->ASIOStop();
-          }
-          host.ended = true;
-          host->ASIODisposeBuffers();
-          host->ASIOExit();
-        }
-        host.unload();
-        EXPECT_EQ(host.afterEnd, 0);
+  options.onWait = [&](bool waiting) { waits += waiting ? 1 : -1; };
+  for (const char* place : {"load", "init", "latencies", "output-ready", "create", "start", "stop", "release"}) {
+    SCOPED_TRACE(place);
+    rig.configure("clock=fast hang-ms=700 hang=" + std::string(place));
+    const uint64_t begin = milliseconds();
+    AsioHost host(options);
+    int32_t number = 0;
+    if (host && host->ASIOInit({}) == ASE_OK) {
+      host->ASIOGetLatencies(number, number);
+      host->ASIOOutputReady();
+      if (host.create() == ASE_OK && host->ASIOStart() == ASE_OK) {
+        host->ASIOStop();
       }
-      const uint64_t took = milliseconds() - begin;
-      EXPECT_GE(took, 140U);
-      EXPECT_LT(took, 600U) << "the caller waited for the hang";
-      EXPECT_EQ(lines, 1);
-      EXPECT_FALSE(AsioHost(options)) << "loaded while its call still hangs";
-      EXPECT_TRUE(rig.nothingLeft());
-      rig.configure("clock=fast");
-      ASSERT_TRUE(Eventually([&] { return bool(AsioHost(options)); }, std::chrono::seconds(2)))
-          << "not usable after it came back";
-      AsioHost again(options);
-      again.run();
-      EXPECT_TRUE(Eventually([&] { return again.blocks > 3; }));
-      EXPECT_EQ(waits, 0) << "a wait that does not end";
+      host.ended = true;
+      host->ASIODisposeBuffers();
+      host->ASIOExit();
     }
+    host.unload();
+    const uint64_t took = milliseconds() - begin;
+    EXPECT_GE(took, 140U);
+    EXPECT_LT(took, 600U) << "the caller waited for the hang";
+    EXPECT_EQ(host.lines().size(), 1u);
+    EXPECT_FALSE(AsioHost(options)) << "loaded while its call still hangs";
+    EXPECT_TRUE(rig.nothingLeft());
+    EXPECT_EQ(host.callsAfterEnd, 0);
+    rig.configure("clock=fast");
+    ASSERT_TRUE(Eventually([&] { return bool(AsioHost(options)); }, std::chrono::seconds(2)))
+        << "not usable after it came back";
+    AsioHost again(options);
+    again.run();
+    EXPECT_TRUE(again.awaitBlocks());
+    EXPECT_EQ(waits, 0) << "a wait that does not end";
   }
   EXPECT_EQ(rig.statistics().wrongOrder, 0);
   EXPECT_EQ(rig.statistics().wrongThread, 0);
@@ -199,7 +156,7 @@ TEST(AsioMisbehaviour, APanelThatStaysOpenHoldsNothingUp) {
     EXPECT_EQ(host->ASIOControlPanel(), ASE_OK) << "the one that is open";
     EXPECT_EQ(host->ASIOStop(), ASE_OK);
     EXPECT_EQ(host->ASIODisposeBuffers(), ASE_OK);
-    EXPECT_EQ(host.create(64), ASE_OK);
+    EXPECT_EQ(host.create(), ASE_OK);
     EXPECT_EQ(host->ASIOStart(), ASE_OK);
     host.unload();
     EXPECT_LT(milliseconds() - begin, 700U);
@@ -210,7 +167,7 @@ TEST(AsioMisbehaviour, APanelThatStaysOpenHoldsNothingUp) {
     // A session while the panel of an earlier instance is still open.
     AsioHost host;
     host.run();
-    EXPECT_TRUE(Eventually([&] { return host.blocks > 3; }));
+    EXPECT_TRUE(host.awaitBlocks());
   }
   EXPECT_TRUE(rig.nothingLeft());
   EXPECT_EQ(rig.statistics().wrongOrder, 0);
@@ -230,21 +187,19 @@ TEST(AsioMisbehaviour, AWaitLetsSentMessagesThroughWhereTold) {
       options.onWait = [&](bool now) { waiting = now; };
     }
     AsioHost host(options);
-    std::atomic<int64_t> answeredAfter{-1};
-    const uint64_t begin = milliseconds();
+    std::atomic<bool> answered{false};
     std::thread sender([&] {
       SendMessageW(window, WM_NULL, 0, 0);
-      answeredAfter = static_cast<int64_t>(milliseconds() - begin);
+      answered = true;
     });
     EXPECT_EQ(host->ASIOInit({}), ASE_OK);
-    const bool answered = answeredAfter >= 0;
-    MSG message;
+    EXPECT_EQ(answered, pumps);
     Eventually([&] {
+      MSG message;
       PeekMessageW(&message, nullptr, 0, 0, PM_NOREMOVE);
-      return answeredAfter >= 0;
+      return answered.load();
     });
     sender.join();
-    EXPECT_EQ(answered, pumps);
     EXPECT_FALSE(waiting);
   }
   DestroyWindow(window);
@@ -260,41 +215,17 @@ TEST(AsioMisbehaviour, TwoHundredCyclesLeaveNothing) {
     }
     AsioHost host;
     host.run();
-    ASSERT_TRUE(Eventually([&] { return host.blocks > 0; }));
+    ASSERT_TRUE(host.awaitBlocks(1));
     if (k % 2 == 0) {
       host->ASIOStop();
       host->ASIODisposeBuffers();
       host->ASIOExit();
     }
   }
-  EXPECT_EQ(rig.statistics().created, 200);
   EXPECT_TRUE(rig.nothingLeft());
   DWORD handlesAfter = 0;
   GetProcessHandleCount(GetCurrentProcess(), &handlesAfter);
   EXPECT_LT(handlesAfter, handlesBefore + 20) << "handles leak";
-}
-
-// At 64 frames 2.7 million blocks are an hour.
-TEST(AsioMisbehaviour, AnHourOnTheFastClockLeavesNothing) {
-  TestAsioRig rig;
-  constexpr int64_t kBlocks = 2700000;
-  rig.configure("clock=fast inputs=2 outputs=2 signal=codes blocks=" + std::to_string(kBlocks));
-  AsioHost host;
-  host.signalsReady = true;
-  host.run();
-  ASSERT_TRUE(Eventually([&] { return host.blocks > 100000; }, std::chrono::seconds(60)));
-  DWORD handlesBefore = 0;
-  GetProcessHandleCount(GetCurrentProcess(), &handlesBefore);
-  const int64_t memoryBefore = committedBytes();
-  EXPECT_TRUE(Eventually([&] { return rig.statistics().blocks == kBlocks; }, std::chrono::seconds(120)));
-  DWORD handlesAfter = 0;
-  GetProcessHandleCount(GetCurrentProcess(), &handlesAfter);
-  EXPECT_EQ(host.blocks, kBlocks);
-  EXPECT_EQ(rig.statistics().mismatches, 0);
-  EXPECT_LE(handlesAfter, handlesBefore + 2);
-  EXPECT_LT(committedBytes() - memoryBefore, 1 << 20);
-  host.unload();
-  EXPECT_TRUE(rig.nothingLeft());
 }
 
 }  // namespace

@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
-#include "platform/startup_link.h"
 #include "scratch_location.h"
 #include "settings/settings_store.h"
 
@@ -30,15 +28,6 @@ TEST(SettingsFile, CutAtAnyLengthItGivesWhatIsStillWhole) {
     }
   }
   EXPECT_EQ(most, settings.size());
-}
-
-TEST(SetRunAtStartup, MakesAndRemovesTheEntry) {
-  const platform::TemporaryFolder folder;
-  setenv("XDG_CONFIG_HOME", folder.name("configuration").c_str(), 1);
-  for (const bool enabled : {true, true, false, false}) {
-    EXPECT_TRUE(SetRunAtStartup(enabled));
-    EXPECT_EQ(platform::StartupLinkExists(), enabled);
-  }
 }
 
 }  // namespace

@@ -1,262 +1,224 @@
 #include "support/windows/test_asio_driver.h"
 
-#include <chrono>
-#include <cstdio>
-#include <cstring>
-#include <thread>
+#include <objbase.h>
 
-#include "platform/audio_driver.h"
+#include <cstdio>
+#include <new>
+
+#include "support/windows/test_asio_session.h"
 
 namespace tarnwick::tests {
+namespace {
 
-using platform::ASE_InvalidMode;
-using platform::ASE_InvalidParameter;
-using platform::ASE_NotPresent;
-using platform::ASE_OK;
+using namespace platform;
+using std::chrono::milliseconds;
 
-TestAsioDriver::TestAsioDriver(TestAsioDevice& device, const GUID& classId)
-    : device_(device), settings_(device.current()), classId_(classId), thread_(GetCurrentThreadId()) {
-  device_.objects += 1;
-  device_.created += 1;
-  hang("load");
-}
-
-TestAsioDriver::~TestAsioDriver() {
-  hang("release");
-  if (settings_.abruptRelease != 0 && session_) {
-    std::thread([session = std::move(session_)] {
-      std::this_thread::sleep_for(std::chrono::milliseconds(20));
-      session->stop();
-    }).detach();
+class Driver final : public AsioComDriver {
+ public:
+  Driver() {
+    seen_.objects += 1;
+    hang("load");
   }
-  if (session_) {
-    // Released with its buffers.
-    device_.wrongOrder += 1;
-    session_.reset();
+  Driver(const Driver&) = delete;
+  Driver& operator=(const Driver&) = delete;
+
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override {
+    const bool known = IsEqualIID(id, IID_IUnknown) || IsEqualIID(id, TestAsioClass());
+    *object = known ? this : nullptr;
+    references_ += known ? 1 : 0;
+    return known ? S_OK : E_NOINTERFACE;
   }
-  device_.objects -= 1;
-  device_.report(settings_.report);
-}
-
-HRESULT TestAsioDriver::QueryInterface(REFIID id, void** object) {
-  if (!IsEqualIID(id, IID_IUnknown) && !IsEqualIID(id, classId_)) {
-    *object = nullptr;
-    return E_NOINTERFACE;
-  }
-  *object = this;
-  AddRef();
-  return S_OK;
-}
-
-ULONG TestAsioDriver::AddRef() {
-  return ++references_;
-}
-
-ULONG TestAsioDriver::Release() {
-  device_.wrongThread += GetCurrentThreadId() != thread_ ? 1 : 0;
-  const ULONG left = --references_;
-  if (left == 0) {
-    delete this;
-  }
-  return left;
-}
-
-bool TestAsioDriver::enter(const char* name) {
-  device_.wrongThread += GetCurrentThreadId() != thread_ ? 1 : 0;
-  hang(name);
-  return initialised_ || !orderFault();
-}
-
-void TestAsioDriver::hang(const char* name) {
-  if (settings_.hang == name) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(settings_.hangMs));
-  }
-}
-
-bool TestAsioDriver::orderFault() {
-  device_.wrongOrder += 1;
-  return true;
-}
-
-platform::AsioBool TestAsioDriver::init(void* window) {
-  device_.wrongThread += GetCurrentThreadId() != thread_ ? 1 : 0;
-  device_.window = window;
-  hang("init");
-  initialised_ = settings_.init.empty();
-  return initialised_ ? 1 : 0;
-}
-
-void TestAsioDriver::getDriverName(char* name) {
-  std::strcpy(name, "Tarnwick Test ASIO");
-}
-
-int32_t TestAsioDriver::getDriverVersion() {
-  return 1;
-}
-
-void TestAsioDriver::getErrorMessage(char* text) {
-  std::snprintf(text, 124, "%s", settings_.init.c_str());
-}
-
-int32_t TestAsioDriver::start() {
-  if (!enter("start") || !session_ || session_->running()) {
-    device_.wrongOrder += 1;
-    return ASE_InvalidMode;
-  }
-  if (settings_.startResult == ASE_OK) {
-    session_->start();
-  }
-  return settings_.startResult;
-}
-
-int32_t TestAsioDriver::stop() {
-  if (!enter("stop") || !session_ || !session_->running()) {
-    device_.wrongOrder += 1;
-    return ASE_InvalidMode;
-  }
-  if (settings_.abruptRelease == 0) {
-    session_->stop();
-  }
-  return settings_.stopResult;
-}
-
-int32_t TestAsioDriver::getChannels(int32_t* inputs, int32_t* outputs) {
-  if (!enter("channels")) {
-    return ASE_NotPresent;
-  }
-  *inputs = settings_.inputs;
-  *outputs = settings_.outputs;
-  return settings_.channelsResult;
-}
-
-int32_t TestAsioDriver::getLatencies(int32_t* input, int32_t* output) {
-  if (!enter("latencies")) {
-    return ASE_NotPresent;
-  }
-  *input = settings_.inputLatency;
-  *output = settings_.outputLatency;
-  return settings_.latenciesResult;
-}
-
-int32_t TestAsioDriver::getBufferSize(int32_t* minimum, int32_t* maximum, int32_t* preferred, int32_t* granularity) {
-  if (!enter("buffer-size")) {
-    return ASE_NotPresent;
-  }
-  *minimum = settings_.minimum;
-  *maximum = settings_.maximum;
-  *preferred = settings_.preferred;
-  *granularity = settings_.granularity;
-  return settings_.bufferSizeResult;
-}
-
-int32_t TestAsioDriver::canSampleRate(double rate) {
-  return rate == static_cast<double>(settings_.rate) ? ASE_OK : platform::ASE_NoClock;
-}
-
-int32_t TestAsioDriver::getSampleRate(double* rate) {
-  *rate = settings_.rate;
-  return ASE_OK;
-}
-
-int32_t TestAsioDriver::setSampleRate(double rate) {
-  return canSampleRate(rate);
-}
-
-int32_t TestAsioDriver::getClockSources(platform::AsioClockSource* sources, int32_t* count) {
-  *sources = {0, -1, -1, 1, "Internal"};
-  *count = 1;
-  return ASE_OK;
-}
-
-int32_t TestAsioDriver::setClockSource(int32_t index) {
-  return index == 0 ? ASE_OK : ASE_InvalidParameter;
-}
-
-int32_t TestAsioDriver::getSamplePosition(platform::AsioWide* /*position*/, platform::AsioWide* /*time*/) {
-  return platform::ASE_SPNotAdvancing;
-}
-
-int32_t TestAsioDriver::getChannelInfo(platform::AsioChannelInfo* info) {
-  if (!enter("channel-info")) {
-    return ASE_NotPresent;
-  }
-  const bool isInput = info->isInput != 0;
-  if (info->channel < 0 || info->channel >= (isInput ? settings_.inputs : settings_.outputs)) {
-    return ASE_InvalidParameter;
-  }
-  info->isActive = session_ ? 1 : 0;
-  info->group = info->channel / 8;
-  info->type = isInput ? settings_.inputType(info->channel) : settings_.outputType(info->channel);
-  if (info->channel == 1) {
-    // A name that fills its room, of characters that take more of it as UTF-8.
-    std::memset(info->name, '\xE4', sizeof info->name);
-  } else {
-    std::snprintf(info->name, sizeof info->name, "%s %d", isInput ? "In" : "Out", info->channel + 1);
-  }
-  return settings_.channelInfoResult;
-}
-
-int32_t TestAsioDriver::createBuffers(platform::AsioBufferInfo* infos, int32_t count, int32_t blockLength,
-                                      const platform::AsioCallbackRecord* callbacks) {
-  if (!enter("create") || session_) {
-    device_.wrongOrder += 1;
-    return ASE_InvalidMode;
-  }
-  for (int32_t k = 0; k < count; ++k) {
-    if (infos[k].channel < 0 || infos[k].channel >= (infos[k].isInput != 0 ? settings_.inputs : settings_.outputs)) {
-      return ASE_InvalidParameter;
+  ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
+  ULONG STDMETHODCALLTYPE Release() override {
+    seen_.wrongThread += GetCurrentThreadId() != thread_ ? 1 : 0;
+    const ULONG left = --references_;
+    if (left == 0) {
+      delete this;
     }
+    return left;
   }
-  if (blockLength < settings_.minimum || blockLength > settings_.maximum) {
-    return ASE_InvalidMode;
-  }
-  if (settings_.createResult != ASE_OK) {
-    return settings_.createResult;
-  }
-  session_ = std::make_unique<TestAsioSession>(device_, settings_, blockLength, *callbacks);
-  session_->giveBuffers(infos, count);
-  session_->strayBlocks(settings_.blocksInCreate);
-  return ASE_OK;
-}
 
-int32_t TestAsioDriver::disposeBuffers() {
-  if (!enter("dispose") || !session_) {
-    device_.wrongOrder += 1;
-    return ASE_InvalidMode;
+  AsioBool init(void* window) override {
+    seen_.wrongThread += GetCurrentThreadId() != thread_ ? 1 : 0;
+    seen_.window = window;
+    hang("init");
+    initialised_ = settings_.text("init").empty();
+    return initialised_ ? 1 : 0;
   }
-  if (settings_.abruptRelease == 0) {
-    session_.reset();
+  void getErrorMessage(char* text) override { std::snprintf(text, 124, "%s", settings_.text("init").c_str()); }
+  int32_t start() override {
+    if (!enter("start", session_ && !session_->running())) {
+      return ASE_InvalidMode;
+    }
+    if (settings_.number("start") == ASE_OK) {
+      session_->start();
+    }
+    return settings_.number("start");
   }
-  return ASE_OK;
-}
-
-int32_t TestAsioDriver::controlPanel() {
-  enter("panel");
-  device_.panels += 1;
-  if (settings_.panelMs == 0) {
+  int32_t stop() override {
+    if (!enter("stop", session_ && session_->running())) {
+      return ASE_InvalidMode;
+    }
+    if (settings_.number("abrupt-release") == 0) {
+      session_->stop();
+    }
+    return settings_.number("stop");
+  }
+  int32_t getChannels(int32_t* inputs, int32_t* outputs) override {
+    enter("channels");
+    *inputs = settings_.number("inputs");
+    *outputs = settings_.number("outputs");
+    return settings_.number("channels");
+  }
+  int32_t getLatencies(int32_t* input, int32_t* output) override {
+    enter("latencies");
+    *input = settings_.number("input-latency");
+    *output = settings_.number("output-latency");
     return ASE_OK;
   }
-  // As a dialog does: a message loop on the caller's thread.
-  const UINT_PTR timer = SetTimer(nullptr, 0, static_cast<UINT>(settings_.panelMs), nullptr);
-  MSG message;
-  while (GetMessageW(&message, nullptr, 0, 0) > 0 && !(message.message == WM_TIMER && message.wParam == timer)) {
-    DispatchMessageW(&message);
+  int32_t getBufferSize(int32_t* minimum, int32_t* maximum, int32_t* preferred, int32_t* granularity) override {
+    enter("buffer-size");
+    *minimum = settings_.number("minimum");
+    *maximum = settings_.number("maximum");
+    *preferred = settings_.number("preferred");
+    *granularity = settings_.number("granularity");
+    return settings_.number("buffer-size");
   }
-  KillTimer(nullptr, timer);
-  return ASE_OK;
+  int32_t getChannelInfo(AsioChannelInfo* info) override {
+    enter("channel-info");
+    const bool isInput = info->isInput != 0;
+    if (info->channel < 0 || info->channel >= settings_.number(isInput ? "inputs" : "outputs")) {
+      return ASE_InvalidParameter;
+    }
+    info->isActive = session_ ? 1 : 0;
+    info->group = info->channel / 8;
+    info->type = settings_.sampleType(isInput, info->channel);
+    if (info->channel == 1) {
+      // A name that fills its room, of characters that take more of it as UTF-8.
+      std::memset(info->name, '\xE4', sizeof info->name);
+    } else {
+      std::snprintf(info->name, sizeof info->name, "%s %d", isInput ? "In" : "Out", info->channel + 1);
+    }
+    return settings_.number("channel-info");
+  }
+  int32_t createBuffers(AsioBufferInfo* infos, int32_t count, int32_t blockLength,
+                        const AsioCallbackRecord* callbacks) override {
+    if (!enter("create", !session_)) {
+      return ASE_InvalidMode;
+    }
+    if (settings_.number("create") == ASE_OK) {
+      session_ = std::make_unique<TestAsioSession>(settings_, blockLength, *callbacks);
+      session_->giveBuffers(infos, count);
+      session_->strayBlocks(settings_.number("blocks-in-create"));
+    }
+    return settings_.number("create");
+  }
+  int32_t disposeBuffers() override {
+    if (!enter("dispose", session_ != nullptr)) {
+      return ASE_InvalidMode;
+    }
+    if (settings_.number("abrupt-release") == 0) {
+      session_.reset();
+    }
+    return ASE_OK;
+  }
+  int32_t controlPanel() override {
+    enter("panel");
+    seen_.panels += 1;
+    if (settings_.number("panel-ms") > 0) {
+      // As a dialog does: a message loop on the caller's thread.
+      const UINT_PTR timer = SetTimer(nullptr, 0, static_cast<UINT>(settings_.number("panel-ms")), nullptr);
+      MSG message;
+      while (GetMessageW(&message, nullptr, 0, 0) > 0 && !(message.message == WM_TIMER && message.wParam == timer)) {
+        DispatchMessageW(&message);
+      }
+      KillTimer(nullptr, timer);
+    }
+    return ASE_OK;
+  }
+  int32_t outputReady() override {
+    hang("output-ready");
+    seen_.outputReadies += 1;
+    if (settings_.number("notify") != 0 && session_ && session_->running()) {
+      session_->notifyAll();
+    }
+    return ASE_OK;
+  }
+
+  // What no host of these tests calls.
+  void getDriverName(char* name) override { *name = '\0'; }
+  int32_t getDriverVersion() override { return 1; }
+  int32_t canSampleRate(double) override { return ASE_NotPresent; }
+  int32_t getSampleRate(double*) override { return ASE_NotPresent; }
+  int32_t setSampleRate(double) override { return ASE_NotPresent; }
+  int32_t getClockSources(AsioClockSource*, int32_t*) override { return ASE_NotPresent; }
+  int32_t setClockSource(int32_t) override { return ASE_NotPresent; }
+  int32_t getSamplePosition(AsioWide*, AsioWide*) override { return ASE_NotPresent; }
+  int32_t future(int32_t, void*) override { return ASE_InvalidParameter; }
+
+ private:
+  ~Driver() {
+    hang("release");
+    if (session_ && settings_.number("abrupt-release") != 0) {
+      std::thread([session = std::move(session_)] {
+        std::this_thread::sleep_for(milliseconds(20));
+        session->stop();
+      }).detach();
+    }
+    seen_.wrongOrder += session_ ? 1 : 0;  // released with its buffers
+    session_.reset();
+    seen_.objects -= 1;
+    report();
+  }
+
+  // Notes a call: on the right thread, with init behind it, and where it may come.
+  bool enter(const char* name, bool inOrder = true) {
+    seen_.wrongThread += GetCurrentThreadId() != thread_ ? 1 : 0;
+    hang(name);
+    seen_.wrongOrder += initialised_ && inOrder ? 0 : 1;
+    return initialised_ && inOrder;
+  }
+  void hang(const char* name) const {
+    if (settings_.text("hang") == name) {
+      std::this_thread::sleep_for(milliseconds(settings_.number("hang-ms")));
+    }
+  }
+  void report() const {
+    FILE* out = settings_.text("report").empty() ? nullptr : std::fopen(settings_.text("report").c_str(), "wb");
+    if (out == nullptr) {
+      return;
+    }
+    const auto blocks = static_cast<double>(seen_.blocks);
+    std::fprintf(out,
+                 "{\"blocks\":%.0f,\"lateBlocks\":%.0f,\"averageMs\":%.4f,\"maximumMs\":%.4f,\"outputPeak\":%.6f,"
+                 "\"wrongThread\":%d,\"wrongOrder\":%d,\"objects\":%d,\"bufferSets\":%d,\"outputReadies\":%d,"
+                 "\"window\":%s}\n",
+                 blocks, static_cast<double>(seen_.lateBlocks),
+                 blocks > 0 ? static_cast<double>(seen_.callbackTicks) / blocks / 1e4 : 0.0,
+                 static_cast<double>(seen_.maximumTicks) / 1e4, static_cast<double>(seen_.outputPeak),
+                 seen_.wrongThread.load(), seen_.wrongOrder.load(), seen_.objects.load(), seen_.bufferSets.load(),
+                 seen_.outputReadies.load(), seen_.window.load() != nullptr ? "true" : "false");
+    std::fclose(out);
+  }
+
+  TestAsioStatistics& seen_ = Device().seen;
+  const TestAsioSettings settings_ = Device().current();
+  const DWORD thread_ = GetCurrentThreadId();
+  std::atomic<ULONG> references_{1};
+  bool initialised_ = false;
+  std::unique_ptr<TestAsioSession> session_;
+};
+
+}  // namespace
+
+AsioComDriver* MakeTestAsioDriver() {
+  return new (std::nothrow) Driver;
 }
 
-int32_t TestAsioDriver::future(int32_t /*selector*/, void* /*parameter*/) {
-  return ASE_InvalidParameter;
-}
-
-int32_t TestAsioDriver::outputReady() {
-  hang("output-ready");
-  device_.outputReadies += 1;
-  if (settings_.notify != 0 && session_ && session_->running()) {
-    session_->notifyAll();
-  }
-  return settings_.outputReady != 0 ? ASE_OK : ASE_NotPresent;
+GUID TestAsioClass() {
+  GUID id = {};
+  CLSIDFromString(kTestAsioClassId, &id);
+  return id;
 }
 
 }  // namespace tarnwick::tests

@@ -5,7 +5,6 @@
 #include <objbase.h>
 #include <windows.h>
 
-#include <functional>
 #include <string>
 
 #include "platform/text.h"
@@ -17,48 +16,31 @@ namespace tarnwick::tests {
 class TestAsioRig {
  public:
   TestAsioRig() {
-    wchar_t folder[MAX_PATH] = {};
-    const DWORD length = GetModuleFileNameW(nullptr, folder, MAX_PATH);
-    file = std::wstring(folder, length);
+    wchar_t program[MAX_PATH] = {};
+    GetModuleFileNameW(nullptr, program, MAX_PATH);
+    file = program;
     file = file.substr(0, file.rfind(L'\\') + 1) + platform::WideFromUtf8(TARNWICK_TEST_ASIO_FILE);
     module_ = LoadLibraryW(file.c_str());
     if (module_ == nullptr) {
       ADD_FAILURE() << "the test driver's file does not load";
       std::abort();
     }
-    configure_ = function<TestAsioConfigureFunction>("TestAsioConfigure");
-    statistics_ = function<TestAsioStatisticsFunction>("TestAsioGetStatistics");
-    reset_ = function<TestAsioResetFunction>("TestAsioReset");
+    seen_ = function<TestAsioResetFunction>("TestAsioReset")();
     EXPECT_EQ(function<HRESULT(WINAPI*)()>("DllRegisterServer")(), S_OK);
     configure("");
-    configure("", 1);
-    reset_(0);
-    reset_(1);
   }
   TestAsioRig(const TestAsioRig&) = delete;
   TestAsioRig& operator=(const TestAsioRig&) = delete;
   // Its file stays loaded: threads that a test let loose may still be in it.
-  ~TestAsioRig() {
-    configure("");
-    configure("", 1);
-    EXPECT_EQ(function<HRESULT(WINAPI*)()>("DllUnregisterServer")(), S_OK);
-  }
+  ~TestAsioRig() { EXPECT_EQ(function<HRESULT(WINAPI*)()>("DllUnregisterServer")(), S_OK); }
 
-  void configure(const std::string& words, int32_t driver = 0) {
-    EXPECT_TRUE(configure_(driver, words.c_str())) << words;
+  void configure(const std::string& words) {
+    EXPECT_TRUE(function<TestAsioConfigureFunction>("TestAsioConfigure")(words.c_str())) << words;
   }
-  TestAsioStatistics statistics(int32_t driver = 0) const {
-    TestAsioStatistics result = {};
-    statistics_(driver, &result);
-    return result;
-  }
+  const TestAsioStatistics& statistics() const { return *seen_; }
   // No driver, buffer or thread of the test driver is left.
   bool nothingLeft() const {
-    return Eventually([this] {
-      const TestAsioStatistics one = statistics(0);
-      const TestAsioStatistics two = statistics(1);
-      return one.objects + one.bufferSets + one.threads + two.objects + two.bufferSets + two.threads == 0;
-    });
+    return Eventually([this] { return seen_->objects + seen_->bufferSets + seen_->threads == 0; });
   }
 
   std::wstring file;
@@ -70,9 +52,7 @@ class TestAsioRig {
   }
 
   HMODULE module_ = nullptr;
-  TestAsioConfigureFunction configure_ = nullptr;
-  TestAsioStatisticsFunction statistics_ = nullptr;
-  TestAsioResetFunction reset_ = nullptr;
+  const TestAsioStatistics* seen_ = nullptr;
 };
 
 }  // namespace tarnwick::tests
