@@ -25,6 +25,7 @@ TEST(JackRealtime, ACycleNeitherAllocatesNorLocksNorWaits) {
     }
   };
   host.run();
+  ASSERT_TRUE(host.awaitBlocks(1));
   tests::TakeSeen();  // what the watch itself took to begin
   allocate = true;
   EXPECT_TRUE(Eventually([&] { return host.blocks > 300; }));
