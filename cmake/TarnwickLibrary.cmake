@@ -44,7 +44,7 @@ function(tarnwick_test name)
   endif()
   add_executable(${name} ${ARG_SOURCES})
   target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR}/tests)
-  # What is tested is built as it is shipped; the tests themselves are only to be built fast.
+  # Tests are only to be built fast; what they test keeps the optimisation of its preset.
   target_compile_options(${name} PRIVATE -O0)
   target_link_libraries(${name} PRIVATE ${ARG_USES} GTest::gmock GTest::gtest_main Threads::Threads tarnwick_options)
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
