@@ -7,7 +7,7 @@
 #include "app/scheduled_restart.h"
 #include "app/settings.h"
 #include "app/shutdown.h"
-#include "platform/audio_back_ends.h"
+#include "platform/audio/audio_back_ends.h"
 #include "platform/paths.h"
 
 namespace tarnwick::app {
@@ -16,8 +16,8 @@ namespace {
 constexpr int32_t kNormalPriorityIndex = 2;  // row "Normal" of the priority table
 
 // The virtual device's first block is the host's first, however long the effects take to load.
-platform::VirtualOptions virtualOptions(const Options& options, const Preferences& preferences) {
-  platform::VirtualOptions device = options.virtualDevice;
+sound::VirtualOptions virtualOptions(const Options& options, const Preferences& preferences) {
+  sound::VirtualOptions device = options.virtualDevice;
   device.held = options.start;
   if (options.seconds > 0.0) {
     device.blockLimit = BlocksForSeconds(options, preferences);
@@ -52,7 +52,7 @@ Application::Application(Options programOptions, Surface programSurface, const s
       surface(std::move(programSurface)),
       preferences(PreferencesFrom(options, stored)),
       log([this](const std::wstring& line) { surface.logLine(line); }),
-      virtualDevice(std::make_unique<platform::VirtualDevice>(virtualOptions(options, preferences))),
+      virtualDevice(std::make_unique<sound::VirtualDevice>(virtualOptions(options, preferences))),
       backEnd(allBackEnds(*this)),
       engine(steering),
       host(engine, MakeHostUi(*this)) {
@@ -62,13 +62,13 @@ Application::Application(Options programOptions, Surface programSurface, const s
       latenciesPosted.store(false);
     }
   };
-  if (options.virtualDevice.clock == platform::VirtualClock::fast) {
+  if (options.virtualDevice.clock == sound::VirtualClock::fast) {
     // A clock that never waits has no deadlines, and at a raised priority it would keep a processor from all others.
     engine.mmcssEnabled = false;
     engine.enginePriority = kNormalPriorityIndex;
   }
   host.pluginPath = options.plugin.empty() ? BundledEffect() : options.plugin;
-  devices.selected = options.device.value_or(platform::kVirtualDriverName);
+  devices.selected = options.device.value_or(sound::kVirtualDriverName);
   TakeSettings(*this, stored);
   wantedDevice = devices.selected;
 }

@@ -17,12 +17,12 @@
 #include "engine/audio_control.h"
 #include "engine/engine.h"
 #include "engine/host.h"
-#include "platform/audio_driver.h"
+#include "platform/audio/audio_driver.h"
 #include "platform/power.h"
 #include "platform/ui_thread.h"
-#include "platform/virtual/virtual_driver.h"
 #include "settings/program_settings.h"
 #include "settings/save_schedule.h"
+#include "sound/virtual/virtual_driver.h"
 #include "system/cpu_steering.h"
 #include "system/scheduled_reboot.h"
 
@@ -97,7 +97,7 @@ struct Application {
   StatusLog log;
   platform::UiThread ui;
   system::CpuSteering steering;
-  std::unique_ptr<platform::VirtualDevice> virtualDevice;
+  std::unique_ptr<sound::VirtualDevice> virtualDevice;
   std::mutex lostDeviceMutex;            // guards the next one alone
   std::optional<LostDevice> lostDevice;  // told by a thread of a back end, until it is looked after
   platform::AudioBackEnd backEnd;        // the system's devices, then the virtual one

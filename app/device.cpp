@@ -19,8 +19,7 @@ engine::SessionRequest sessionRequest(const Application& app) {
 // The virtual device plays its file as it is; a file made for another rate sounds wrong, which the user should know.
 void tellSourceRate(Application& app) {
   const double rate = app.virtualDevice->sourceRate();
-  if (app.engine.session.deviceName == platform::kVirtualDriverName && rate > 0.0 &&
-      rate != app.preferences.sampleRate) {
+  if (app.engine.session.deviceName == sound::kVirtualDriverName && rate > 0.0 && rate != app.preferences.sampleRate) {
     app.log.add(L"The virtual source's sample rate is " + std::to_wstring(std::lround(rate)) + L" Hz, the session's " +
                 std::to_wstring(std::lround(app.preferences.sampleRate)) + L" Hz.");
   }
@@ -122,7 +121,7 @@ int64_t FramesForSeconds(double seconds, double sampleRate) {
 }
 
 int64_t BlocksForSeconds(const Options& options, const Preferences& preferences) {
-  const platform::VirtualOptions& device = options.virtualDevice;
+  const sound::VirtualOptions& device = options.virtualDevice;
   const int32_t length = engine::ChooseBlockLength(preferences.bufferSize, device.minimumBlock, device.maximumBlock,
                                                    device.preferredBlock);
   return (FramesForSeconds(options.seconds, preferences.sampleRate) + length - 1) / length;

@@ -10,8 +10,8 @@
 namespace tarnwick::app {
 namespace {
 
-using platform::VirtualClock;
 using platform::WideFromUtf8;
+using sound::VirtualClock;
 
 // An empty text is most likely a variable of a script that was never set.
 const CLI::Validator kNotEmpty(
@@ -75,7 +75,7 @@ void addProgramOptions(CLI::App& parser, Options& options, RawOptions& raw) {
   parser.add_flag("--version", options.version, "Print the version, and exit");
 }
 
-void addVirtualOptions(CLI::App& parser, platform::VirtualOptions& device, RawOptions& raw) {
+void addVirtualOptions(CLI::App& parser, sound::VirtualOptions& device, RawOptions& raw) {
   parser.add_option("--virtual-inputs", device.inputs, "Inputs of the virtual device (default 8)")
       ->check(CLI::Range(1, 1024))
       ->type_name("N");

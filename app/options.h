@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/virtual/virtual_driver.h"
+#include "sound/virtual/virtual_driver.h"
 
 namespace tarnwick::app {
 
@@ -22,7 +22,7 @@ struct Options {
   std::wstring
       settings;  // where the settings lie: a file, on Windows a key of the current user; empty = the usual place
   uint16_t remotePort = 20831;  // of the remote control server; 0 = no server
-  platform::VirtualOptions virtualDevice;
+  sound::VirtualOptions virtualDevice;
   bool listDevices = false;
   std::wstring validate;  // path of a module to validate
   bool version = false;

@@ -48,7 +48,7 @@ SavedInstance savedFrom(const engine::InstanceRow& row) {
 
 // A clock that never waits runs without priority, whatever is set.
 bool runsAtPriority(const Application& app) {
-  return app.options.virtualDevice.clock != platform::VirtualClock::fast;
+  return app.options.virtualDevice.clock != sound::VirtualClock::fast;
 }
 
 void tellFailure(Application& app) {

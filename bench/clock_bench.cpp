@@ -8,7 +8,7 @@
 
 #include "bench/statistics.h"
 #include "platform/threads.h"
-#include "platform/virtual/virtual_driver.h"
+#include "sound/virtual/virtual_driver.h"
 
 namespace tarnwick::bench {
 namespace {
@@ -48,10 +48,10 @@ void bareSleeper(const std::atomic<bool>& stop, Samples& samples) {
 }
 
 void run() {
-  platform::VirtualOptions options;
-  platform::VirtualDevice device(options);
+  sound::VirtualOptions options;
+  sound::VirtualDevice device(options);
   device.prepare(nullptr);
-  const auto driver = device.backEnd().loadAsioDriver(platform::kVirtualDriverName);
+  const auto driver = device.backEnd().loadAsioDriver(sound::kVirtualDriverName);
   platform::AudioInitRequest init;
   init.sampleRate = kRate;
   driver->ASIOInit(init);

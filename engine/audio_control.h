@@ -6,7 +6,7 @@
 
 #include "engine/engine.h"
 #include "engine/host_ui.h"
-#include "platform/audio_driver.h"
+#include "platform/audio/audio_driver.h"
 
 namespace tarnwick::engine {
 

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "engine/callback_epoch.h"
-#include "platform/audio_driver.h"
+#include "platform/audio/audio_driver.h"
 
 namespace tarnwick::engine {
 

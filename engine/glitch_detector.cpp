@@ -4,7 +4,7 @@
 #include <atomic>
 
 #include "engine/atomic_word.h"
-#include "engine/block_ops.h"
+#include "sound/block_ops.h"
 
 namespace tarnwick::engine {
 namespace {
@@ -53,7 +53,7 @@ void EvaluateHistory(GlitchDetector& detector) noexcept {
   const float* middle = block(detector.blocksSeen - 2);
   const float* newest = block(detector.blocksSeen - 1);
   // The middle first: with signal its first sample already decides.
-  const bool dropout = AllZero(middle, n) && !AnyZero(oldest, n) && !AnyZero(newest, n);
+  const bool dropout = sound::AllZero(middle, n) && !sound::AnyZero(oldest, n) && !sound::AnyZero(newest, n);
   if (dropout && !detector.inGlitch) {
     countOne(detector.glitchCount);
   }

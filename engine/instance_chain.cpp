@@ -4,10 +4,10 @@
 #include <cstring>
 
 #include "engine/atomic_word.h"
-#include "engine/block_ops.h"
-#include "engine/sample_format.h"
-#include "platform/audio_driver.h"
+#include "platform/audio/audio_driver.h"
 #include "platform/clock.h"
+#include "sound/block_ops.h"
+#include "sound/sample_format.h"
 
 namespace tarnwick::engine {
 namespace {
@@ -35,7 +35,7 @@ bool fetchSource(const Engine& engine, const InstanceConfig& config, float* inpu
   if (buffer == nullptr) {
     return false;
   }
-  ReadBlock(InputType(engine.session, channel), buffer, input, n);
+  sound::ReadBlock(InputType(engine.session, channel), buffer, input, n);
   return true;
 }
 
@@ -64,8 +64,8 @@ void forChannel(int32_t type, const void* buffer, int32_t n, Feed feed) noexcept
   const auto* bytes = static_cast<const uint8_t*>(buffer);
   for (int32_t from = 0; from < n; from += kPiece) {
     const int32_t count = std::min(kPiece, n - from);
-    ReadBlock(type, bytes + static_cast<size_t>(from) * static_cast<size_t>(platform::BytesPerSample(type)), piece,
-              count);
+    sound::ReadBlock(type, bytes + static_cast<size_t>(from) * static_cast<size_t>(platform::BytesPerSample(type)),
+                     piece, count);
     feed(piece, count);
   }
 }
@@ -79,7 +79,7 @@ void ProcessInstance(Engine& engine, InstanceSlot& slot, int32_t half, int32_t n
   if (hasSource) {
     const float gain = LoadWord(slot.config.inputGain);
     if (gain != 1.0f) {
-      MultiplyBlock(input, gain, n);
+      sound::MultiplyBlock(input, gain, n);
     }
   }
   meterInstance(engine, slot, hasSource, n);
@@ -92,7 +92,7 @@ void ProcessInstance(Engine& engine, InstanceSlot& slot, int32_t half, int32_t n
   }
   const float gain = LoadWord(slot.config.outputGain);
   if (gain != 1.0f) {
-    MultiplyBlock(output, gain, n);
+    sound::MultiplyBlock(output, gain, n);
   }
 }
 
@@ -103,7 +103,7 @@ void SumInstance(Engine& engine, const InstanceSlot& slot, int32_t half, int32_t
   }
   void* buffer = OutputBuffer(engine.session, channel, half);
   if (buffer != nullptr) {
-    AddBlock(OutputType(engine.session, channel), buffer, slot.output.data(), n);
+    sound::AddBlock(OutputType(engine.session, channel), buffer, slot.output.data(), n);
   }
 }
 
@@ -111,7 +111,7 @@ void ClearOutputs(Engine& engine, int32_t half, int32_t n) noexcept {
   for (int32_t k = 0; k < engine.session.numOutputs; ++k) {
     void* buffer = OutputBuffer(engine.session, k, half);
     if (buffer != nullptr) {
-      ClearBlock(OutputType(engine.session, k), buffer, n);
+      sound::ClearBlock(OutputType(engine.session, k), buffer, n);
     }
   }
 }
@@ -152,7 +152,7 @@ void FeedOutputMeters(Engine& engine, int32_t half, int32_t n, bool intoTotals) 
       const double squares = FeedRing(ring, window, samples, count);
       if (intoTotals) {
         totals.squares += squares;
-        totals.peak = std::max(totals.peak, PeakOfBlock(samples, count));
+        totals.peak = std::max(totals.peak, sound::PeakOfBlock(samples, count));
         totals.frames += count;
       }
     });
@@ -181,7 +181,7 @@ void DetectGlitches(Engine& engine, const InstanceOrder& order, int32_t half, in
       continue;
     }
     if (float* block = NextHistoryBlock(slot.glitch, n)) {
-      ReadBlock(OutputType(engine.session, channel), buffer, block, n);
+      sound::ReadBlock(OutputType(engine.session, channel), buffer, block, n);
       EvaluateHistory(slot.glitch);
     }
   }

@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "engine/atomic_word.h"
-#include "engine/block_ops.h"
+#include "sound/block_ops.h"
 
 namespace tarnwick::engine {
 
@@ -35,7 +35,7 @@ double FeedRing(MeterRing& ring, const MeterWindow& window, const float* samples
   int32_t filled = ring.fillCount;
   while (n > 0) {
     const int32_t count = std::min(n, ring.length - ring.writeIndex);
-    const RingSums squares = ExchangeSquares(ring.ring + ring.writeIndex, samples, count);
+    const sound::RingSums squares = sound::ExchangeSquares(ring.ring + ring.writeIndex, samples, count);
     // Until the ring is full nothing leaves it: what is overwritten is older than the last reset.
     const bool full = filled >= ring.length;
     sum += full ? squares.entering - squares.leaving : squares.entering;

@@ -70,6 +70,9 @@ void RevertProAudio(RealtimeRegistration& registration) noexcept;
 // Names the calling thread for debuggers and system tools; at most 15 ASCII characters.
 void SetThreadName(const char* name) noexcept;
 
+// From now on a write of the calling thread to a pipe or FIFO without a reader fails instead of ending the program.
+void IgnoreClosedPipes() noexcept;
+
 // A word that the calling thread keeps for the program's callback; 0 where it has never been set. Unlike a variable of
 // the compiler's (thread_local), which some systems allocate at a thread's first look, it costs a driver's thread
 // nothing. Real-time safe.

@@ -10,41 +10,41 @@ constexpr size_t kMeterBytes = 72;
 constexpr size_t kFileEntryBytes = 96;
 
 // Opens a message to the pages.
-void openMessage(JsonWriter& json, std::string_view type) {
+void openMessage(text::JsonWriter& json, std::string_view type) {
   json.open('{').key("type").string(type);
 }
 
 }  // namespace
 
 std::string JsonString(std::wstring_view text) {
-  return JsonWriter(text.size() + 2).string(text).take();
+  return text::JsonWriter(text.size() + 2).string(text).take();
 }
 
 std::string JsonStringUtf8(std::string_view text) {
-  return JsonWriter(text.size() + text.size() / 8 + 2).string(text).take();
+  return text::JsonWriter(text.size() + text.size() / 8 + 2).string(text).take();
 }
 
 std::string StatusDocument(const RemoteStatusSnapshot& status) {
-  JsonWriter json(StatusBytes(status));
+  text::JsonWriter json(StatusBytes(status));
   json.open('{');
   WriteStatusMembers(json, status);
   return json.close('}').take();
 }
 
 std::string RecordDocument(const RemoteRecordSnapshot& record) {
-  JsonWriter json(RecordBytes(record));
+  text::JsonWriter json(RecordBytes(record));
   WriteRecord(json, record);
   return json.take();
 }
 
 std::string PlaybackDocument(const RemotePlaybackSnapshot& playback) {
-  JsonWriter json(PlaybackBytes(playback));
+  text::JsonWriter json(PlaybackBytes(playback));
   WritePlayback(json, playback);
   return json.take();
 }
 
 std::string FileListDocument(const std::wstring& path, const std::vector<RemotePlaybackFileEntry>& entries) {
-  JsonWriter json(kSmallBytes + entries.size() * kFileEntryBytes);
+  text::JsonWriter json(kSmallBytes + entries.size() * kFileEntryBytes);
   json.open('{').key("path").string(path).key("entries").open('[');
   for (const RemotePlaybackFileEntry& entry : entries) {
     json.open('{').key("name").string(entry.name);
@@ -55,13 +55,13 @@ std::string FileListDocument(const std::wstring& path, const std::vector<RemoteP
 }
 
 std::string ErrorDocument(std::wstring_view text) {
-  return JsonWriter(kSmallBytes).open('{').key("error").string(text).close('}').take();
+  return text::JsonWriter(kSmallBytes).open('{').key("error").string(text).close('}').take();
 }
 
 std::string MonitorMessage(const RemoteStatusSnapshot& status, const RemoteRecordSnapshot* record,
                            const RemotePlaybackSnapshot* playback) {
-  JsonWriter json(StatusBytes(status) + (record != nullptr ? RecordBytes(*record) : 0) +
-                  (playback != nullptr ? PlaybackBytes(*playback) : 0));
+  text::JsonWriter json(StatusBytes(status) + (record != nullptr ? RecordBytes(*record) : 0) +
+                        (playback != nullptr ? PlaybackBytes(*playback) : 0));
   openMessage(json, "monitor");
   WriteStatusMembers(json, status);
   if (record != nullptr) {
@@ -74,7 +74,7 @@ std::string MonitorMessage(const RemoteStatusSnapshot& status, const RemoteRecor
 }
 
 std::string MetersMessage(const RemoteStatusSnapshot& status) {
-  JsonWriter json(kSmallBytes + status.instances.size() * kMeterBytes);
+  text::JsonWriter json(kSmallBytes + status.instances.size() * kMeterBytes);
   openMessage(json, "meters");
   json.key("instanceCount").natural(status.instances.size()).key("instances").open('[');
   for (size_t k = 0; k < status.instances.size(); ++k) {
@@ -87,7 +87,7 @@ std::string MetersMessage(const RemoteStatusSnapshot& status) {
 }
 
 std::string SeekMessage(const RemoteSeek& seek) {
-  JsonWriter json(kSmallBytes + seek.path.size());
+  text::JsonWriter json(kSmallBytes + seek.path.size());
   openMessage(json, "playback-seek");
   json.key("path").string(seek.path);
   json.key("currentSeconds").seconds(seek.currentSeconds);
@@ -96,7 +96,7 @@ std::string SeekMessage(const RemoteSeek& seek) {
 }
 
 std::string NoticeMessage(std::string_view action, std::wstring_view text) {
-  JsonWriter json(kSmallBytes + text.size());
+  text::JsonWriter json(kSmallBytes + text.size());
   openMessage(json, "notice");
   return json.key("action").string(action).key("text").string(text).close('}').take();
 }

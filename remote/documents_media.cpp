@@ -8,7 +8,7 @@ constexpr size_t kChannelBytes = 128;
 constexpr size_t kItemBytes = 320;
 constexpr size_t kPeakBytes = 8;
 
-void writeChannels(JsonWriter& json, const std::vector<RemoteRecordChannel>& channels) {
+void writeChannels(text::JsonWriter& json, const std::vector<RemoteRecordChannel>& channels) {
   json.open('[');
   for (const RemoteRecordChannel& channel : channels) {
     json.open('{');
@@ -21,7 +21,7 @@ void writeChannels(JsonWriter& json, const std::vector<RemoteRecordChannel>& cha
   json.close(']');
 }
 
-void writePlaylist(JsonWriter& json, const RemotePlaylist& playlist) {
+void writePlaylist(text::JsonWriter& json, const RemotePlaylist& playlist) {
   json.open('{');
   json.key("name").string(playlist.name);
   json.key("selectedIndex").integer(playlist.selectedIndex);
@@ -43,7 +43,7 @@ void writePlaylist(JsonWriter& json, const RemotePlaylist& playlist) {
 
 }  // namespace
 
-void WriteRecord(JsonWriter& json, const RemoteRecordSnapshot& record) {
+void WriteRecord(text::JsonWriter& json, const RemoteRecordSnapshot& record) {
   json.open('{');
   json.key("windowOpen").boolean(record.windowOpen);
   json.key("recordRunning").boolean(record.recordRunning);
@@ -61,7 +61,7 @@ size_t RecordBytes(const RemoteRecordSnapshot& record) {
   return kMediaBytes + (record.inputChannels.size() + record.outputChannels.size()) * kChannelBytes;
 }
 
-void WritePlayback(JsonWriter& json, const RemotePlaybackSnapshot& playback) {
+void WritePlayback(text::JsonWriter& json, const RemotePlaybackSnapshot& playback) {
   json.open('{');
   json.key("windowOpen").boolean(playback.windowOpen);
   json.key("loaded").boolean(playback.loaded);

@@ -7,7 +7,7 @@ namespace {
 constexpr size_t kStatusBytes = 4096;
 constexpr size_t kInstanceBytes = 320;
 
-void writeInstance(JsonWriter& json, size_t index, const RemoteInstance& instance) {
+void writeInstance(text::JsonWriter& json, size_t index, const RemoteInstance& instance) {
   json.open('{');
   json.key("index").natural(index);
   json.key("name").string(instance.name);
@@ -25,7 +25,7 @@ void writeInstance(JsonWriter& json, size_t index, const RemoteInstance& instanc
   json.close('}');
 }
 
-void writeSteering(JsonWriter& json, const RemoteCpuSteering& steering) {
+void writeSteering(text::JsonWriter& json, const RemoteCpuSteering& steering) {
   // By SteeringGroup.
   constexpr std::array<const char*, system::kSteeringGroups> kMasks{"engineMask", "recordMask", "playbackMask",
                                                                     "networkUiMask", "otherProcessesMask"};
@@ -42,7 +42,7 @@ void writeSteering(JsonWriter& json, const RemoteCpuSteering& steering) {
   json.close('}');
 }
 
-void writeDeviceOptions(JsonWriter& json, const RemoteStatusSnapshot& status) {
+void writeDeviceOptions(text::JsonWriter& json, const RemoteStatusSnapshot& status) {
   json.key("deviceOptions").open('[');
   for (const std::wstring& device : status.deviceOptions) {
     json.string(device);
@@ -58,7 +58,7 @@ void writeDeviceOptions(JsonWriter& json, const RemoteStatusSnapshot& status) {
   json.close(']');
 }
 
-void writePriorities(JsonWriter& json, const RemoteStatusSnapshot& status) {
+void writePriorities(text::JsonWriter& json, const RemoteStatusSnapshot& status) {
   json.key("enginePriority").integer(status.enginePriority);
   json.key("uiPriority").integer(status.uiPriority);
   json.key("audioPriority").integer(status.audioPriority);
@@ -70,7 +70,7 @@ void writePriorities(JsonWriter& json, const RemoteStatusSnapshot& status) {
   json.close(']');
 }
 
-void writeUsage(JsonWriter& json, const RemoteStatusSnapshot& status) {
+void writeUsage(text::JsonWriter& json, const RemoteStatusSnapshot& status) {
   json.key("cpuUsagePercent").percent(status.cpuUsagePercent);
   json.key("cpuCoreUsagePercents").open('[');
   for (const float usage : status.cpuCoreUsagePercents) {
@@ -81,7 +81,7 @@ void writeUsage(JsonWriter& json, const RemoteStatusSnapshot& status) {
 
 }  // namespace
 
-void WriteStatusMembers(JsonWriter& json, const RemoteStatusSnapshot& status) {
+void WriteStatusMembers(text::JsonWriter& json, const RemoteStatusSnapshot& status) {
   json.key("service").string(std::string_view("Tarnwick"));
   json.key("running").boolean(status.running);
   json.key("stopping").boolean(status.stopping);

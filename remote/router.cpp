@@ -4,9 +4,9 @@
 #include <iterator>
 #include <optional>
 
-#include "remote/json_writer.h"
 #include "remote/patch_parser.h"
 #include "remote/router_call.h"
+#include "text/json_writer.h"
 
 namespace tarnwick::remote {
 namespace {
@@ -181,7 +181,7 @@ ApiAnswer patchInstance(const Call& call) {
   if (!index || !parsed || !apply || !apply(*index, *parsed)) {
     return Refused(call);
   }
-  return {kAccepted, JsonWriter(64)
+  return {kAccepted, text::JsonWriter(64)
                          .open('{')
                          .key("accepted")
                          .boolean(true)

@@ -2,18 +2,21 @@
 # shellcheck shell=bash
 
 # Lowest first.
-source_folders=(platform settings system plugin engine record playback remote ombrel app)
+source_folders=(platform platform/audio text sound settings system plugin engine record playback remote ombrel app)
 
 # Whose headers each folder may include, its own aside. `app` may use every folder.
 declare -A may_include=(
   [platform]=""
-  [settings]="platform"
-  [system]="platform"
+  [platform/audio]="platform"
+  [text]="platform"
+  [sound]="platform platform/audio"
+  [settings]="platform text"
+  [system]="platform text"
   [plugin]="platform"
-  [engine]="platform plugin system"
-  [record]="platform engine system"
-  [playback]="platform engine system"
-  [remote]="platform system"
+  [engine]="platform platform/audio sound plugin system"
+  [record]="platform text sound system"
+  [playback]="platform text sound system"
+  [remote]="platform text system"
   [ombrel]=""
 )
 
@@ -31,6 +34,17 @@ checked_folders() {
 source_files() {
   (cd "$root" && find "${@:-.}" \( -name build -o -name dist -o -name node_modules -o -name '.?*' \) -prune \
     -o -type f \( -name '*.h' -o -name '*.cpp' \) -print | sed 's|^\./||' | sort)
+}
+
+# Leaves out of a list of paths what belongs to a library within the folder: platform/audio is not platform's.
+without_inner_folders() {
+  local other pattern='^$'
+  for other in "${source_folders[@]}"; do
+    if [[ $root/$other == "${1/#"$root/"/}"/* || $root/$other == "$root/$1"/* ]]; then
+      pattern+="|(^|[ /])$other/"
+    fi
+  done
+  grep -vE "$pattern"
 }
 
 # no_lines COMMAND...: what the command prints are faults.
@@ -73,7 +87,8 @@ forbidden_includes() {
   for folder in $(checked_folders); do
     for other in "${source_folders[@]}"; do
       if [[ $other != "$folder" && " ${may_include[$folder]} " != *" $other "* ]]; then
-        (cd "$root" && source_files "$folder" | xargs -r grep -nE "^ *# *include \"$other/") || true
+        (cd "$root" && source_files "$folder" | without_inner_folders "$folder" |
+          xargs -r grep -nE "^ *# *include \"$other/" | grep -vE "include \"$folder/") || true
       fi
     done
   done
@@ -91,7 +106,7 @@ visible_folders() {
 # The compiler's command for a source of the folder, up to the options that name the files.
 compile_command() {
   grep -E "^ *\"command\": .*-c $root/$1/[^\"]*\.cpp\"" "$root/build/linux-release/compile_commands.json" |
-    sed -n '1{s/^ *"command": "//; s/ -o .*//; s/\\"/"/g; p}'
+    without_inner_folders "$root/$1" | sed -n '1{s/^ *"command": "//; s/ -o .*//; s/\\"/"/g; p}'
 }
 
 # Preprocesses a one-line source that includes a header of each other folder, with the options of this one: exactly the

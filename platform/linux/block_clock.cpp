@@ -1,4 +1,4 @@
-#include "platform/virtual/block_clock.h"
+#include "platform/block_clock.h"
 
 #include <cerrno>
 #include <ctime>

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <fstream>
 
 #include "platform/linux/thread_claims.h"
@@ -290,6 +291,13 @@ void RevertProAudio(RealtimeRegistration& registration) noexcept {
 
 void SetThreadName(const char* name) noexcept {
   prctl(PR_SET_NAME, name);  // cuts at 15 characters by itself
+}
+
+void IgnoreClosedPipes() noexcept {
+  sigset_t set;
+  sigemptyset(&set);
+  sigaddset(&set, SIGPIPE);
+  pthread_sigmask(SIG_BLOCK, &set, nullptr);
 }
 
 uint64_t ThreadWord() noexcept {

@@ -2,7 +2,7 @@
 // wakes within about half a millisecond, whatever the system's timer resolution, where other waits last until the next
 // tick of up to 15.6 ms. Wine takes that flag but keeps to whole milliseconds; there NtDelayExecution is precise to
 // some microseconds. Both wait for a span; the wait is repeated until the counter itself says that the time has come.
-#include "platform/virtual/block_clock.h"
+#include "platform/block_clock.h"
 
 #include <algorithm>
 

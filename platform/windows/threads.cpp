@@ -126,6 +126,8 @@ void SetThreadName(const char* name) noexcept {
   describe(GetCurrentThread(), description);
 }
 
+void IgnoreClosedPipes() noexcept {}  // the system never ends a program for that
+
 uint64_t ThreadWord() noexcept {
   return reinterpret_cast<uintptr_t>(TlsGetValue(wordIndex));
 }

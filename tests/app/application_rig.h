@@ -37,7 +37,7 @@ inline Options runOptions(double seconds) {
   options.start = true;
   options.seconds = seconds;
   options.virtualDevice.inputs = options.virtualDevice.outputs = 2;
-  options.virtualDevice.clock = platform::VirtualClock::fast;
+  options.virtualDevice.clock = sound::VirtualClock::fast;
   return options;
 }
 

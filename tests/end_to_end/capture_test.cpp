@@ -38,7 +38,7 @@ TEST(Ombrel, TurnsTheGapsDownAndLeavesTheSoundAlone) {
   expectGoodRun(RunTarnwick(fastRun(
                     "2", {"--virtual-source", folder.name("bursts.wav"), "--virtual-capture", folder.name("out.wav")})),
                 375);
-  const platform::WavSamples heard = ReadSound(folder.name("out.wav"));
+  const sound::WavSamples heard = ReadSound(folder.name("out.wav"));
   ASSERT_EQ(heard.channels, 8);
   ASSERT_EQ(heard.frames, source.size());
   for (int32_t c = 0; c < heard.channels; ++c) {
@@ -65,7 +65,7 @@ TEST(FastRun, RepeatsBitForBitAlsoIntoAFifo) {
   const ProgramResult reader = RunningProgram({folder.name("fifo")}, "cat").finish();
   expectGoodRun(run.get(), 188);
   platform::WriteBytes(folder.name("piped.wav"), {reader.out.begin(), reader.out.end()});
-  const platform::WavSamples heard = ReadSound(folder.name("file.wav"));
+  const sound::WavSamples heard = ReadSound(folder.name("file.wav"));
   EXPECT_EQ(heard.frames, 188u * 256u);
   EXPECT_TRUE(ReadSound(folder.name("piped.wav")).samples == heard.samples);
 }
@@ -85,7 +85,7 @@ TEST(FastRun, MakesAsManyBlocksAsTheSecondsNeed) {
                                                                  "--virtual-capture", folder.name("out.wav")}));
     expectGoodRun(result, c.blocks);
     EXPECT_THAT(result.out, HasSubstr("(buffer=" + std::to_string(c.blockLength) + ")"));
-    const platform::WavSamples heard = ReadSound(folder.name("out.wav"));
+    const sound::WavSamples heard = ReadSound(folder.name("out.wav"));
     EXPECT_EQ(heard.frames, static_cast<size_t>(c.blocks) * c.blockLength);
     EXPECT_EQ(std::to_string(heard.sampleRate), c.rate);
   }
@@ -97,7 +97,7 @@ TEST(FastRun, TellsTheLevelsThatTheCaptureHolds) {
       fastRun("2", {"--virtual-inputs", "3", "--virtual-outputs", "5", "--virtual-capture", folder.name("out.wav")}));
   expectGoodRun(result, 375);
   EXPECT_THAT(result.out, HasSubstr("5 instances wired to channels that the device, with 3 inputs and 5 outputs"));
-  const platform::WavSamples heard = ReadSound(folder.name("out.wav"));
+  const sound::WavSamples heard = ReadSound(folder.name("out.wav"));
   const rapidjson::Document summary = result.summary();
   ASSERT_EQ(heard.channels, 5);
   ASSERT_EQ(summary["outputs"].Size(), 5u);

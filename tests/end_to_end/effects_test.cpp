@@ -38,8 +38,8 @@ Channel Speech(float peak) {
 class Effects : public ::testing::Test {
  protected:
   // Plays `source` on the fast clock through the effect in these instances; what the capture holds.
-  platform::WavSamples play(const std::string& effect, const std::vector<settings::SavedInstance>& instances,
-                            const Channel& source, int32_t channels, int64_t blocks) {
+  sound::WavSamples play(const std::string& effect, const std::vector<settings::SavedInstance>& instances,
+                         const Channel& source, int32_t channels, int64_t blocks) {
     settings::ProgramSettings saved;
     saved.instances = instances;
     EXPECT_TRUE(settings::WriteSettings(platform::WideFromUtf8(folder.name("settings")), MapFromSettings(saved)));
@@ -57,7 +57,7 @@ class Effects : public ::testing::Test {
     EXPECT_TRUE(summary.IsObject() && summary["blocks"].GetInt64() == blocks &&
                 summary["skippedBlocks"].GetInt64() == 0)
         << result.out;
-    platform::WavSamples heard = ReadSound(folder.name("out.wav"));
+    sound::WavSamples heard = ReadSound(folder.name("out.wav"));
     EXPECT_EQ(heard.channels, 8);
     EXPECT_EQ(heard.frames, static_cast<size_t>(blocks * 256));
     return heard;
@@ -85,7 +85,7 @@ TEST_P(RealEffects, EightOfWhichFourAreBypassed) {
   for (int32_t k = 0; k < 8; ++k) {
     instances.push_back(wired(k, k, k % 2 == 0));
   }
-  const platform::WavSamples heard = play(bundle, instances, voice, 1, kBlocks);
+  const sound::WavSamples heard = play(bundle, instances, voice, 1, kBlocks);
   ASSERT_FALSE(HasFailure());
   // What a device can play of it.
   std::transform(voice.begin(), voice.end(), voice.begin(), [](float s) { return std::clamp(s, -1.0f, 1.0f); });
@@ -118,7 +118,7 @@ TEST_F(Effects, TakeEachInputFromItsChannelToItsOutput) {
   for (const auto& wire : wires) {
     instances.push_back(wired(wire[0], wire[1], true));
   }
-  const platform::WavSamples heard = play(TARNWICK_OMBREL, instances, source, 3, 12);
+  const sound::WavSamples heard = play(TARNWICK_OMBREL, instances, source, 3, 12);
   ASSERT_FALSE(HasFailure());
   size_t wrong = 0;
   for (size_t k = 0; k < heard.frames; ++k) {

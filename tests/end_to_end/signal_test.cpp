@@ -4,8 +4,8 @@
 #include <csignal>
 #include <thread>
 
-#include "platform/virtual/wav_format.h"
 #include "program.h"
+#include "sound/wav_format.h"
 #include "sounds.h"
 
 namespace tarnwick::tests {
@@ -66,8 +66,8 @@ TEST(EndSignal, EndsARunCleanly) {
 
   const platform::Bytes bytes = platform::ReadBytes(folder.name("out.wav"));
   ASSERT_GT(bytes.size(), 100u);
-  EXPECT_EQ(platform::wav::ReadLittleEndian<uint32_t>(&bytes[4]) + 8u, bytes.size()) << "the header's size";
-  const platform::WavSamples heard = ReadSound(folder.name("out.wav"));
+  EXPECT_EQ(sound::wav::ReadLittleEndian<uint32_t>(&bytes[4]) + 8u, bytes.size()) << "the header's size";
+  const sound::WavSamples heard = ReadSound(folder.name("out.wav"));
   EXPECT_EQ(heard.channels, 8);
   EXPECT_EQ(heard.frames % 256, 0u);
   EXPECT_GT(LevelDb(heard.channel(1), 0, heard.frames), -60.0) << "the tone on input 2";

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "platform/text.h"
-#include "platform/virtual/wav_reader.h"
-#include "platform/virtual/wav_writer.h"
+#include "sound/wav_reader.h"
+#include "sound/wav_writer.h"
 
 namespace tarnwick::tests {
 
@@ -31,7 +31,7 @@ inline Channel Bursts(size_t parts, float peak) {
 
 // A 32-bit float WAV at 48000 Hz of interleaved samples.
 inline void WriteSound(const std::string& path, const Channel& sound, int32_t channels = 1) {
-  platform::WavWriter file;
+  sound::WavWriter file;
   std::wstring error;
   const bool written = file.open(platform::WideFromUtf8(path), channels, &error) && file.begin(48000.0, &error) &&
                        file.write(sound.data(), sound.size() / static_cast<size_t>(channels), &error) &&
@@ -40,10 +40,10 @@ inline void WriteSound(const std::string& path, const Channel& sound, int32_t ch
 }
 
 // A capture, all of it finite, or an empty one with the test failed.
-inline platform::WavSamples ReadSound(const std::string& path) {
-  platform::WavSamples sound;
+inline sound::WavSamples ReadSound(const std::string& path) {
+  sound::WavSamples sound;
   std::wstring error;
-  if (!platform::ReadWav(platform::WideFromUtf8(path), sound, &error)) {
+  if (!sound::ReadWav(platform::WideFromUtf8(path), sound, &error)) {
     ADD_FAILURE() << platform::Utf8FromWide(error);
     return {};
   }

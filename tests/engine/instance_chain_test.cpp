@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-#include "engine/sample_format.h"
+#include "sound/sample_format.h"
 #include "support/engine_rig.h"
 
 namespace tarnwick::engine {
@@ -22,12 +22,12 @@ struct RunningRig : EngineRig {
   void play(float value) {
     for (auto& half : device.inputBytes) {
       for (int32_t k = 0; k < device.blockLength; ++k) {
-        WriteSample(device.sampleType, half[0].data(), k, value);
+        sound::WriteSample(device.sampleType, half[0].data(), k, value);
       }
     }
   }
   float out(int32_t channel, int32_t half, int32_t k = 0) {
-    return ReadSample(device.sampleType, device.outputBytes[half][static_cast<size_t>(channel)].data(), k);
+    return sound::ReadSample(device.sampleType, device.outputBytes[half][static_cast<size_t>(channel)].data(), k);
   }
 };
 

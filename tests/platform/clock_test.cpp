@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/virtual/block_clock.h"
+#include "platform/block_clock.h"
 
 namespace tarnwick::platform {
 namespace {

@@ -8,7 +8,7 @@
 #include <limits>
 
 #include "platform/text.h"
-#include "remote/json_writer.h"
+#include "text/json_writer.h"
 
 namespace tarnwick::remote {
 namespace {
@@ -160,13 +160,13 @@ TEST(Documents, NumbersAreJsonWhateverTheyAre) {
                {-kInfinite, "0.00", "0"},
                {1e21, "1000000000000000000000.00", "1000000000000000000000"}};
   for (const auto& c : cases) {
-    EXPECT_EQ(JsonWriter(0).decibels(c.value).take(), c.decibels);
-    EXPECT_EQ(JsonWriter(0).hertz(c.value).take(), c.hertz);
+    EXPECT_EQ(text::JsonWriter(0).decibels(c.value).take(), c.decibels);
+    EXPECT_EQ(text::JsonWriter(0).hertz(c.value).take(), c.hertz);
   }
   // The longest and the smallest there are.
   for (const double value : {std::numeric_limits<double>::lowest(), -std::numeric_limits<double>::denorm_min()}) {
-    EXPECT_EQ(std::strtod(JsonWriter(0).hertz(value).take().c_str(), nullptr), value);
-    EXPECT_EQ(std::strtod(JsonWriter(0).seconds(value).take().c_str(), nullptr), value < -1.0 ? value : 0.0);
+    EXPECT_EQ(std::strtod(text::JsonWriter(0).hertz(value).take().c_str(), nullptr), value);
+    EXPECT_EQ(std::strtod(text::JsonWriter(0).seconds(value).take().c_str(), nullptr), value < -1.0 ? value : 0.0);
   }
 }
 

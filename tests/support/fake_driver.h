@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/audio_driver.h"
+#include "platform/audio/audio_driver.h"
 
 namespace tarnwick::tests {
 

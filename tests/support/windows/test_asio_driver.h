@@ -1,7 +1,7 @@
 // The test driver as a host sees it.
 #pragma once
 
-#include "platform/windows/asio_interface.h"
+#include "platform/audio/asio/asio_interface.h"
 
 namespace tarnwick::tests {
 

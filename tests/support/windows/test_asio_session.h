@@ -10,8 +10,8 @@
 #include <thread>
 #include <vector>
 
-#include "platform/audio_driver.h"
-#include "platform/windows/asio_interface.h"
+#include "platform/audio/asio/asio_interface.h"
+#include "platform/audio/audio_driver.h"
 #include "support/windows/test_asio_device.h"
 
 namespace tarnwick::tests {

@@ -1,0 +1,14 @@
+#include "platform/audio/audio_back_ends.h"
+
+#include "platform/audio/asio/asio_back_end.h"
+
+namespace tarnwick::platform {
+
+std::vector<AudioBackEnd> SystemBackEnds(const BackEndHooks& hooks) {
+  AsioOptions options;
+  options.log = hooks.log;
+  options.onWait = hooks.waiting;
+  return {AsioBackEnd(options)};
+}
+
+}  // namespace tarnwick::platform

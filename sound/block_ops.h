@@ -1,0 +1,29 @@
+// The inner loops over blocks of samples. Real-time safe; `n` >= 0; nothing here looks at a clock or a setting.
+#pragma once
+
+#include <cstdint>
+
+namespace tarnwick::sound {
+
+// data[k] *= gain
+void MultiplyBlock(float* data, float gain, int32_t n) noexcept;
+
+// out[k] = clamp(out[k] + in[k], -1, +1), where a sample of `in` that is not a number counts as 0.
+void AddClampedBlock(float* out, const float* in, int32_t n) noexcept;
+
+// Sums of squares of a block that enters a ring and of the samples that it overwrites there, in double precision.
+struct RingSums {
+  double entering = 0.0;
+  double leaving = 0.0;
+};
+// Adds up both and copies `in` over `ring`. The two do not overlap.
+RingSums ExchangeSquares(float* ring, const float* in, int32_t n) noexcept;
+
+// Largest magnitude of a block; samples that are not numbers are left out.
+float PeakOfBlock(const float* in, int32_t n) noexcept;
+
+// Whether every sample equals 0.0, and whether any does.
+bool AllZero(const float* in, int32_t n) noexcept;
+bool AnyZero(const float* in, int32_t n) noexcept;
+
+}  // namespace tarnwick::sound

@@ -1,0 +1,191 @@
+#include "sound/virtual/clock_thread.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/block_clock.h"
+#include "platform/clock.h"
+#include "platform/threads.h"
+#include "sound/virtual/sample_convert.h"
+
+namespace tarnwick::sound {
+namespace {
+
+constexpr size_t kLatenessKept = 65536;
+
+int64_t ticks(int64_t milliseconds) {
+  return milliseconds * platform::CounterFrequency() / 1000;
+}
+
+// Blocks that are later than this are not caught up with: the device goes on from now, as hardware would that had lost
+// its host for a while.
+constexpr int64_t kStallMilliseconds = 100;
+// A long wait is made of pieces, so that a stop need not wait for the end of a long block.
+constexpr int64_t kSleepMilliseconds = 10;
+
+}  // namespace
+
+ClockThread::ClockThread(const VirtualOptions& options) : options_(options), lateness_(kLatenessKept) {}
+
+ClockThread::~ClockThread() {
+  stop();
+}
+
+void ClockThread::start(ClockRun run) {
+  run_ = std::move(run);
+  scratch_.assign(static_cast<size_t>(run_.blockLength), 0.0f);
+  latenessCount_ = 0;
+  blocks_.store(0, std::memory_order_release);
+  stopping_.store(false, std::memory_order_relaxed);
+  thread_ = std::thread([this] { this->run(); });
+}
+
+void ClockThread::stop() {
+  if (!thread_.joinable()) {
+    return;
+  }
+  {
+    const std::lock_guard lock(mutex_);
+    stopping_.store(true, std::memory_order_relaxed);
+  }
+  changed_.notify_all();
+  thread_.join();
+}
+
+void ClockThread::release() {
+  {
+    const std::lock_guard lock(mutex_);
+    released_ = true;
+  }
+  changed_.notify_all();
+}
+
+std::vector<int64_t> ClockThread::lateness() const {
+  const auto count = static_cast<size_t>(latenessCount_);
+  const size_t kept = std::min(count, kLatenessKept);
+  std::vector<int64_t> newestLast(kept);
+  for (size_t k = 0; k < kept; ++k) {
+    newestLast[k] = lateness_[(count - kept + k) % kLatenessKept];
+  }
+  return newestLast;
+}
+
+void ClockThread::run() {
+  platform::SetThreadName("twk-virtual");
+  if (awaitRelease()) {
+    deliverBlocks();
+  }
+}
+
+bool ClockThread::awaitRelease() {
+  std::unique_lock lock(mutex_);
+  changed_.wait(lock, [this] { return !options_.held || released_ || stopping_.load(std::memory_order_relaxed); });
+  return !stopping_.load(std::memory_order_relaxed);
+}
+
+void ClockThread::awaitStop() {
+  std::unique_lock lock(mutex_);
+  changed_.wait(lock, [this] { return stopping_.load(std::memory_order_relaxed); });
+}
+
+void ClockThread::deliverBlocks() {
+  BlockSchedule schedule(platform::CounterFrequency(), run_.blockLength, run_.sampleRate, platform::CounterNow());
+  for (int64_t block = 0; !stopping_.load(std::memory_order_relaxed); ++block) {
+    if (block == options_.blockLimit) {
+      awaitStop();
+      return;
+    }
+    if (block == options_.faults.rateChangeBlock) {
+      changeRate(block, schedule);
+    }
+    if (!awaitBlock(block, schedule)) {
+      return;
+    }
+    deliver(block);
+    blocks_.store(block + 1, std::memory_order_release);
+  }
+}
+
+// False when the run ends first.
+bool ClockThread::awaitBlock(int64_t block, BlockSchedule& schedule) {
+  const int64_t late = block == options_.faults.lateBlock ? ticks(options_.faults.lateMilliseconds) : 0;
+  if (options_.clock == VirtualClock::fast) {
+    return late == 0 || sleepUntil(platform::CounterNow() + late);
+  }
+  const int64_t due = schedule.due(block);
+  const int64_t now = platform::CounterNow();
+  if (now - due > ticks(kStallMilliseconds)) {
+    schedule.rebase(block, now);
+  }
+  if (!sleepUntil(due + late)) {
+    return false;
+  }
+  lateness_[static_cast<size_t>(latenessCount_++) % kLatenessKept] = platform::CounterNow() - due;
+  return true;
+}
+
+bool ClockThread::sleepUntil(int64_t tick) const {
+  const int64_t piece = ticks(kSleepMilliseconds);
+  for (int64_t now = platform::CounterNow(); now < tick; now = platform::CounterNow()) {
+    // The last piece ends at the tick itself and is never a short rest of its own.
+    platform::SleepUntil(tick - now > 2 * piece ? now + piece : tick);
+    if (stopping_.load(std::memory_order_relaxed)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+void ClockThread::changeRate(int64_t block, BlockSchedule& schedule) {
+  const double rate = options_.faults.newRate;
+  if (rate >= kLowestVirtualRate && rate <= kHighestVirtualRate) {
+    schedule.changeRate(block, rate);
+    run_.sources->setRate(rate);
+  }
+  if (run_.callbacks.sampleRateDidChange) {
+    run_.callbacks.sampleRateDidChange(run_.callbacks.context, rate);
+  }
+}
+
+void ClockThread::deliver(int64_t block) {
+  const auto half = static_cast<size_t>(block & 1);
+  fillInputs(half);
+  run_.callbacks.bufferSwitch(run_.callbacks.context, static_cast<int32_t>(half), true);
+  if (run_.capture) {
+    takeOutputs(half);
+  }
+}
+
+void ClockThread::fillInputs(size_t half) {
+  const bool direct = options_.sampleType == platform::kFloat32LSB;
+  for (size_t k = 0; k < run_.inputs.size(); ++k) {
+    void* buffer = run_.inputs[k][half];
+    // Sources of channels that nobody hears stand still, as a channel's sound is not tied to another's.
+    if (!buffer) {
+      continue;
+    }
+    float* samples = direct ? static_cast<float*>(buffer) : scratch_.data();
+    run_.sources->render(static_cast<int32_t>(k), samples, run_.blockLength);
+    if (!direct) {
+      EncodeSamples(options_.sampleType, samples, buffer, run_.blockLength);
+    }
+  }
+}
+
+void ClockThread::takeOutputs(size_t half) {
+  float* to = run_.capture->acquire();
+  if (!to) {
+    return;
+  }
+  for (const BufferHalves& output : run_.outputs) {
+    if (output[half]) {
+      DecodeSamples(options_.sampleType, output[half], to, run_.blockLength);
+    } else {
+      std::fill_n(to, run_.blockLength, 0.0f);
+    }
+    to += run_.blockLength;
+  }
+  run_.capture->commit();
+}
+
+}  // namespace tarnwick::sound
