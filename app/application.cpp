@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "app/device.h"
-#include "app/remote.h"
+#include "app/remote/remote.h"
 #include "app/scheduled_restart.h"
 #include "app/settings.h"
 #include "app/shutdown.h"

@@ -11,7 +11,7 @@
 #include <thread>
 
 #include "app/options.h"
-#include "app/remote_link.h"
+#include "app/remote/remote_link.h"
 #include "app/status_log.h"
 #include "app/system_control.h"
 #include "engine/audio_control.h"

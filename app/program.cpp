@@ -4,7 +4,7 @@
 #include "app/device.h"
 #include "app/instances.h"
 #include "app/options.h"
-#include "app/remote.h"
+#include "app/remote/remote.h"
 #include "app/reports.h"
 #include "app/scheduled_restart.h"
 #include "app/settings.h"

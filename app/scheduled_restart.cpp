@@ -3,7 +3,7 @@
 #include <chrono>
 #include <utility>
 
-#include "app/remote.h"
+#include "app/remote/remote.h"
 #include "app/settings.h"
 #include "platform/clock.h"
 

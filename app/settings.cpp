@@ -5,7 +5,7 @@
 #include <system_error>
 #include <utility>
 
-#include "app/remote.h"
+#include "app/remote/remote.h"
 #include "app/system_requests.h"
 #include "platform/clock.h"
 #include "platform/registry.h"

@@ -6,9 +6,9 @@
 
 #include "app/application_rig.h"
 #include "app/instances.h"
-#include "app/remote.h"
-#include "app/remote_patches.h"
-#include "app/remote_status.h"
+#include "app/remote/patches.h"
+#include "app/remote/remote.h"
+#include "app/remote/status.h"
 #include "app/scheduled_restart.h"
 #include "app/settings.h"
 

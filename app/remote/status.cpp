@@ -1,4 +1,4 @@
-#include "app/remote_status.h"
+#include "app/remote/status.h"
 
 #include <algorithm>
 #include <bit>

@@ -1,4 +1,4 @@
-#include "app/remote_patches.h"
+#include "app/remote/patches.h"
 
 #include <algorithm>
 #include <cmath>

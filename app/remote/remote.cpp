@@ -1,4 +1,4 @@
-#include "app/remote.h"
+#include "app/remote/remote.h"
 
 #include <string_view>
 #include <system_error>
@@ -8,8 +8,8 @@
 #include "app/instances.h"
 #include "app/plugin_files.h"
 #include "app/power.h"
-#include "app/remote_patches.h"
-#include "app/remote_status.h"
+#include "app/remote/patches.h"
+#include "app/remote/status.h"
 #include "app/settings.h"
 #include "platform/network.h"
 #include "platform/text.h"
