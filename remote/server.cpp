@@ -58,12 +58,12 @@ ServerState::ServerState(ServerContext serverContext, RemoteControlCallbacks ser
              [this](const std::string& text) { clients.broadcast(TextFrame(text)); }} {}
 
 void AddUsage(ServerState& server, RemoteStatusSnapshot& status) {
-  system::CpuUsageSampler& usage = server.context.cpuUsage;
-  status.cpuUsagePercent = usage.totalPercent();
-  status.cpuDisplayName = usage.displayName();
+  system::CpuUsage usage = server.context.cpuUsage.usage();
+  status.cpuUsagePercent = usage.total;
+  status.cpuDisplayName = server.context.cpuUsage.displayName();
   status.cpuCoreUsagePercents.clear();
   if (server.clients.anyWatchesProcessors()) {
-    status.cpuCoreUsagePercents = usage.processorPercents();
+    status.cpuCoreUsagePercents = std::move(usage.processors);
   }
 }
 

@@ -92,7 +92,7 @@ void PushLoop(ServerState& server) {
     scheduling.apply();
     guarded([&] {
       // Also while nobody is connected, so that whoever asks next is told of the last second and not of the last hour.
-      server.context.cpuUsage.totalPercent();
+      server.context.cpuUsage.usage();
       pusher.cycle(Clock::now());
     });
     // A cycle that was late is not made up for.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 #include <limits>
+#include <ratio>
 #include <thread>
 #include <utility>
 
@@ -11,17 +12,15 @@
 namespace tarnwick::system {
 namespace {
 
-constexpr int64_t kNanosecondsPerSecond = 1'000'000'000;
-constexpr int64_t kLongestSpan = 5 * kNanosecondsPerSecond;  // between two samples that are compared
+using std::chrono::nanoseconds;
 
-bool secondPassed(int64_t since, int64_t now) {
-  return now - since > kNanosecondsPerSecond - 1;
-}
+constexpr std::chrono::seconds kShortestSpan{1};  // between two samples
+constexpr std::chrono::seconds kLongestSpan{5};   // between two that are compared
 
-int64_t counterNanoseconds() {
+nanoseconds counterTime() {
   const int64_t ticks = platform::CounterNow();
   const int64_t frequency = platform::CounterFrequency();
-  return ticks / frequency * kNanosecondsPerSecond + ticks % frequency * kNanosecondsPerSecond / frequency;
+  return std::chrono::seconds(ticks / frequency) + nanoseconds(ticks % frequency * std::nano::den / frequency);
 }
 
 size_t processorCount(const CpuTimeSource& source) {
@@ -49,45 +48,37 @@ std::wstring ProcessorLabel(const std::wstring& name, size_t processors) {
 }
 
 CpuTimeSource SystemCpuTimes() {
-  return {platform::ReadTotalCpuTimes, platform::ReadProcessorTimes, counterNanoseconds};
+  return {platform::ReadTotalCpuTimes, platform::ReadProcessorTimes, counterTime};
 }
 
 CpuUsageSampler::CpuUsageSampler(CpuTimeSource source)
     : source_(std::move(source)), displayName_(ProcessorLabel(platform::ProcessorName(), processorCount(source_))) {}
 
-float CpuUsageSampler::totalPercent() {
+CpuUsage CpuUsageSampler::usage(bool force) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  const int64_t now = source_.nanoseconds();
-  platform::CpuTimes times;
-  if ((hasTotal_ && !secondPassed(totalTime_, now)) || !source_.total(times)) {
-    return total_;
+  const nanoseconds now = source_.now();
+  if (sampled_ && !force && now - *sampled_ < kShortestSpan) {
+    return usage_;
   }
-  const bool comparable = hasTotal_ && now - totalTime_ <= kLongestSpan;
-  total_ = comparable ? UsagePercent(previousTotal_, times) : 0.0f;
-  previousTotal_ = times;
-  hasTotal_ = true;
-  totalTime_ = now;
-  return total_;
-}
+  const bool comparable = sampled_ && now - *sampled_ <= kLongestSpan;
+  sampled_ = now;
 
-std::vector<float> CpuUsageSampler::processorPercents(bool force) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  const int64_t now = source_.nanoseconds();
-  if (!previous_.empty() && !force && !secondPassed(processorTime_, now)) {
-    return percents_;
+  platform::CpuTimes total;
+  if (source_.total(total)) {
+    usage_.total = comparable && previousTotal_ ? UsagePercent(*previousTotal_, total) : 0.0f;
+    previousTotal_ = total;
   }
-  std::vector<platform::CpuTimes> times;
-  if (!source_.processors(times)) {
-    times.clear();
+  std::vector<platform::CpuTimes> processors;
+  if (!source_.processors(processors)) {
+    processors.clear();
   }
-  percents_.clear();
-  // Otherwise there is nothing to compare with: this round only primes.
-  if (times.size() == previous_.size() && now - processorTime_ <= kLongestSpan) {
-    std::transform(previous_.begin(), previous_.end(), times.begin(), std::back_inserter(percents_), UsagePercent);
+  usage_.processors.clear();
+  if (comparable && processors.size() == previousProcessors_.size()) {
+    std::transform(previousProcessors_.begin(), previousProcessors_.end(), processors.begin(),
+                   std::back_inserter(usage_.processors), UsagePercent);
   }
-  previous_ = std::move(times);
-  processorTime_ = now;
-  return percents_;
+  previousProcessors_ = std::move(processors);
+  return usage_;
 }
 
 }  // namespace tarnwick::system

@@ -1,10 +1,11 @@
 // How busy the processors are, from two readings of their time counters.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
-#include <cstdint>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,22 +24,26 @@ std::wstring ProcessorLabel(const std::wstring& name, size_t processors);
 struct CpuTimeSource {
   std::function<bool(platform::CpuTimes&)> total;
   std::function<bool(std::vector<platform::CpuTimes>&)> processors;
-  std::function<int64_t()> nanoseconds;  // monotonic
+  std::function<std::chrono::nanoseconds()> now;  // monotonic
 };
 CpuTimeSource SystemCpuTimes();
 
-// Any thread: one lock around each call. The first sample only primes, and so does one after a pause of more than 5 s,
-// whose mean would say nothing about now. Readings are taken at most once a second.
+// Percentages of the time between two samples, 0..100.
+struct CpuUsage {
+  float total = 0.0f;
+  std::vector<float> processors;  // by processor number; empty when there is nothing to compare with
+};
+
+// Any thread: one lock around each call. A sample reads the total and every processor together, at most once a second.
+// The first one only primes, and so does one after a pause of more than 5 s, whose mean would say nothing about now.
 class CpuUsageSampler {
  public:
   explicit CpuUsageSampler(CpuTimeSource source = SystemCpuTimes());
 
-  // The total usage of the last full second, 0..100; takes a new sample when a second has passed. 0 before the second
-  // sample.
-  float totalPercent();
-  // By processor number, of the same second rule; `force` takes a new sample at once. Empty before the second sample,
-  // in the round after the number of processors has changed, and when the system does not tell.
-  std::vector<float> processorPercents(bool force = false);
+  // Of the last full second; takes a new sample when a second has passed, or at once with `force`. Before the second
+  // sample the total is 0. The processors are empty until then, in the sample after their number has changed, and when
+  // the system does not tell; a total that the system does not tell stays as it was.
+  CpuUsage usage(bool force = false);
   // "CPU: NAME (8 cores)"; the name "Unknown CPU" when the system does not tell.
   const std::wstring& displayName() const noexcept { return displayName_; }
 
@@ -46,13 +51,10 @@ class CpuUsageSampler {
   std::mutex mutex_;
   CpuTimeSource source_;
   std::wstring displayName_;
-  platform::CpuTimes previousTotal_;
-  bool hasTotal_ = false;
-  int64_t totalTime_ = 0;
-  float total_ = 0.0f;
-  std::vector<platform::CpuTimes> previous_;
-  int64_t processorTime_ = 0;
-  std::vector<float> percents_;
+  std::optional<std::chrono::nanoseconds> sampled_;  // time of the last sample
+  std::optional<platform::CpuTimes> previousTotal_;  // of the last sample, as far as the system told
+  std::vector<platform::CpuTimes> previousProcessors_;
+  CpuUsage usage_;
 };
 
 }  // namespace tarnwick::system

@@ -27,8 +27,8 @@ RemoteControlCallbacks Application::callbacks() {
 
 ServerRig::ServerRig() {
   // Past the readings that only prime, so that the usage stays the same.
-  cpuUsage.totalPercent();
-  cpuUsage.totalPercent();
+  cpuUsage.usage();
+  cpuUsage.usage();
 }
 
 ServerContext ServerRig::context(uint16_t onPort) {
@@ -49,7 +49,7 @@ system::CpuTimeSource ServerRig::fakeTimes() {
             processors.assign(2, times(*readings));
             return true;
           },
-          [=] { return ++*readings * 1'000'000'000; }};
+          [=] { return std::chrono::seconds(++*readings); }};
 }
 
 Client::Client(uint16_t port) {

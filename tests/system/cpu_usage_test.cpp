@@ -1,20 +1,18 @@
 #include "system/cpu_usage.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <limits>
-#include <utility>
 
 namespace tarnwick::system {
 namespace {
 
 using platform::CpuTimes;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
-constexpr int64_t kSecond = 1'000'000'000;
+constexpr std::chrono::nanoseconds kSecond = std::chrono::seconds(1);
+constexpr std::chrono::nanoseconds kTick{1};
 
 TEST(UsagePercent, IsTheShareOfTheTimeThatWasNotIdle) {
   constexpr uint64_t kHuge = uint64_t{1} << 62;
@@ -44,7 +42,7 @@ TEST(ProcessorLabel, NamesTheProcessorAndItsCores) {
 
 // What the machine says; the sampler reads it through source().
 struct Machine {
-  int64_t now = 77 * kSecond;
+  std::chrono::nanoseconds now = 77 * kSecond;
   bool tells = true;
   CpuTimes total;
   std::vector<CpuTimes> processors{2};
@@ -64,8 +62,8 @@ struct Machine {
             [this] { return now; }};
   }
   // A stretch of time in which the processors were busy for so many of 100 units.
-  void run(int64_t nanoseconds, uint64_t busy) {
-    now += nanoseconds;
+  void run(std::chrono::nanoseconds span, uint64_t busy) {
+    now += span;
     const auto add = [busy](CpuTimes& times) {
       times.idle += 100 - busy;
       times.kernel += 100 - busy;
@@ -78,76 +76,60 @@ struct Machine {
   }
 };
 
-TEST(CpuUsageSampler, TheTotalIsTakenAtMostOnceASecond) {
+using Processors = std::vector<float>;
+
+TEST(CpuUsageSampler, SamplesTotalAndProcessorsTogetherOnceASecond) {
   Machine machine;
   CpuUsageSampler sampler(machine.source());
-  machine.run(0, 90);
-  EXPECT_EQ(sampler.totalPercent(), 0.0f) << "the first one primes";
-  machine.run(kSecond - 1, 25);
-  EXPECT_EQ(sampler.totalPercent(), 0.0f) << "too soon";
-  machine.run(1, 75);
-  EXPECT_FLOAT_EQ(sampler.totalPercent(), 50.0f) << "since the first";
-  machine.run(kSecond - 1, 80);
+  const auto expect = [&sampler](const char* when, float total, const Processors& processors, bool force = false) {
+    const CpuUsage usage = sampler.usage(force);
+    EXPECT_FLOAT_EQ(usage.total, total) << when;
+    EXPECT_EQ(usage.processors, processors) << when;
+  };
+  machine.run({}, 90);
+  expect("the first one primes", 0.0f, {});
+  machine.run(kSecond - kTick, 25);
+  expect("too soon", 0.0f, {});
+  machine.run(kTick, 75);
+  expect("since the first", 50.0f, {50.0f, 50.0f});
+  machine.run(kSecond - kTick, 80);
   const int before = machine.reads;
-  EXPECT_FLOAT_EQ(sampler.totalPercent(), 50.0f);
+  expect("too soon again", 50.0f, {50.0f, 50.0f});
   EXPECT_EQ(machine.reads, before);
-  machine.now += 1;
-  machine.tells = false;
-  EXPECT_FLOAT_EQ(sampler.totalPercent(), 50.0f) << "the last known";
-  machine.tells = true;
-  EXPECT_FLOAT_EQ(sampler.totalPercent(), 80.0f);
-}
-
-TEST(CpuUsageSampler, ProcessorsPrimeAgainWhenTheirNumberChanges) {
-  Machine machine;
-  CpuUsageSampler sampler(machine.source());
-  EXPECT_THAT(sampler.processorPercents(true), IsEmpty()) << "the first one primes";
-  machine.run(kSecond - 1, 10);
-  EXPECT_THAT(sampler.processorPercents(), IsEmpty()) << "too soon";
-  machine.run(1, 30);
-  EXPECT_THAT(sampler.processorPercents(), ElementsAre(20.0f, 20.0f));
-  machine.run(1, 70);
-  EXPECT_THAT(sampler.processorPercents(true), ElementsAre(70.0f, 70.0f)) << "forced";
-  machine.run(kSecond - 1, 40);
-  EXPECT_THAT(sampler.processorPercents(), ElementsAre(70.0f, 70.0f)) << "a second since the forced one";
+  expect("forced", 80.0f, {80.0f, 80.0f}, true);
+  machine.run(kSecond - kTick, 40);
+  expect("too soon after the forced one", 80.0f, {80.0f, 80.0f});
   machine.processors.push_back(machine.processors[0]);
-  machine.run(1, 40);
-  EXPECT_THAT(sampler.processorPercents(), IsEmpty()) << "one more processor";
+  machine.run(kTick, 40);
+  expect("one processor more", 40.0f, {});
   machine.run(kSecond, 60);
-  EXPECT_THAT(sampler.processorPercents(), ElementsAre(60.0f, 60.0f, 60.0f));
+  expect("all of them", 60.0f, {60.0f, 60.0f, 60.0f});
   machine.tells = false;
-  machine.run(kSecond, 60);
-  EXPECT_THAT(sampler.processorPercents(), IsEmpty()) << "the system does not tell";
-}
-
-TEST(CpuUsageSampler, ASampleBeforeALongPauseIsNotComparedWith) {
-  Machine machine;
-  CpuUsageSampler sampler(machine.source());
-  const auto both = [&sampler] { return std::pair(sampler.totalPercent(), sampler.processorPercents(true)); };
-  both();
+  machine.run(kSecond, 90);
+  expect("the system does not tell", 60.0f, {});
+  machine.tells = true;
+  machine.run(5 * kSecond, 90);
+  expect("the processors were not told before", 90.0f, {});
+  machine.run(5 * kSecond + kTick, 30);
+  expect("after a long pause", 0.0f, {});
   machine.run(5 * kSecond, 30);
-  EXPECT_EQ(both(), std::pair(30.0f, std::vector<float>({30.0f, 30.0f})));
-  machine.run(5 * kSecond + 1, 90);
-  EXPECT_EQ(both(), std::pair(0.0f, std::vector<float>()));
-  machine.run(kSecond, 60);
-  EXPECT_EQ(both(), std::pair(60.0f, std::vector<float>({60.0f, 60.0f})));
+  expect("the longest span", 30.0f, {30.0f, 30.0f, 30.0f});
 }
 
 TEST(CpuUsageSampler, ReadsThisMachine) {
-  int64_t now = 0;
+  std::chrono::nanoseconds now{};
   CpuTimeSource source = SystemCpuTimes();
-  source.nanoseconds = [&now] { return now += kSecond; };
+  source.now = [&now] { return now += kSecond; };
   CpuUsageSampler sampler(source);
-  sampler.processorPercents();
-  sampler.totalPercent();
-  const int64_t start = SystemCpuTimes().nanoseconds();
-  while (SystemCpuTimes().nanoseconds() - start < kSecond / 10) {  // busy: one processor at least is
+  sampler.usage();
+  const std::chrono::nanoseconds start = SystemCpuTimes().now();
+  while (SystemCpuTimes().now() - start < kSecond / 10) {  // busy: one processor at least is
   }
-  EXPECT_GT(sampler.totalPercent(), 0.0f);
-  const std::vector<float> percents = sampler.processorPercents();
-  ASSERT_FALSE(percents.empty());
-  EXPECT_GT(*std::max_element(percents.begin(), percents.end()), 0.0f);
-  const std::wstring end = L" (" + std::to_wstring(percents.size()) + L" cores)";
+  const CpuUsage usage = sampler.usage();
+  EXPECT_GT(usage.total, 0.0f);
+  ASSERT_FALSE(usage.processors.empty());
+  EXPECT_GT(*std::max_element(usage.processors.begin(), usage.processors.end()), 0.0f);
+  const std::wstring end = L" (" + std::to_wstring(usage.processors.size()) + L" cores)";
   EXPECT_TRUE(sampler.displayName().starts_with(L"CPU: ") && sampler.displayName().ends_with(end));
 }
 
