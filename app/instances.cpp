@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 
+#include "app/captions.h"
 #include "app/settings.h"
 
 namespace tarnwick::app {
@@ -55,7 +56,7 @@ void TellMissingChannels(Application& app) {
   };
   const auto silent = std::count_if(app.host.rows.begin(), app.host.rows.end(), unwired);
   if (silent > 0) {
-    app.log.add(engine::InstanceCaption(static_cast<size_t>(silent)) + L" wired to channels that the device, with " +
+    app.log.add(InstanceCaption(static_cast<size_t>(silent)) + L" wired to channels that the device, with " +
                 std::to_wstring(session.numInputs) + L" inputs and " + std::to_wstring(session.numOutputs) +
                 L" outputs, does not have.");
   }

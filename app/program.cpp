@@ -1,6 +1,7 @@
 #include "app/program.h"
 
 #include "app/auto_start.h"
+#include "app/captions.h"
 #include "app/device.h"
 #include "app/instances.h"
 #include "app/options.h"
@@ -66,8 +67,7 @@ bool startAtOnce(Application& app, std::wstring& error) {
 // The system's own text for a failure does not name what it is about.
 std::string startedWith(const Application& app) {
   std::wstring text = L"The start was asked for with device \"" + app.options.device.value_or(app.devices.selected) +
-                      L"\", effect \"" + app.host.pluginPath + L"\", " + engine::InstanceCaption(app.host.rows.size()) +
-                      L".\n";
+                      L"\", effect \"" + app.host.pluginPath + L"\", " + InstanceCaption(app.host.rows.size()) + L".\n";
   if (app.devices.selected.empty()) {
     text += L"Devices that answer:\n";
     for (const std::wstring& device : app.devices.devices) {

@@ -377,16 +377,4 @@ double HostRunSeconds(const Host& host) {
   return host.engine.hostRunning.load() ? secondsSince(host.engine.hostStartTimestamp.load()) : host.lastRunSeconds;
 }
 
-std::wstring HostTitle(const Host& host) {
-  return std::wstring(kProgramName) + (host.engine.hostRunning.load() ? L" - Running" : L" - Stopped");
-}
-
-std::wstring InstanceCaption(size_t instances) {
-  return std::to_wstring(instances) + (instances == 1 ? L" instance" : L" instances");
-}
-
-std::wstring DeviceButtonText(const Engine& engine) {
-  return engine.asioRunning.load() ? L"ASIO Stop" : L"ASIO Start";
-}
-
 }  // namespace tarnwick::engine

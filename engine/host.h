@@ -75,8 +75,4 @@ float InstanceOutputDb(const Host& host, int32_t index);
 // Seconds since the host was started; of the last run when it is stopped.
 double HostRunSeconds(const Host& host);
 
-std::wstring HostTitle(const Host& host);             // main window: "Tarnwick - Running"
-std::wstring InstanceCaption(size_t instances);       // "8 instances"
-std::wstring DeviceButtonText(const Engine& engine);  // "ASIO Start", "ASIO Stop"
-
 }  // namespace tarnwick::engine

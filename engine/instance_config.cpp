@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cwchar>
-#include <string>
 
 #include "engine/atomic_word.h"
 
@@ -11,16 +9,6 @@ namespace tarnwick::engine {
 
 int32_t ClampGainDb(int64_t db) noexcept {
   return static_cast<int32_t>(std::clamp<int64_t>(db, kMinimumGainDb, kMaximumGainDb));
-}
-
-std::optional<int32_t> GainDbFromText(std::wstring_view text) {
-  const std::wstring copy(text);
-  wchar_t* end = nullptr;
-  const double value = std::wcstod(copy.c_str(), &end);
-  if (end == copy.c_str() || std::isnan(value)) {
-    return std::nullopt;
-  }
-  return ClampGainDb(static_cast<int64_t>(std::clamp(value, -1000.0, 1000.0)));
 }
 
 float LinearGain(int32_t db) noexcept {

@@ -2,8 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
-#include <string_view>
 
 namespace tarnwick::engine {
 
@@ -25,8 +23,6 @@ struct InstanceConfig {
 };
 
 int32_t ClampGainDb(int64_t db) noexcept;
-// The whole number a gain text holds, clamped (a fraction is cut off); nothing when it holds none.
-std::optional<int32_t> GainDbFromText(std::wstring_view text);
 // 10^(db / 20) in single precision.
 float LinearGain(int32_t db) noexcept;
 // Clamps the dB values and derives the factors from them.

@@ -113,8 +113,4 @@ void UnloadModule(ModuleState& state) {
   state.loaded = false;
 }
 
-void FreeInstances(ModuleState& state) {
-  state.instances.clear();
-}
-
 }  // namespace tarnwick::plugin

@@ -53,9 +53,6 @@ void DestroyInstance(ModuleState& state, std::unique_ptr<PluginInstance> instanc
 // Tears down every instance of the list and frees the library.
 void UnloadModule(ModuleState& state);
 
-// Frees the records of the list without the teardown; for instances that were already torn down.
-void FreeInstances(ModuleState& state);
-
 // Sets the parameter with index 0 to `normalized`, clamped to 0..1. True exactly when the effect accepted it.
 bool SetFirstParameter(PluginInstance& instance, double normalized);
 // The value of the parameter with index 0, 0..1; nothing when the effect has none.

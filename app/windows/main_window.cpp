@@ -2,6 +2,7 @@
 
 #include <commctrl.h>
 
+#include "app/captions.h"
 #include "app/device.h"
 #include "app/instances.h"
 #include "app/settings.h"
@@ -70,8 +71,8 @@ bool MainWindow::create(Application& app) {
   dpi_ = GetDpiForSystem();
   const SIZE size = outerSize(dpi_);
   app_ = &app;
-  CreateWindowExW(0, kMainWindowClass, engine::HostTitle(app.host).c_str(), kStyle, 0, 0, size.cx, size.cy, nullptr,
-                  nullptr, GetModuleHandleW(nullptr), this);
+  CreateWindowExW(0, kMainWindowClass, HostTitle(app.host).c_str(), kStyle, 0, 0, size.cx, size.cy, nullptr, nullptr,
+                  GetModuleHandleW(nullptr), this);
   if (window_ == nullptr) {
     app_ = nullptr;
     return false;

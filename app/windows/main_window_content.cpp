@@ -1,4 +1,5 @@
 // What the main window shows and what its controls do.
+#include "app/captions.h"
 #include "app/device.h"
 #include "app/instances.h"
 #include "app/settings.h"
@@ -15,7 +16,7 @@ std::wstring hostText(const Application& app) {
   } else if (app.engine.hostRunning.load()) {
     state = L"running";
   }
-  return engine::InstanceCaption(app.host.rows.size()) + L", " + state;
+  return InstanceCaption(app.host.rows.size()) + L", " + state;
 }
 
 }  // namespace
@@ -60,14 +61,14 @@ void MainWindow::refresh() {
   }
   const bool sessionRuns = app_->engine.asioRunning.load();
   const bool stopping = app_->engine.hostStopping.load();
-  const std::wstring title = engine::HostTitle(app_->host);
+  const std::wstring title = HostTitle(app_->host);
   wchar_t present[64] = {};
   GetWindowTextW(window_, present, 64);
   if (title != present) {
     SetWindowTextW(window_, title.c_str());
   }
   refreshDevices();
-  setText(asio, engine::DeviceButtonText(app_->engine));
+  setText(asio, DeviceButtonText(app_->engine));
   setText(latency, app_->latencyText);
   setText(instances, hostText(*app_));
   setText(host, app_->engine.hostRunning.load() ? L"Stop host" : L"Start host");
