@@ -1,27 +1,69 @@
-// Requests about the audio device. User-interface thread.
+// The audio device: its state in the application, and every request about it. User-interface thread.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
 #include <string>
 
-#include "app/application.h"
+#include "engine/audio_control.h"
+#include "platform/audio/audio_driver.h"
+#include "sound/virtual/virtual_driver.h"
 
 namespace tarnwick::app {
+
+struct Application;
+struct Options;
+struct Preferences;
+
+// A back end's news that the session's device has gone.
+struct LostDevice {
+  uint32_t session = 0;
+  std::wstring reason;  // a sentence
+};
+
+struct DeviceArea {
+  // Needs the application's options, preferences, log, thread and surface.
+  explicit DeviceArea(Application& app);
+
+  std::unique_ptr<sound::VirtualDevice> virtualDevice;
+  platform::AudioBackEnd backEnd;  // the system's devices, then the virtual one
+  engine::DeviceList list;
+  std::wstring wanted;  // the one last chosen, which may not be there today
+
+  engine::Latencies latencies;  // as the driver last said
+  std::wstring latencyText = engine::LatencyText(latencies, 0.0);
+  std::atomic<bool> latenciesPosted{false};  // set by the driver's thread, cleared when they are asked for
+
+  std::atomic<uint32_t> sessionNumber{0};  // counts device starts; written here, read by threads of the back ends
+  std::mutex newsMutex;                    // guards the next one alone
+  std::optional<LostDevice> news;          // told by a thread of a back end, until it is looked after
+  bool lost = false;                       // the session goes once the host has stopped
+};
 
 // Lists the devices anew.
 void RefreshDevices(Application& app);
 // Chooses an entry of the list.
 void SelectDevice(Application& app, const std::wstring& name);
-// Starts the selected device; `error` receives the reason of a failure.
+// Starts the selected device; `error` receives the reason of a failure, which the log has too. Interactive requests
+// show it in a message box as well.
 bool StartDevice(Application& app, std::wstring* error, bool interactive);
 bool StopDevice(Application& app, std::wstring* error, bool interactive);
+// Opens the selected driver's own settings.
+bool OpenDevicePanel(Application& app, std::wstring* error, bool interactive);
+
 // If a back end has said that the device is gone: stops the host and closes the session. Late news of an earlier
 // session is passed over.
 void LookAfterLostDevice(Application& app);
-// Closes a lost device's session as soon as the host has stopped.
+// Closes a lost device's session as soon as the host has stopped: to be called after each change of state.
 void CloseLostDevice(Application& app);
+
+// Any thread, the audio callback included: the driver has other latencies. Some drivers say so in every block.
+void PostLatenciesChanged(Application& app);
 // Asks the driver for its latencies and shows them; the log has them when they are others than before.
-void ShowLatencies(Application& app);
+void TakeLatencies(Application& app);
 
 // Whole frames that --seconds asks for at a sample rate in Hz.
 int64_t FramesForSeconds(double seconds, double sampleRate);

@@ -1,6 +1,8 @@
 #include "app/power.h"
 
-#include "app/settings.h"
+#include <functional>
+
+#include "app/application.h"
 
 namespace tarnwick::app {
 namespace {

@@ -3,9 +3,9 @@
 
 #include <string>
 
-#include "app/application.h"
-
 namespace tarnwick::app {
+
+struct Application;
 
 // Asks the system for it at once; the settings are stored first. False when the system does not take the request.
 bool RestartNow(Application& app, std::wstring* error);

@@ -2,15 +2,6 @@
 
 #include "app/auto_start.h"
 #include "app/captions.h"
-#include "app/device.h"
-#include "app/instances.h"
-#include "app/options.h"
-#include "app/remote/remote.h"
-#include "app/reports.h"
-#include "app/scheduled_restart.h"
-#include "app/settings.h"
-#include "app/shutdown.h"
-#include "app/system_requests.h"
 #include "app/version.h"
 #include "platform/module.h"
 #include "platform/paths.h"
@@ -41,65 +32,67 @@ int listDevices(Application& app) {
   // The list's own status lines are not part of the answer.
   engine::HostUi quiet = app.host.ui;
   quiet.log = [](const std::wstring&) {};
-  engine::RefreshDeviceList(app.engine, app.backEnd, app.devices, quiet);
-  for (const std::wstring& device : app.devices.devices) {
+  engine::RefreshDeviceList(app.engine, app.device.backEnd, app.device.list, quiet);
+  for (const std::wstring& device : app.device.list.devices) {
     app.surface.print(device + L"\n");
   }
-  if (app.devices.devices.empty()) {
-    app.surface.print(app.devices.placeholder + L"\n");
+  if (app.device.list.devices.empty()) {
+    app.surface.print(app.device.list.placeholder + L"\n");
   }
   return 0;
 }
 
-// Device, then host. False with the system's own text for a failure.
-bool startAtOnce(Application& app, std::wstring& error) {
-  if (!StartDevice(app, &error, false)) {
-    return false;
-  }
-  TellMissingChannels(app);
-  if (!engine::StartHost(app.host, &error, false)) {
-    return false;
-  }
-  app.virtualDevice->release();
-  return true;
-}
-
 // The system's own text for a failure does not name what it is about.
 std::string startedWith(const Application& app) {
-  std::wstring text = L"The start was asked for with device \"" + app.options.device.value_or(app.devices.selected) +
-                      L"\", effect \"" + app.host.pluginPath + L"\", " + InstanceCaption(app.host.rows.size()) + L".\n";
-  if (app.devices.selected.empty()) {
+  std::wstring text = L"The start was asked for with device \"" +
+                      app.options.device.value_or(app.device.list.selected) + L"\", effect \"" + app.host.pluginPath +
+                      L"\", " + InstanceCaption(app.host.rows.size()) + L".\n";
+  if (app.device.list.selected.empty()) {
     text += L"Devices that answer:\n";
-    for (const std::wstring& device : app.devices.devices) {
+    for (const std::wstring& device : app.device.list.devices) {
       text += L"  " + device + L"\n";
     }
   }
   return Utf8FromWide(text);
 }
 
-int run(Application& app, const ProgramEntry& entry) {
-  app.log.add(VersionLine());
+// The deferred part of the start, run by the loop once the window is there: looking for devices may take seconds.
+// Returns false with the exit code set when what --start asks for fails.
+bool begin(Application& app, const ProgramEntry& entry) {
   RefreshDevices(app);
   app.settings.instancesFromOptions = app.host.rows.size() < static_cast<size_t>(app.options.instances);
   AddWiredInstances(app, app.options.instances);
   StartRemote(app);
   std::wstring error;
-  if (app.options.start && !startAtOnce(app, error)) {
-    StopDevice(app, nullptr, false);
-    entry.printError("tarnwick: " + Utf8FromWide(error) + "\n" + startedWith(app));
-    return 1;
-  }
   if (!app.options.start) {
     AutoStart(app);
+  } else if (!StartDevice(app, &error, false) || !StartHost(app, &error, false)) {
+    entry.printError("tarnwick: " + Utf8FromWide(error) + "\n" + startedWith(app));
+    app.ending.exitCode = 1;
+    return false;
   }
   StartReports(app);
   StartSchedule(app);
+  return true;
+}
+
+void handle(Application& app, const ProgramEntry& entry, platform::UiMessage message, intptr_t parameter) {
+  if (message != platform::UiMessage::deferredStart) {
+    HandleMessage(app, message, parameter);
+  } else if (!app.ending.begun && !begin(app, entry)) {
+    BeginShutdown(app);
+  }
+}
+
+int run(Application& app) {
+  app.log.add(VersionLine());
+  app.ui.post(platform::UiMessage::deferredStart);
   const int exitCode = app.ui.run();
   app.ui.close();  // what still waits for an answer goes without
   SaveAtEnd(app);
   StopRemote(app);
-  if (!app.summary.empty()) {
-    app.surface.print(platform::WideFromUtf8(app.summary) + L"\n");
+  if (!app.ending.summary.empty()) {
+    app.surface.print(platform::WideFromUtf8(app.ending.summary) + L"\n");
   }
   return exitCode;
 }
@@ -134,7 +127,7 @@ int RunProgram(const std::vector<std::string>& arguments, const ProgramEntry& en
   const settings::ProgramSettings stored = settings::SettingsFromMap(map);
   Application app(*options, entry.surface, stored);
   std::wstring error;
-  if (!app.virtualDevice->prepare(&error)) {
+  if (!app.device.virtualDevice->prepare(&error)) {
     entry.printError("tarnwick: " + Utf8FromWide(error) + "\n");
     return 1;
   }
@@ -144,16 +137,16 @@ int RunProgram(const std::vector<std::string>& arguments, const ProgramEntry& en
   if (map.empty() && platform::FileExists(location)) {
     app.log.add(L"No settings could be read from " + location + L"; everything begins anew.");
   }
-  KeepSettings(app, location);
   app.preferences.runAtStartup = platform::StartupLinkExists();  // it may have been made or removed by hand
   RaisePriorities(app);
   if (stored.uiPriority) {
     SetUiPriority(app, *stored.uiPriority);  // instead of the one of the start
   }
-  app.ui.open([&app](platform::UiMessage message, intptr_t parameter) { HandleMessage(app, message, parameter); });
+  KeepSettings(app, location);
+  app.ui.open([&](platform::UiMessage message, intptr_t parameter) { handle(app, entry, message, parameter); });
   entry.watchForEnd(app);
   StartSteering(app);
-  return entry.show && !entry.show() ? 1 : run(app, entry);
+  return entry.show && !entry.show() ? 1 : run(app);
 }
 
 }  // namespace tarnwick::app

@@ -4,10 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "app/device.h"
-#include "app/settings.h"
-#include "app/shutdown.h"
-#include "app/system_requests.h"
+#include "app/application.h"
 #include "engine/callback.h"
 #include "platform/clock.h"
 
@@ -59,9 +56,9 @@ void TellGrants(Application& app) {
 }
 
 void TellFaults(Application& app) {
-  if (!app.told.captureLost && app.virtualDevice->captureFramesLost() > 0) {
+  if (!app.told.captureLost && app.device.virtualDevice->captureFramesLost() > 0) {
     app.told.captureLost = true;
-    const std::wstring reason = app.virtualDevice->captureError();
+    const std::wstring reason = app.device.virtualDevice->captureError();
     app.log.add(L"The capture file is missing audio: " + (reason.empty() ? L"the disk is too slow." : reason));
   }
   if (!app.told.refusedBlocks && app.engine.counters.refusedBlocks.load() > 0) {

@@ -2,9 +2,19 @@
 // thread.
 #pragma once
 
-#include "app/application.h"
+#include <string>
 
 namespace tarnwick::app {
+
+struct Application;
+
+// The faults that the log has told of, so that it does so once.
+struct Told {
+  std::wstring callbackGrant;
+  std::wstring workerGrant;
+  bool captureLost = false;
+  bool refusedBlocks = false;
+};
 
 // Says in the log what scheduling the system granted the audio threads, when it has changed.
 void TellGrants(Application& app);

@@ -3,8 +3,7 @@
 #include <chrono>
 #include <utility>
 
-#include "app/remote/remote.h"
-#include "app/settings.h"
+#include "app/application.h"
 #include "platform/clock.h"
 
 namespace tarnwick::app {
@@ -13,7 +12,7 @@ namespace {
 // Whoever sits before the screen or has a page open hears of it.
 void warn(Application& app, const std::wstring& text) {
   app.log.add(text);
-  TellPages(app, "scheduled-reboot", text);
+  app.notice("scheduled-reboot", text);
   if (app.surface.showWarning) {
     app.surface.showWarning(text);
   }
@@ -21,10 +20,8 @@ void warn(Application& app, const std::wstring& text) {
 
 // Where the host was stopped for a restart that does not come: better the old sound than none.
 void resumeHost(Application& app) {
-  std::wstring error;
-  const bool stopped = std::exchange(app.stoppedForRestart, false);
-  if (stopped && app.engine.asioRunning.load() && !engine::StartHost(app.host, &error, false)) {
-    app.log.add(error);
+  if (std::exchange(app.restart.stoppedHost, false) && app.engine.asioRunning.load()) {
+    StartHost(app, nullptr, false);
   }
 }
 
@@ -33,17 +30,16 @@ system::RebootActions actionsOf(Application& app) {
   actions.showWarning = [&app](const std::wstring& text) { warn(app, text); };
   actions.hostRunning = [&app] { return app.engine.hostRunning.load() || app.engine.hostStopping.load(); };
   actions.stopHost = [&app] {
-    app.stoppedForRestart = true;
-    engine::StopHostAsync(app.host);
-    RestartIfStopped(app);  // where no thread could be made, the stop is complete by now
+    app.restart.stoppedHost = true;
+    StopHost(app);
   };
-  actions.closing = [&app] { return app.closing; };
+  actions.closing = [&app] { return app.ending.begun; };
   actions.restartPc = [&app] {
     SaveAtEnd(app);
     if (app.power.restart()) {
       return true;
     }
-    TellPages(app, "scheduled-reboot", L"The scheduled restart failed; see the log.");
+    app.notice("scheduled-reboot", L"The scheduled restart failed; see the log.");
     resumeHost(app);
     return false;
   };
@@ -59,13 +55,13 @@ void StartSchedule(Application& app) {
 }
 
 void CheckSchedule(Application& app, system::LocalTime now) {
-  system::CheckScheduledReboot(app.scheduledReboot, app.preferences.scheduleReboot, app.preferences.rebootMinutes, now,
+  system::CheckScheduledReboot(app.restart.schedule, app.preferences.scheduleReboot, app.preferences.rebootMinutes, now,
                                actionsOf(app));
 }
 
 void RestartIfStopped(Application& app) {
   if (!app.engine.hostRunning.load() && !app.engine.hostStopping.load()) {
-    system::RequestRestartAfterStop(app.scheduledReboot, actionsOf(app));
+    system::RequestRestartAfterStop(app.restart.schedule, actionsOf(app));
   }
 }
 

@@ -5,8 +5,7 @@
 #include <system_error>
 #include <utility>
 
-#include "app/remote/remote.h"
-#include "app/system_requests.h"
+#include "app/application.h"
 #include "platform/clock.h"
 #include "platform/registry.h"
 #include "platform/text.h"
@@ -54,7 +53,7 @@ bool runsAtPriority(const Application& app) {
 void tellFailure(Application& app) {
   app.log.add(settings::kWriteFailure);
   app.log.add(L"The settings are kept in " + app.settings.location);
-  TellPages(app, "settings", settings::kWriteFailure);
+  app.notice("settings", settings::kWriteFailure);
 }
 
 void takeOutcome(Application& app) {
@@ -99,8 +98,9 @@ Preferences PreferencesFrom(const Options& options, const ProgramSettings& store
 }
 
 void TakeSettings(Application& app, const ProgramSettings& stored) {
+  app.settings.deviceFromOption = app.options.device.has_value();
   if (stored.device && !stored.device->empty() && !app.options.device) {
-    app.devices.selected = *stored.device;
+    app.device.list.selected = *stored.device;
   }
   if (stored.pluginPath && !stored.pluginPath->empty() && app.options.plugin.empty()) {
     app.host.pluginPath = *stored.pluginPath;
@@ -132,10 +132,8 @@ SettingsMap CurrentSettings(const Application& app) {
     // The bundled effect goes where the program goes.
     now.pluginPath = app.host.pluginPath == BundledEffect() ? std::wstring() : app.host.pluginPath;
   }
-  const std::wstring& device = app.devices.selected;
-  const bool isOptionsDevice = options.device && platform::EqualIgnoringCase(*options.device, device);
-  if (!device.empty() && !isOptionsDevice) {
-    now.device = device;
+  if (!app.device.list.selected.empty() && !app.settings.deviceFromOption) {
+    now.device = app.device.list.selected;
   }
   if (!isOption(options.sampleRate, app.preferences.sampleRate)) {
     now.sampleRate = app.preferences.sampleRate;
@@ -176,14 +174,16 @@ void KeepSettings(Application& app, const std::wstring& location) {
   app.settings.schedule = settings::SaveSchedule(app.preferences.rememberSettings);
 }
 
-void NoteChange(Application& app) {
+void NoteChange(Application& app, Changed what) {
+  if (what == Changed::state) {
+    return;
+  }
+  if (what == Changed::device) {
+    app.settings.deviceFromOption = false;
+  } else if (what == Changed::instances) {
+    app.settings.instancesFromOptions = false;
+  }
   app.settings.schedule.changed();
-  PublishRefusals(app);
-}
-
-void NoteInstanceChange(Application& app) {
-  app.settings.instancesFromOptions = false;
-  NoteChange(app);
 }
 
 void SetRememberSettings(Application& app, bool enabled) {

@@ -1,12 +1,50 @@
 // The settings between the store and the application. User-interface thread.
 #pragma once
 
+#include <atomic>
+#include <cstdint>
 #include <string>
+#include <thread>
 
-#include "app/application.h"
+#include "app/changes.h"
 #include "settings/program_settings.h"
+#include "settings/save_schedule.h"
 
 namespace tarnwick::app {
+
+struct Application;
+struct Options;
+
+// The user's choices beside the device, the effect and the instances.
+struct Preferences {
+  double sampleRate = 48000.0;  // Hz
+  int32_t bufferSize = 256;     // samples; 0 = the device's preferred length
+  bool rememberSettings = true;
+  bool runAtStartup = false;
+  bool autoStartAsio = false;
+  bool autoStartInstances = false;
+  bool scheduleReboot = false;
+  int32_t rebootMinutes = 360;  // since midnight
+};
+
+// Where the settings go. User-interface thread; the writer has only what it was given.
+struct SettingsKeeper {
+  std::wstring location;  // empty = they are not kept
+  settings::SaveSchedule schedule{true};
+  std::thread writer;  // writes, or has written, what was last due
+  enum Outcome : int { none, succeeded, failed };
+  std::atomic<int> outcome{none};  // of the writer, until it is taken
+
+  // Set up for this run by options, and not chosen since: not stored.
+  bool deviceFromOption = false;
+  bool instancesFromOptions = false;
+
+  ~SettingsKeeper() {
+    if (writer.joinable()) {
+      writer.join();
+    }
+  }
+};
 
 // Where they lie for these options.
 std::wstring SettingsLocation(const Options& options);
@@ -21,10 +59,8 @@ void KeepSettings(Application& app, const std::wstring& location);
 // answer, and what an option has set for this run and nobody has changed since.
 settings::SettingsMap CurrentSettings(const Application& app);
 
-// The settings of the instances have changed; then as NoteChange.
-void NoteInstanceChange(Application& app);
-// To be called after every change of what a setting stands for.
-void NoteChange(Application& app);
+// Listens to the application's changes: notes those that are to be stored.
+void NoteChange(Application& app, Changed what);
 // Switches remembering. What was changed before it is switched off is still stored.
 void SetRememberSettings(Application& app, bool enabled);
 // Makes or removes the entry that starts the program when the user logs on.

@@ -1,7 +1,6 @@
 #include "app/shutdown.h"
 
-#include "app/device.h"
-#include "app/reports.h"
+#include "app/application.h"
 #include "app/summary.h"
 
 namespace tarnwick::app {
@@ -10,15 +9,15 @@ void BeginShutdown(Application& app) {
   if (app.host.closePending) {
     return;
   }
-  app.closing = true;
+  app.ending.begun = true;
   app.host.closePending = true;
   TellGrants(app);  // a short run ends before the timer
-  engine::StopHostAsync(app.host);
+  StopHost(app);
 }
 
 void TakeSummary(Application& app) {
   if (app.options.seconds > 0.0) {
-    app.summary = SummaryJson(app.engine);
+    app.ending.summary = SummaryJson(app.engine);
   }
 }
 
@@ -28,7 +27,7 @@ void FinishShutdown(Application& app) {
     app.log.add(error);
   }
   TellFaults(app);  // a short run ends before the timer, and what is left of a capture is written only now
-  app.ui.quit(app.exitCode);
+  app.ui.quit(app.ending.exitCode);
 }
 
 }  // namespace tarnwick::app

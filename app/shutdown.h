@@ -1,9 +1,17 @@
 // Ending the program: host, then device, then the loop. User-interface thread.
 #pragma once
 
-#include "app/application.h"
+#include <string>
 
 namespace tarnwick::app {
+
+struct Application;
+
+struct Ending {
+  bool begun = false;
+  int exitCode = 0;
+  std::string summary;  // once the run that --seconds asked for has ended
+};
 
 // Begins to end: a running host is stopped first, the rest follows by itself. A second call does nothing more.
 void BeginShutdown(Application& app);

@@ -1,5 +1,6 @@
 #include "app/system_requests.h"
 
+#include "app/application.h"
 #include "engine/pool_control.h"
 #include "system/priority.h"
 
@@ -42,27 +43,33 @@ void SetSteering(Application& app, const SteeringMasks& masks) {
   if (othersOf(masks) != othersBefore) {
     control.otherProcesses.request(control.processes, othersOf(masks));
   }
+  app.changed(Changed::setting);
 }
 
 void SetEnginePriority(Application& app, int32_t index) {
   app.engine.enginePriority = system::ClampPriorityIndex(index);
+  app.changed(Changed::setting);
 }
 
 void SetUiPriority(Application& app, int32_t index) {
   app.systemControl.uiPriority = system::ClampPriorityIndex(index);
   app.systemControl.processes.setUiThreadLevel(system::PriorityAt(index).threadPriority);
+  app.changed(Changed::setting);
 }
 
 void SetAudioPriority(Application& app, int32_t index) {
   app.systemControl.audioPriority = system::ClampPriorityIndex(index);
+  app.changed(Changed::setting);
 }
 
 void SetNetworkPriority(Application& app, int32_t index) {
   app.systemControl.networkPriority = system::ClampPriorityIndex(index);
+  app.changed(Changed::setting);
 }
 
 void SetMmcss(Application& app, bool enabled) {
   app.engine.mmcssEnabled = enabled;
+  app.changed(Changed::setting);
 }
 
 }  // namespace tarnwick::app

@@ -1,11 +1,28 @@
 // Requests about processors and priorities. User-interface thread; none of them waits for other processes.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
-#include "app/application.h"
+#include "platform/processes.h"
+#include "system/cpu_steering.h"
+#include "system/process_steering.h"
 
 namespace tarnwick::app {
+
+struct Application;
+
+// The state beside the masks and the engine's settings.
+struct SystemControl {
+  platform::Processes processes = platform::SystemProcesses();
+  system::OtherProcessesSteering otherProcesses;
+  system::ThreadSteering uiThread;
+
+  // Rows of the priority table. Written by the user-interface thread, read by the threads that follow them.
+  std::atomic<int32_t> uiPriority{1};
+  std::atomic<int32_t> audioPriority{2};    // threads of recorder and player
+  std::atomic<int32_t> networkPriority{2};  // threads of the server
+};
 
 // Start of the program, before it has a window and before any other thread of it runs: the priorities.
 void RaisePriorities(Application& app);

@@ -126,7 +126,6 @@ bool StartAsio(Engine& engine, const AudioBackEnd& backEnd, const SessionRequest
     return Refuse(ui, failure, error, interactive, BoxKind::error);
   }
   engine.asioRunning.store(true);
-  ui.refresh();
   return true;
 }
 
@@ -155,7 +154,6 @@ bool StopAsio(Engine& engine, const HostUi& ui, std::wstring* error, bool intera
   engine.instanceMeters.markStale();
   engine.inputMeters.markStale();
   engine.outputMeters.markStale();
-  ui.refresh();
   return true;
 }
 

@@ -214,7 +214,6 @@ bool StartHost(Host& host, std::wstring* error, bool interactive) {
   engine.hostRunning.store(true);
   host.ui.log(L"Host running.");
   engine.meteringEnabled.store(true);
-  host.ui.refresh();
   return true;
 }
 
@@ -228,7 +227,6 @@ void StopHostAsync(Host& host) {
     return;
   }
   host.ui.log(L"Stopping host asynchronously...");
-  host.ui.refresh();
   engine.pendingReleases.fetch_add(1);
   try {
     std::thread([&engine, post = host.ui.postStopFinished] {
@@ -253,13 +251,9 @@ void CompleteHostStop(Host& host) {
     releaseInstances(host);
     engine.hostStartTimestamp.store(-1);
     engine.counters.callbackCount.store(0);
-    engine.hostStopping.store(false);
-    host.ui.refresh();
     host.ui.log(L"Host stopped.");
-  } else {
-    engine.hostStopping.store(false);
-    host.ui.refresh();
   }
+  engine.hostStopping.store(false);
   if (host.closePending) {
     host.closePending = false;
     host.ui.destroyMainWindow();
@@ -295,7 +289,6 @@ bool AddInstance(Host& host, const InstanceRow& row, std::wstring* error) {
   }
   host.rows.push_back(std::move(added));
   ReconfigurePool(engine, false);
-  host.ui.refresh();
   return true;
 }
 
@@ -315,7 +308,6 @@ bool RemoveInstance(Host& host, int32_t index, std::wstring* error) {
   }
   host.rows.erase(host.rows.begin() + index);
   ReconfigurePool(engine, false);
-  host.ui.refresh();
   return true;
 }
 

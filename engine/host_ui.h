@@ -14,7 +14,6 @@ enum class BoxKind { information, warning, error };
 struct HostUi {
   std::function<void(const std::wstring& line)> log;  // the status log
   std::function<void(BoxKind kind, const std::wstring& title, const std::wstring& text)> messageBox;
-  std::function<void()> refresh;  // titles, buttons, labels, channel lists and rows from the state
   std::function<bool()> recordRunning;
   std::function<bool()> playbackRunning;
   std::function<bool()> postStopFinished;  // posts the stop-finished message; from the stop thread

@@ -3,9 +3,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "app/device.h"
-#include "app/settings.h"
-#include "app/system_requests.h"
 #include "platform/text.h"
 #include "platform/threads.h"
 #include "system/priority.h"
@@ -27,16 +24,11 @@ bool isPriority(const std::optional<int32_t>& index) {
   return !index || *index == system::ClampPriorityIndex(*index);
 }
 
-// A finite number of dB, in range after clamping; a fraction is cut off as in a gain text.
-int32_t gainOf(double db) {
-  return engine::ClampGainDb(static_cast<int64_t>(std::clamp(db, -1000.0, 1000.0)));
-}
-
 // The entry of the device list, whatever its case; null when there is none.
 const std::wstring* listedDevice(const Application& app, const std::wstring& name) {
-  const auto found = std::find_if(app.devices.devices.begin(), app.devices.devices.end(),
+  const auto found = std::find_if(app.device.list.devices.begin(), app.device.list.devices.end(),
                                   [&](const std::wstring& d) { return platform::EqualIgnoringCase(d, name); });
-  return found == app.devices.devices.end() ? nullptr : &*found;
+  return found == app.device.list.devices.end() ? nullptr : &*found;
 }
 
 bool fitsSession(const Application& app, const remote::RemoteAudioConfigPatch& patch, std::wstring& error) {
@@ -67,12 +59,6 @@ bool isAudioPatch(const Application& app, const remote::RemoteAudioConfigPatch& 
   return fitsSession(app, patch, error);
 }
 
-// Whether -1 (none) or a channel that there is, or may be once a device is open.
-bool isChannel(const Application& app, const std::optional<int32_t>& channel, int32_t available) {
-  const int32_t limit = app.engine.asioRunning.load() ? available : engine::kMostChannels;
-  return !channel || (*channel >= -1 && *channel < limit);
-}
-
 }  // namespace
 
 bool ApplyHostPatch(Application& app, const remote::RemoteHostConfigPatch& patch, std::wstring& error) {
@@ -94,11 +80,9 @@ bool ApplyHostPatch(Application& app, const remote::RemoteHostConfigPatch& patch
     SetNetworkPriority(app, *patch.networkPriority);
   }
   if (patch.pluginPath) {
-    app.host.pluginPath = *patch.pluginPath;
-    app.log.add(L"Effect: " + *patch.pluginPath +
-                (app.engine.hostRunning.load() ? L" (used when the host is started again)" : L""));
+    ChooseEffect(app, *patch.pluginPath);
   }
-  NoteChange(app);
+  app.changed(Changed::setting);
   if (patch.rememberSettingsEnabled) {
     SetRememberSettings(app, *patch.rememberSettingsEnabled);  // off stores what was changed with it
   }
@@ -128,7 +112,7 @@ bool ApplyAudioPatch(Application& app, const remote::RemoteAudioConfigPatch& pat
   if (patch.audioPriority) {
     SetAudioPriority(app, *patch.audioPriority);
   }
-  NoteChange(app);
+  app.changed(Changed::setting);
   return true;
 }
 
@@ -142,41 +126,22 @@ bool ApplySteeringPatch(Application& app, const remote::RemoteCpuSteeringPatch& 
     masks[group] = patch.masks[group].value_or(masks[group]);
   }
   SetSteering(app, masks);
-  NoteChange(app);
+  app.changed(Changed::setting);
   return true;
 }
 
 bool ApplyInstancePatch(Application& app, uint32_t index, const remote::RemoteInstancePatch& patch,
                         std::wstring& error) {
-  const engine::DeviceSession& session = app.engine.session;
-  if (index >= app.host.rows.size()) {
-    return refuse(error, L"There is no such instance.");
-  }
-  if (!isChannel(app, patch.inputChannel, session.numInputs) ||
-      !isChannel(app, patch.outputChannel, session.numOutputs)) {
-    return refuse(error, L"The device does not have this channel.");
-  }
-  const auto row = static_cast<int32_t>(index);
-  engine::InstanceConfig config = app.host.rows[index].config;
-  config.inputChannel = patch.inputChannel.value_or(config.inputChannel);
-  config.outputChannel = patch.outputChannel.value_or(config.outputChannel);
-  config.inputGainDb = patch.inputGainDb ? gainOf(*patch.inputGainDb) : config.inputGainDb;
-  config.outputGainDb = patch.outputGainDb ? gainOf(*patch.outputGainDb) : config.outputGainDb;
-  config.bypassEnabled = patch.bypassEnabled.value_or(config.bypassEnabled != 0) ? 1 : 0;
-  config.testSignalEnabled = patch.testSignalEnabled.value_or(config.testSignalEnabled != 0) ? 1 : 0;
-  if (patch.firstParamPercent) {
-    const double percent = std::clamp(*patch.firstParamPercent, 0.0, 100.0);
-    if (!engine::SetFirstParamPercent(app.host, row, static_cast<int32_t>(std::lround(percent)))) {
-      return refuse(error, L"The effect does not take this value.");
-    }
-  }
-  engine::ConfigureInstance(app.host, row, config);
-  if (patch.name) {
-    app.host.rows[index].name = *patch.name;
-  }
-  app.surface.refresh();
-  NoteInstanceChange(app);
-  return true;
+  InstanceChange change;
+  change.name = patch.name;
+  change.inputChannel = patch.inputChannel;
+  change.outputChannel = patch.outputChannel;
+  change.inputGainDb = patch.inputGainDb;
+  change.outputGainDb = patch.outputGainDb;
+  change.bypassEnabled = patch.bypassEnabled;
+  change.testSignalEnabled = patch.testSignalEnabled;
+  change.firstParamPercent = patch.firstParamPercent;
+  return ChangeInstance(app, index, change, error);
 }
 
 }  // namespace tarnwick::app

@@ -25,14 +25,14 @@ void fillDevice(const Application& app, remote::RemoteStatusSnapshot& status) {
   status.asioRunning = open;
   status.availableInputChannels = session.numInputs;
   status.availableOutputChannels = session.numOutputs;
-  status.device = app.devices.devices.empty() ? app.devices.placeholder : app.devices.selected;
+  status.device = app.device.list.devices.empty() ? app.device.list.placeholder : app.device.list.selected;
   status.sampleRate = open ? session.sampleRate.load() : app.preferences.sampleRate;
   status.bufferSize = open ? session.blockLength : app.preferences.bufferSize;
-  status.inputLatency = app.latencies.input;
-  status.outputLatency = app.latencies.output;
-  status.deviceOptions = app.devices.devices;
-  if (status.deviceOptions.empty() && !app.devices.placeholder.empty()) {
-    status.deviceOptions.push_back(app.devices.placeholder);
+  status.inputLatency = app.device.latencies.input;
+  status.outputLatency = app.device.latencies.output;
+  status.deviceOptions = app.device.list.devices;
+  if (status.deviceOptions.empty() && !app.device.list.placeholder.empty()) {
+    status.deviceOptions.push_back(app.device.list.placeholder);
   }
   status.sampleRateOptions = optionsWith(kUsualRates, status.sampleRate);
   status.bufferSizeOptions = optionsWith(kUsualBlockLengths, status.bufferSize);

@@ -3,10 +3,6 @@
 #include <commctrl.h>
 
 #include "app/captions.h"
-#include "app/device.h"
-#include "app/instances.h"
-#include "app/settings.h"
-#include "app/shutdown.h"
 #include "app/windows/drawing.h"
 #include "app/windows/start_up.h"
 #include "platform/windows/ui_window.h"

@@ -1,8 +1,5 @@
 // What the main window shows and what its controls do.
 #include "app/captions.h"
-#include "app/device.h"
-#include "app/instances.h"
-#include "app/settings.h"
 #include "app/windows/main_window.h"
 
 namespace tarnwick::app {
@@ -40,7 +37,7 @@ void MainWindow::enable(Control id, bool enabled) {
 }
 
 void MainWindow::refreshDevices() {
-  const engine::DeviceList& list = app_->devices;
+  const engine::DeviceList& list = app_->device.list;
   HWND combo = control(device);
   SendMessageW(combo, CB_RESETCONTENT, 0, 0);
   for (const std::wstring& name : list.devices) {
@@ -69,10 +66,10 @@ void MainWindow::refresh() {
   }
   refreshDevices();
   setText(asio, DeviceButtonText(app_->engine));
-  setText(latency, app_->latencyText);
+  setText(latency, app_->device.latencyText);
   setText(instances, hostText(*app_));
   setText(host, app_->engine.hostRunning.load() ? L"Stop host" : L"Start host");
-  enable(device, !sessionRuns && !app_->devices.devices.empty());
+  enable(device, !sessionRuns && !app_->device.list.devices.empty());
   enable(refreshList, !sessionRuns);
   enable(asio, !stopping);
   enable(host, !stopping);
@@ -102,9 +99,9 @@ void MainWindow::showBox(engine::BoxKind kind, const std::wstring& title, const 
 
 void MainWindow::onDeviceChosen() {
   const LRESULT index = SendMessageW(control(device), CB_GETCURSEL, 0, 0);
-  if (index >= 0 && index < static_cast<LRESULT>(app_->devices.devices.size()) && !app_->engine.asioRunning.load()) {
-    SelectDevice(*app_, app_->devices.devices[static_cast<size_t>(index)]);
-    NoteChange(*app_);
+  if (index >= 0 && index < static_cast<LRESULT>(app_->device.list.devices.size()) &&
+      !app_->engine.asioRunning.load()) {
+    SelectDevice(*app_, app_->device.list.devices[static_cast<size_t>(index)]);
   }
 }
 
@@ -122,17 +119,15 @@ void MainWindow::onCommand(Control id, UINT notification) {
   if (id == refreshList) {
     RefreshDevices(*app_);
   } else if (id == panel) {
-    engine::OpenControlPanel(app_->engine, app_->backEnd, app_->devices, window_, app_->host.ui, &error, true);
+    OpenDevicePanel(*app_, &error, true);
   } else if (id == asio && app_->engine.asioRunning.load()) {
     StopDevice(*app_, &error, true);
   } else if (id == asio) {
     StartDevice(*app_, &error, true);
   } else if (id == host && app_->engine.hostRunning.load()) {
-    engine::StopHostAsync(app_->host);
+    StopHost(*app_);
   } else if (id == host) {
-    if (engine::StartHost(app_->host, &error, true)) {
-      TellMissingChannels(*app_);
-    }
+    StartHost(*app_, &error, true);
   }
   refresh();
 }

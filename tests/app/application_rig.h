@@ -7,8 +7,6 @@
 #include <vector>
 
 #include "app/application.h"
-#include "app/device.h"
-#include "app/instances.h"
 #include "platform/text.h"
 #include "support/test_modules.h"
 
@@ -48,7 +46,7 @@ struct Rig {
 
   explicit Rig(const Options& options = runOptions(0.0)) : app(options, seen.surface()) {
     app.ui.open([this](platform::UiMessage message, intptr_t parameter) { HandleMessage(app, message, parameter); });
-    EXPECT_TRUE(app.virtualDevice->prepare(nullptr));
+    EXPECT_TRUE(app.device.virtualDevice->prepare(nullptr));
     RefreshDevices(app);
   }
   // What other threads have asked for so far.
@@ -60,7 +58,7 @@ struct Rig {
     AddWiredInstances(app, instances);
     std::wstring error;
     ASSERT_TRUE(StartDevice(app, &error, false)) << platform::Utf8FromWide(error);
-    ASSERT_TRUE(engine::StartHost(app.host, &error, false)) << platform::Utf8FromWide(error);
+    ASSERT_TRUE(StartHost(app, &error, false)) << platform::Utf8FromWide(error);
     seen.log.clear();
   }
 };

@@ -5,12 +5,9 @@
 #include <limits>
 
 #include "app/application_rig.h"
-#include "app/instances.h"
+#include "app/remote/callbacks.h"
 #include "app/remote/patches.h"
-#include "app/remote/remote.h"
 #include "app/remote/status.h"
-#include "app/scheduled_restart.h"
-#include "app/settings.h"
 
 namespace tarnwick::app {
 namespace {
@@ -124,13 +121,13 @@ TEST(RemoteStatus, BypassAllLeavesTheRowsTheirOwnChoice) {
   rig.start(2);
   std::wstring error;
   ASSERT_TRUE(ApplyInstancePatch(rig.app, 0, with(&RemoteInstancePatch::bypassEnabled, true), error));
-  engine::SetBypassAll(rig.app.host, true);
+  SetBypassAll(rig.app, true);
   const auto& instances = rig.app.engine.instances;
   EXPECT_EQ(instances.instance(1).config.bypassEnabled, 1);
   ASSERT_TRUE(ApplyInstancePatch(rig.app, 1, with(&RemoteInstancePatch::inputGainDb, 1.0), error));
   EXPECT_EQ(instances.instance(1).config.bypassEnabled, 1);
   EXPECT_FALSE(statusOf(rig.app).instances.at(1).bypassEnabled);
-  engine::SetBypassAll(rig.app.host, false);
+  SetBypassAll(rig.app, false);
   EXPECT_EQ(instances.instance(0).config.bypassEnabled, 1);
   EXPECT_EQ(instances.instance(1).config.bypassEnabled, 0);
 }
@@ -185,7 +182,7 @@ TEST(ScheduledRestart, ARefusedOneLeavesTheHostAsItWas) {
     rig.app.preferences.rebootMinutes = 60;
     rig.start(1);
     if (!wasRunning) {
-      engine::StopHostAsync(rig.app.host);
+      StopHost(rig.app);
     }
     rig.app.ui.startTimer(std::chrono::milliseconds(5), [&] {
       if (rig.app.engine.hostStopping.load()) {
@@ -206,7 +203,7 @@ TEST(ScheduledRestart, ARefusedOneLeavesTheHostAsItWas) {
 
 TEST(Settings, ADeviceThatIsSwitchedOffTodayIsNotForgotten) {
   Rig rig;
-  rig.app.devices.selected.clear();
+  rig.app.device.list.selected.clear();
   EXPECT_EQ(CurrentSettings(rig.app).count(L"device"), 0u);
 }
 

@@ -4,8 +4,8 @@
 #include <algorithm>
 
 #include "app/application_rig.h"
-#include "app/settings.h"
 #include "scratch_location.h"
+#include "system/fake_machine.h"
 
 namespace tarnwick::app {
 namespace {
@@ -17,7 +17,7 @@ TEST(Settings, AFailureIsReportedOnceUntilAWriteHasSucceeded) {
   const auto reports = [&rig] {
     return std::count(rig.seen.log.begin(), rig.seen.log.end(), std::wstring(settings::kWriteFailure));
   };
-  NoteChange(rig.app);
+  rig.app.changed(Changed::setting);
   SaveWhenDue(rig.app);
   SaveAtEnd(rig.app);  // as before a restart that the system refuses; the writer has an outcome of its own
   EXPECT_EQ(reports(), 1);
@@ -31,6 +31,59 @@ TEST(Settings, AFailureIsReportedOnceUntilAWriteHasSucceeded) {
   rig.app.settings.location = place.unusable();
   SaveAtEnd(rig.app);
   EXPECT_EQ(reports(), 2);
+}
+
+TEST(Settings, EveryRequestThatChangesOneIsNotedForSaving) {
+  InstanceChange gain;
+  gain.inputGainDb = -3.0;
+  std::wstring error;
+  const struct {
+    const char* request;
+    std::function<void(Application& app)> run;
+  } cases[] = {
+      {"device", [](Application& app) { SelectDevice(app, L"Another"); }},
+      {"effect", [](Application& app) { ChooseEffect(app, L"/another.vst3"); }},
+      {"add", [](Application& app) { AddNextInstance(app, nullptr); }},
+      {"remove", [](Application& app) { RemoveLastInstance(app, nullptr); }},
+      {"instance", [&](Application& app) { ChangeInstance(app, 0, gain, error); }},
+      {"bypass all", [](Application& app) { SetBypassAll(app, true); }},
+      {"pink all", [](Application& app) { SetTestSignalAll(app, true); }},
+      {"steering",
+       [](Application& app) {
+         SetSteering(app, {0, 1, 0, 0, 0});
+       }},
+      {"engine priority", [](Application& app) { SetEnginePriority(app, 4); }},
+      {"ui priority", [](Application& app) { SetUiPriority(app, 0); }},
+      {"audio priority", [](Application& app) { SetAudioPriority(app, 0); }},
+      {"network priority", [](Application& app) { SetNetworkPriority(app, 0); }},
+      {"mmcss", [](Application& app) { SetMmcss(app, !app.engine.mmcssEnabled.load()); }},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.request);
+    Options options = runOptions(0.0);
+    options.plugin.clear();
+    options.virtualDevice.clock = sound::VirtualClock::real;
+    Rig rig(options);
+    system::FakeMachine machine;
+    rig.app.systemControl.processes = machine.processes();
+    AddWiredInstances(rig.app, 2);
+    const auto due = [&] { return rig.app.settings.schedule.due(0, [&] { return CurrentSettings(rig.app); }); };
+    const auto before = CurrentSettings(rig.app);
+    ASSERT_FALSE(due()) << "nothing has changed";
+    c.run(rig.app);
+    const auto after = due();
+    ASSERT_TRUE(after);
+    EXPECT_NE(*after, before);
+  }
+}
+
+TEST(Settings, WhatAnOptionSetIsStoredOnceItIsChosen) {
+  Options options = runOptions(0.0);
+  options.device = sound::kVirtualDriverName;
+  Rig rig(options);
+  EXPECT_EQ(CurrentSettings(rig.app).count(L"device"), 0u);
+  SelectDevice(rig.app, sound::kVirtualDriverName);
+  EXPECT_EQ(CurrentSettings(rig.app).count(L"device"), 1u) << "the same one, but by choice";
 }
 
 }  // namespace

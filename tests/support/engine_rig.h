@@ -27,7 +27,6 @@ struct UserSees {
     ui.messageBox = [this](engine::BoxKind, const std::wstring& title, const std::wstring& text) {
       boxes.push_back(title + L": " + text);
     };
-    ui.refresh = [] {};
     ui.recordRunning = [this] { return recording; };
     ui.playbackRunning = [this] { return playing; };
     ui.postStopFinished = [this] {

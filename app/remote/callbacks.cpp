@@ -1,19 +1,11 @@
-#include "app/remote/remote.h"
+#include "app/remote/callbacks.h"
 
-#include <string_view>
-#include <system_error>
 #include <utility>
 
-#include "app/device.h"
-#include "app/instances.h"
 #include "app/plugin_files.h"
 #include "app/power.h"
 #include "app/remote/patches.h"
 #include "app/remote/status.h"
-#include "app/settings.h"
-#include "platform/network.h"
-#include "platform/text.h"
-#include "remote/documents.h"
 
 namespace tarnwick::app {
 namespace {
@@ -42,10 +34,7 @@ class PendingAction {
 // Runs `work` on the user-interface thread some time later. False when nobody takes it.
 bool postAction(Application& app, std::function<void()> work) {
   const auto pending = std::make_shared<PendingAction>(app.remote.pendingActions);
-  return pending->within() && app.ui.post([&app, pending, action = std::move(work)] {
-    action();
-    PublishRefusals(app);
-  });
+  return pending->within() && app.ui.post([&app, pending, action = std::move(work)] { action(); });
 }
 
 RemoteControlCallbacks::Action posted(Application& app, void (*action)(Application& app)) {
@@ -103,12 +92,7 @@ bool postRefresh(Application& app) {
 }
 
 bool startHost(Application& app, std::wstring* error) {
-  if (!engine::StartHost(app.host, error, false)) {
-    app.log.add(*error);
-    return false;
-  }
-  TellMissingChannels(app);
-  return true;
+  return StartHost(app, error, false);
 }
 
 bool postStart(Application& app, std::wstring& error) {
@@ -182,7 +166,7 @@ void addPatchCallbacks(Application& app, RemoteControlCallbacks& callbacks) {
 
 void addActions(Application& app, RemoteControlCallbacks& callbacks) {
   callbacks.startHost = [&app](std::wstring& error) { return postStart(app, error); };
-  callbacks.stopHost = posted(app, [](Application& target) { engine::StopHostAsync(target.host); });
+  callbacks.stopHost = posted(app, &StopHost);
   callbacks.startAsio = [&app] { return postFailing(app, "asio-start", &startDevice); };
   callbacks.refreshAsio = [&app] { return postRefresh(app); };
   callbacks.stopAsio = [&app](std::wstring& error) {
@@ -192,30 +176,9 @@ void addActions(Application& app, RemoteControlCallbacks& callbacks) {
   callbacks.shutdown = [&app] { return postFailing(app, "system-shutdown", &ShutdownNow); };
   callbacks.addInstance = [&app] { return postFailing(app, "add-instance", &AddNextInstance); };
   callbacks.removeLastInstance = [&app] { return postFailing(app, "remove-last-instance", &RemoveLastInstance); };
-  callbacks.toggleBypassAll = posted(app, [](Application& target) {
-    engine::SetBypassAll(target.host, !target.host.bypassAll);
-    target.surface.refresh();
-    NoteChange(target);
-  });
-  callbacks.toggleTestSignalAll = posted(app, [](Application& target) {
-    target.engine.testSignalAll = !target.engine.testSignalAll.load();
-    target.surface.refresh();
-    NoteChange(target);
-  });
-}
-
-// Where browsers on the network find the page.
-void tellAddresses(Application& app) {
-  const std::wstring port = std::to_wstring(app.options.remotePort);
-  app.log.add(L"Remote control page: http://localhost:" + port + L"/");
-  for (const platform::NetworkAdapter& adapter : platform::NetworkAdapters()) {
-    for (const platform::Ipv4Address& address : adapter.addresses) {
-      if (adapter.interfaceType != platform::kLoopbackInterface) {
-        app.log.add(L"Remote control page: http://" + platform::WideFromUtf8(platform::Ipv4Text(address.address)) +
-                    L":" + port + L"/ (" + adapter.friendlyName + L")");
-      }
-    }
-  }
+  callbacks.toggleBypassAll = posted(app, [](Application& target) { SetBypassAll(target, !target.host.bypassAll); });
+  callbacks.toggleTestSignalAll =
+      posted(app, [](Application& target) { SetTestSignalAll(target, !target.engine.testSignalAll.load()); });
 }
 
 }  // namespace
@@ -226,46 +189,6 @@ RemoteControlCallbacks MakeRemoteCallbacks(Application& app) {
   addPatchCallbacks(app, callbacks);
   addActions(app, callbacks);
   return callbacks;
-}
-
-void StartRemote(Application& app) {
-  if (app.options.remotePort == 0) {
-    return;
-  }
-  PublishRefusals(app);
-  app.remote.server = std::make_unique<remote::RemoteControlServer>(
-      remote::ServerContext{app.options.remotePort, app.steering, app.systemControl.networkPriority,
-                            app.remote.cpuUsage, [&app](const std::wstring& line) { app.log.add(line); }},
-      MakeRemoteCallbacks(app));
-  try {
-    if (app.remote.server->start()) {
-      tellAddresses(app);
-    }
-  } catch (const std::system_error& error) {
-    app.remote.server->stop();
-    app.log.add(L"Remote control server failed: " + platform::WideFromUtf8(error.what()));
-  }
-}
-
-void StopRemote(Application& app) {
-  app.remote.ending = true;
-  if (app.remote.server) {
-    app.remote.server->stop();
-  }
-}
-
-void TellPages(Application& app, std::string_view action, const std::wstring& text) {
-  if (app.remote.server && !text.empty()) {
-    app.remote.server->broadcastText(remote::NoticeMessage(action, text));
-  }
-}
-
-void PublishRefusals(Application& app) {
-  std::wstring start = engine::StartRefusal(app.host);
-  std::wstring stop = engine::StopAsioRefusal(app.engine, app.host.ui);
-  const std::lock_guard lock(app.remote.refusalMutex);
-  app.remote.startRefusal = std::move(start);
-  app.remote.stopAsioRefusal = std::move(stop);
 }
 
 }  // namespace tarnwick::app

@@ -1,4 +1,4 @@
-// What the application keeps of its remote control server.
+// The application's remote control server: its state here, its start and end, and what all pages are told.
 #pragma once
 
 #include <atomic>
@@ -6,11 +6,14 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 
 #include "remote/server.h"
 #include "system/cpu_usage.h"
 
 namespace tarnwick::app {
+
+struct Application;
 
 struct RemoteLink {
   system::CpuUsageSampler cpuUsage;
@@ -30,5 +33,17 @@ struct RemoteLink {
   std::wstring startRefusal;
   std::wstring stopAsioRefusal;
 };
+
+// Starts the server on the port of the options and says where its page is. User-interface thread.
+void StartRemote(Application& app);
+// Ends it; the user-interface thread must have stopped taking requests, or what waits for it is waited for.
+void StopRemote(Application& app);
+
+// Tells every page of something that happened to an action after it was accepted. `action` as in its answer. Any thread
+// while the server is there.
+void TellPages(Application& app, std::string_view action, const std::wstring& text);
+
+// Lets requests know what would be refused now. User-interface thread, after every change that may matter.
+void PublishRefusals(Application& app);
 
 }  // namespace tarnwick::app
