@@ -1,36 +1,24 @@
 #include "sound/block_ops.h"
 
 #include <cmath>
-#include <cstring>
+
+#include "sound/lanes.h"
 
 namespace tarnwick::sound {
 namespace {
 
-// Four lanes in the compiler's own vector types: every x86-64 and ARM64 has them, so no dispatch is needed.
-using Float4 = float __attribute__((vector_size(16)));
-using Int4 = int32_t __attribute__((vector_size(16)));
+using lanes::Clamp;
+using lanes::Float4;
+using lanes::kLanes;
+using lanes::Load;
+using lanes::Store;
 using Double2 = double __attribute__((vector_size(16)));
-constexpr int32_t kLanes = 4;
-
-Float4 load4(const float* from) noexcept {
-  Float4 value;
-  std::memcpy(&value, from, sizeof value);
-  return value;
-}
-
-void store4(float* to, Float4 value) noexcept {
-  std::memcpy(to, &value, sizeof value);
-}
 
 Double2 lowHalf(Float4 v) noexcept {
   return Double2{static_cast<double>(v[0]), static_cast<double>(v[1])};
 }
 Double2 highHalf(Float4 v) noexcept {
   return Double2{static_cast<double>(v[2]), static_cast<double>(v[3])};
-}
-
-Float4 select(Int4 mask, Float4 yes, Float4 no) noexcept {
-  return reinterpret_cast<Float4>((mask & reinterpret_cast<Int4>(yes)) | (~mask & reinterpret_cast<Int4>(no)));
 }
 
 float addClamped(float out, float in) noexcept {
@@ -43,7 +31,7 @@ float addClamped(float out, float in) noexcept {
 void MultiplyBlock(float* data, float gain, int32_t n) noexcept {
   int32_t k = 0;
   for (; k + kLanes <= n; k += kLanes) {
-    store4(data + k, load4(data + k) * gain);
+    Store(data + k, Load(data + k) * gain);
   }
   for (; k < n; ++k) {
     data[k] *= gain;
@@ -51,15 +39,9 @@ void MultiplyBlock(float* data, float gain, int32_t n) noexcept {
 }
 
 void AddClampedBlock(float* out, const float* in, int32_t n) noexcept {
-  const Float4 one = {1.0f, 1.0f, 1.0f, 1.0f};
-  const Float4 zero = {};
   int32_t k = 0;
   for (; k + kLanes <= n; k += kLanes) {
-    const Float4 sample = load4(in + k);
-    Float4 sum = load4(out + k) + select(sample == sample, sample, zero);
-    sum = select(sum > one, one, sum);
-    sum = select(sum < -one, -one, sum);
-    store4(out + k, sum);
+    Store(out + k, Clamp(Load(out + k) + lanes::NumbersOf(Load(in + k)), -1.0f, 1.0f));
   }
   for (; k < n; ++k) {
     out[k] = addClamped(out[k], in[k]);
@@ -71,9 +53,9 @@ RingSums ExchangeSquares(float* ring, const float* in, int32_t n) noexcept {
   Double2 leaving[2] = {};
   int32_t k = 0;
   for (; k + kLanes <= n; k += kLanes) {
-    const Float4 sample = load4(in + k);
-    const Float4 old = load4(ring + k);
-    store4(ring + k, sample);
+    const Float4 sample = Load(in + k);
+    const Float4 old = Load(ring + k);
+    Store(ring + k, sample);
     const Double2 sampleLow = lowHalf(sample);
     const Double2 sampleHigh = highHalf(sample);
     const Double2 oldLow = lowHalf(old);
@@ -100,9 +82,9 @@ float PeakOfBlock(const float* in, int32_t n) noexcept {
   Float4 peaks = {};
   int32_t k = 0;
   for (; k + kLanes <= n; k += kLanes) {
-    const Float4 sample = load4(in + k);
-    const Float4 magnitude = select(sample < Float4{}, -sample, sample);
-    peaks = select(magnitude > peaks, magnitude, peaks);
+    const Float4 sample = Load(in + k);
+    const Float4 magnitude = sample < Float4{} ? -sample : sample;
+    peaks = magnitude > peaks ? magnitude : peaks;
   }
   float peak = 0.0f;
   for (int32_t lane = 0; lane < kLanes; ++lane) {

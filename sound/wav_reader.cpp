@@ -2,12 +2,13 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cstring>
 #include <fstream>
 #include <new>
 #include <stdexcept>
 
+#include "platform/audio/audio_driver.h"
+#include "sound/sample_format.h"
 #include "sound/wav_format.h"
 
 namespace tarnwick::sound {
@@ -123,35 +124,42 @@ bool supported(const Layout& layout) {
   return (integers || floats) && layout.frameBytes == layout.channels * layout.bits / 8;
 }
 
-float decoded(const uint8_t* bytes, uint16_t tag, uint32_t bits) {
-  if (tag == wav::kIeeeFloat) {
-    return bits == 32 ? std::bit_cast<float>(wav::ReadLittleEndian<uint32_t>(bytes))
-                      : static_cast<float>(std::bit_cast<double>(wav::ReadLittleEndian<uint64_t>(bytes)));
+// The format as a device's sample type; 8 bits, which are unsigned here, become the upper half of 16.
+int32_t sampleType(const Layout& layout) {
+  if (layout.tag == wav::kIeeeFloat) {
+    return layout.bits == 32 ? platform::kFloat32LSB : platform::kFloat64LSB;
   }
-  if (bits == 8) {
-    return static_cast<float>(bytes[0] - 128) / 128.0f;
+  return layout.bits == 32 ? platform::kInt32LSB : layout.bits == 24 ? platform::kInt24LSB : platform::kInt16LSB;
+}
+
+// One channel's samples out of `frames` frames, side by side.
+void gatherChannel(const uint8_t* from, const Layout& layout, size_t frames, uint8_t* to) {
+  if (layout.bits == 8) {
+    for (size_t i = 0; i < frames; ++i, from += layout.frameBytes) {
+      *to++ = 0;
+      *to++ = static_cast<uint8_t>(*from ^ 0x80);
+    }
+    return;
   }
-  uint32_t word = 0;  // the sample in the topmost bits
-  for (uint32_t k = 0; k < bits / 8; ++k) {
-    word |= uint32_t{bytes[k]} << (32 - bits + 8 * k);
+  const size_t bytes = layout.bits / 8;
+  for (size_t i = 0; i < frames; ++i, from += layout.frameBytes, to += bytes) {
+    std::memcpy(to, from, bytes);
   }
-  return static_cast<float>(static_cast<double>(static_cast<int32_t>(word)) / 2147483648.0);
 }
 
 bool readSamples(File& file, const Layout& layout, WavSamples& out) {
   const size_t framesAtOnce = std::max<size_t>(1, kReadBytes / layout.frameBytes);
+  const int32_t type = sampleType(layout);
   std::vector<uint8_t> bytes(framesAtOnce * layout.frameBytes);
+  std::vector<uint8_t> oneChannel(framesAtOnce * static_cast<size_t>(platform::BytesPerSample(type)));
   for (size_t first = 0; first < out.frames; first += framesAtOnce) {
     const size_t frames = std::min(framesAtOnce, out.frames - first);
     if (!file.read(layout.dataAt + uint64_t{first} * layout.frameBytes, bytes.data(), frames * layout.frameBytes)) {
       return false;
     }
     for (size_t c = 0; c < layout.channels; ++c) {
-      const uint8_t* from = bytes.data() + c * layout.bits / 8;
-      float* to = out.samples.data() + c * out.frames + first;
-      for (size_t i = 0; i < frames; ++i) {
-        to[i] = decoded(from + i * layout.frameBytes, layout.tag, layout.bits);
-      }
+      gatherChannel(bytes.data() + c * layout.bits / 8, layout, frames, oneChannel.data());
+      ReadBlock(type, oneChannel.data(), out.samples.data() + c * out.frames + first, static_cast<int32_t>(frames));
     }
   }
   return true;

@@ -6,7 +6,7 @@
 #include "platform/block_clock.h"
 #include "platform/clock.h"
 #include "platform/threads.h"
-#include "sound/virtual/sample_convert.h"
+#include "sound/sample_format.h"
 
 namespace tarnwick::sound {
 namespace {
@@ -167,7 +167,7 @@ void ClockThread::fillInputs(size_t half) {
     float* samples = direct ? static_cast<float*>(buffer) : scratch_.data();
     run_.sources->render(static_cast<int32_t>(k), samples, run_.blockLength);
     if (!direct) {
-      EncodeSamples(options_.sampleType, samples, buffer, run_.blockLength);
+      WriteBlock(options_.sampleType, buffer, samples, run_.blockLength);
     }
   }
 }
@@ -179,7 +179,7 @@ void ClockThread::takeOutputs(size_t half) {
   }
   for (const BufferHalves& output : run_.outputs) {
     if (output[half]) {
-      DecodeSamples(options_.sampleType, output[half], to, run_.blockLength);
+      ReadBlock(options_.sampleType, output[half], to, run_.blockLength);
     } else {
       std::fill_n(to, run_.blockLength, 0.0f);
     }

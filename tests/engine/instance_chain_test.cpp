@@ -21,13 +21,15 @@ struct RunningRig : EngineRig {
   // Input 0, in both halves.
   void play(float value) {
     for (auto& half : device.inputBytes) {
-      for (int32_t k = 0; k < device.blockLength; ++k) {
-        sound::WriteSample(device.sampleType, half[0].data(), k, value);
-      }
+      const std::vector<float> block(static_cast<size_t>(device.blockLength), value);
+      sound::WriteBlock(device.sampleType, half[0].data(), block.data(), device.blockLength);
     }
   }
   float out(int32_t channel, int32_t half, int32_t k = 0) {
-    return sound::ReadSample(device.sampleType, device.outputBytes[half][static_cast<size_t>(channel)].data(), k);
+    std::vector<float> block(static_cast<size_t>(device.blockLength));
+    sound::ReadBlock(device.sampleType, device.outputBytes[half][static_cast<size_t>(channel)].data(), block.data(),
+                     device.blockLength);
+    return block[static_cast<size_t>(k)];
   }
 };
 

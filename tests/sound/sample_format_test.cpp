@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <vector>
 
 #include "platform/audio/audio_driver.h"
 
@@ -11,49 +12,81 @@ namespace {
 
 using namespace platform;
 
-void expectUnchanged(int32_t type, const std::vector<uint8_t>& bytes) {
-  std::vector<uint8_t> written(bytes.size(), 0xAA);
-  WriteSample(type, written.data(), 0, ReadSample(type, bytes.data(), 0));
-  EXPECT_EQ(written, bytes) << "type " << type;
-}
+using Buffer = std::vector<uint8_t>;
 
 TEST(SampleFormat, WhatWasReadIsWrittenBackUnchanged) {
-  for (int32_t value = -32768; value <= 32767; ++value) {
-    const auto low = static_cast<uint8_t>(value);
-    const auto high = static_cast<uint8_t>(value >> 8);
-    expectUnchanged(kInt16LSB, {low, high});
-    expectUnchanged(kInt16MSB, {high, low});
-  }
-  for (int32_t value = -8388608; value <= 8388607; value += 251) {
-    const auto a = static_cast<uint8_t>(value);
-    const auto b = static_cast<uint8_t>(value >> 8);
-    const auto c = static_cast<uint8_t>(value >> 16);
-    expectUnchanged(kInt24LSB, {a, b, c});
-    expectUnchanged(kInt24MSB, {c, b, a});
-    expectUnchanged(kInt32LSB, {0, a, b, c});  // the 24 bits that a float carries
-  }
-  expectUnchanged(kInt32LSB, {0xFF, 0xFF, 0xFF, 0x7F});
-}
-
-TEST(SampleFormat, ReaderScalesAndByteOrder) {
-  const uint8_t bytes[4] = {0x40, 0x00, 0x00, 0xC0};
-  EXPECT_EQ(ReadSample(kInt16MSB, bytes, 0), 0.5f);
-  EXPECT_EQ(ReadSample(kInt16LSB, bytes, 1), -0.5f);
-  EXPECT_EQ(ReadSample(kInt24MSB, bytes, 0), 0.5f);
-  EXPECT_EQ(ReadSample(kInt24LSB, bytes + 1, 0), -0.5f);
-  EXPECT_EQ(ReadSample(kInt32LSB, bytes, 0), -0.5f + 64.0f / 2147483648.0f);
-}
-
-TEST(SampleFormat, WriterRoundsToNearestAndClamps) {
   const struct {
-    float value;
-    int16_t written;
-  } cases[] = {{0.4f / 32768.0f, 0}, {-0.6f / 32768.0f, -1}, {1.0f, 32767}, {-7.0f, -32768}, {NAN, 0},
-               {INFINITY, 32767},    {1e38f, 32767}};
+    int32_t type;
+    uint32_t unused;  // bits below those that a float carries
+  } cases[] = {{kInt16LSB, 0}, {kInt16MSB, 0}, {kInt24LSB, 0}, {kInt24MSB, 0}, {kInt32LSB, 8}};
   for (const auto& c : cases) {
-    int16_t written = 1234;
-    WriteSample(kInt16LSB, &written, 0, c.value);
-    EXPECT_EQ(written, c.written) << c.value;
+    const auto width = static_cast<size_t>(BytesPerSample(c.type));
+    const int32_t count = width == 2 ? 65536 : 33421;  // odd: the last ones are no four
+    const uint32_t step = width == 2 ? 1 : 502;
+    Buffer bytes;
+    for (uint32_t k = 0; k < static_cast<uint32_t>(count); ++k) {
+      const uint32_t word = (k * step) << c.unused;
+      for (size_t b = 0; b < width; ++b) {
+        bytes.push_back(static_cast<uint8_t>(word >> (8 * b)));
+      }
+    }
+    std::vector<float> samples(static_cast<size_t>(count));
+    ReadBlock(c.type, bytes.data(), samples.data(), count);
+    Buffer written(bytes.size(), 0xAA);
+    WriteBlock(c.type, written.data(), samples.data(), count);
+    EXPECT_EQ(written, bytes) << "type " << c.type;
+  }
+}
+
+// Scale, order of the bytes, rounding (ties to even) and clamping, wherever in a block the sample stands.
+TEST(SampleFormat, EveryValueHasItsBytes) {
+  constexpr double k16 = 32768.0;
+  constexpr double k24 = 8388608.0;
+  constexpr double k32 = 2147483648.0;
+  const struct {
+    int32_t type;
+    double value;
+    Buffer bytes;
+    double readBack;
+  } cases[] = {
+      {kInt16MSB, 0.5, {0x40, 0x00}, 0.5},
+      {kInt16LSB, -1.6 / k16, {0xFE, 0xFF}, -2.0 / k16},
+      {kInt16LSB, 0.5 / k16, {0x00, 0x00}, 0.0},
+      {kInt16LSB, 1.5 / k16, {0x02, 0x00}, 2.0 / k16},
+      {kInt16LSB, -2.5 / k16, {0xFE, 0xFF}, -2.0 / k16},
+      {kInt16LSB, 1.0, {0xFF, 0x7F}, 32767.0 / k16},
+      {kInt16LSB, 1e38, {0xFF, 0x7F}, 32767.0 / k16},
+      {kInt16MSB, -7.0, {0x80, 0x00}, -1.0},
+      {kInt24MSB, 2.0, {0x7F, 0xFF, 0xFF}, 8388607.0 / k24},
+      {kInt24LSB, -0.5, {0x00, 0x00, 0xC0}, -0.5},
+      {kInt24LSB, 4194304.5 / k24, {0x00, 0x00, 0x40}, 0.5},
+      {kInt24MSB, -4194305.5 / k24, {0xBF, 0xFF, 0xFE}, -4194306.0 / k24},
+      {kInt24LSB, NAN, {0, 0, 0}, 0.0},
+      {kInt32LSB, 0.5 / k32, {0, 0, 0, 0}, 0.0},
+      {kInt32LSB, -1.5 / k32, {0xFE, 0xFF, 0xFF, 0xFF}, -2.0 / k32},
+      {kInt32LSB, 1.0 - 1.0 / 16777216.0, {0x80, 0xFF, 0xFF, 0x7F}, 1.0 - 1.0 / 16777216.0},
+      {kInt32LSB, INFINITY, {0xFF, 0xFF, 0xFF, 0x7F}, 1.0},
+      {kInt32LSB, -INFINITY, {0x00, 0x00, 0x00, 0x80}, -1.0},
+      {99, -0.25, {0x00, 0x00, 0x00, 0xE0}, -0.25},
+      {kFloat32LSB, -2.0, {0, 0, 0, 0xC0}, -2.0},
+      {kFloat32LSB, NAN, {0, 0, 0, 0}, 0.0},
+      {kFloat64LSB, 0.5, {0, 0, 0, 0, 0, 0, 0xE0, 0x3F}, 0.5},
+      {kFloat64LSB, NAN, {0, 0, 0, 0, 0, 0, 0, 0}, 0.0},
+  };
+  constexpr size_t kLength = 7;
+  for (const auto& c : cases) {
+    for (size_t at = 0; at < kLength; ++at) {
+      SCOPED_TRACE(testing::Message() << "type " << c.type << ", " << c.value << " at " << at);
+      float samples[kLength] = {};
+      samples[at] = static_cast<float>(c.value);
+      Buffer expected(kLength * c.bytes.size());
+      std::copy(c.bytes.begin(), c.bytes.end(), expected.begin() + static_cast<ptrdiff_t>(at * c.bytes.size()));
+      Buffer buffer(expected.size(), 0x55);
+      WriteBlock(c.type, buffer.data(), samples, kLength);
+      EXPECT_EQ(buffer, expected);
+      ReadBlock(c.type, buffer.data(), samples, kLength);
+      EXPECT_EQ(samples[at], static_cast<float>(c.readBack));
+    }
   }
 }
 
@@ -63,19 +96,20 @@ TEST(SampleFormat, BlocksTouchJustTheirSamples) {
   for (const int32_t type :
        {kInt16MSB, kInt24MSB, kInt16LSB, kInt24LSB, kInt32LSB, kFloat32LSB, kFloat64LSB, int32_t{99}}) {
     const auto bytes = static_cast<size_t>(kLength * BytesPerSample(type));
-    std::vector<uint8_t> buffer(bytes + 8, 0x55);
+    Buffer buffer(bytes + 8, 0x55);
     ClearBlock(type, buffer.data(), kLength);
     const float first[kLength] = {0.25f, 0.25f, -INFINITY, -0.5f, 0.25f, 0.75f, INFINITY};
     const float second[kLength] = {0.25f, NAN, -0.25f, -0.75f, NAN, 0.75f, 0.25f};
     AddBlock(type, buffer.data(), first, kLength);
     AddBlock(type, buffer.data(), second, kLength);
-    float out[kLength];
+    float out[kLength + 1] = {0, 0, 0, 0, 0, 0, 0, 42.0f};
     ReadBlock(type, buffer.data(), out, kLength);
     const float expected[kLength] = {0.5f, 0.25f, -1.0f, -1.0f, 0.25f, 1.0f, 1.0f};
     for (int32_t k = 0; k < kLength; ++k) {
       EXPECT_NEAR(out[k], expected[k], 1.0f / 32768.0f) << "type " << type << " sample " << k;
-      EXPECT_EQ(out[k], ReadSample(type, buffer.data(), k));
     }
+    EXPECT_EQ(out[kLength], 42.0f);
+    WriteBlock(type, buffer.data(), first, kLength);
     for (size_t k = bytes; k < buffer.size(); ++k) {
       EXPECT_EQ(buffer[k], 0x55) << "type " << type;
     }

@@ -7,14 +7,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <limits>
 #include <numbers>
 #include <numeric>
 #include <thread>
 #include <vector>
 
 #include "platform/temporary_folder.h"
-#include "sound/virtual/sample_convert.h"
 #include "sound/virtual/signal_sources.h"
 #include "sound/wav_reader.h"
 #include "virtual_host.h"
@@ -25,25 +23,6 @@ namespace {
 using namespace platform;
 
 using namespace std::chrono_literals;
-
-TEST(SampleConversion, IntegersAreRoundedAndClamped) {
-  const struct {
-    int32_t type;
-    float value;
-    Bytes bytes;
-  } cases[] = {
-      {kInt16MSB, 0.5f, {0x40, 0x00}},
-      {kInt16LSB, -1.6f / 32768, {0xFE, 0xFF}},
-      {kInt24MSB, 2.0f, {0x7F, 0xFF, 0xFF}},
-      {kInt24LSB, std::numeric_limits<float>::quiet_NaN(), {0, 0, 0}},
-      {kInt32LSB, -INFINITY, {0x00, 0x00, 0x00, 0x80}},
-  };
-  for (const auto& c : cases) {
-    Bytes bytes(static_cast<size_t>(BytesPerSample(c.type)));
-    EncodeSamples(c.type, &c.value, bytes.data(), 1);
-    EXPECT_EQ(bytes, c.bytes) << c.type << ": " << c.value;
-  }
-}
 
 TEST(SignalSources, SoundAsTheirNamesSayAtEveryRate) {
   for (const double rate : {32000.0, 96000.0}) {
