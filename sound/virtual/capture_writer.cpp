@@ -12,20 +12,23 @@ namespace {
 // Length of the ring: a disk may pause this long beside the real clock. Beside the fast one a short ring is enough, and
 // stays in the processor's cache.
 constexpr double kRealSeconds = 2.0;
-constexpr uint64_t kRealBytes = uint64_t{64} << 20;
-constexpr uint64_t kFastBytes = uint64_t{1} << 20;
-constexpr uint64_t kMinimumSlots = 4;
+constexpr size_t kRealBytes = size_t{64} << 20;
+constexpr size_t kFastBytes = size_t{1} << 20;
+constexpr size_t kMinimumBlocks = 4;
 
 constexpr std::chrono::milliseconds kIdle{5};
 
-uint64_t slotCount(const CaptureFormat& format, bool waits) {
-  const uint64_t blockBytes =
-      uint64_t{sizeof(float)} * static_cast<uint64_t>(format.channels) * static_cast<uint64_t>(format.blockLength);
+size_t samplesOf(const CaptureFormat& format) {
+  return static_cast<size_t>(format.channels) * static_cast<size_t>(format.blockLength);
+}
+
+size_t ringLength(const CaptureFormat& format, bool waits) {
+  const size_t blockBytes = sizeof(float) * samplesOf(format);
   if (waits) {
-    return std::max(kMinimumSlots, kFastBytes / blockBytes);
+    return std::max(kMinimumBlocks, kFastBytes / blockBytes);
   }
-  const auto wanted = static_cast<uint64_t>(kRealSeconds * format.sampleRate / format.blockLength) + 1;
-  return std::max(kMinimumSlots, std::min(wanted, kRealBytes / blockBytes));
+  const auto wanted = static_cast<size_t>(kRealSeconds * format.sampleRate / format.blockLength) + 1;
+  return std::max(kMinimumBlocks, std::min(wanted, kRealBytes / blockBytes));
 }
 
 }  // namespace
@@ -45,10 +48,10 @@ CaptureWriter::CaptureWriter(WavWriter& file, CaptureReport& report, const Captu
       report_(report),
       format_(format),
       waits_(waits),
-      blockSamples_(static_cast<size_t>(format.channels) * static_cast<size_t>(format.blockLength)),
-      slots_(slotCount(format, waits)),
-      ring_(blockSamples_ * slots_),
-      interleaved_(blockSamples_),
+      ring_(ringLength(format, waits), samplesOf(format)),
+      writer_(ring_),
+      reader_(ring_),
+      interleaved_(samplesOf(format)),
       thread_([this] { run(); }) {}
 
 CaptureWriter::~CaptureWriter() {
@@ -61,32 +64,32 @@ CaptureWriter::~CaptureWriter() {
 }
 
 float* CaptureWriter::acquire() {
-  const uint64_t block = written_.load(std::memory_order_relaxed);
-  if (block - read_.load(std::memory_order_acquire) == slots_) {
-    if (!waits_) {
-      report_.addLost(static_cast<uint64_t>(format_.blockLength));
-      return nullptr;
-    }
+  float* room = writer_.acquire();
+  if (room == nullptr && waits_) {
     awaitRoom();
+    room = writer_.acquire();
   }
-  return ring_.data() + (block % slots_) * blockSamples_;
+  if (room == nullptr) {
+    report_.addLost(static_cast<uint64_t>(format_.blockLength));
+  }
+  return room;
 }
 
 void CaptureWriter::commit() {
-  written_.fetch_add(1, std::memory_order_release);
+  writer_.commit();
 }
 
 void CaptureWriter::awaitRoom() {
   std::unique_lock lock(mutex_);
   waiting_ = true;
   work_.notify_one();
-  room_.wait(lock, [this] { return hasRoom(); });
+  room_.wait(lock, [this] { return isRoom(writer_.waiting()); });
   waiting_ = false;
 }
 
-bool CaptureWriter::hasRoom() const {
+bool CaptureWriter::isRoom(size_t waiting) const {
   // Half a ring at once, so that the two threads do not change places at every block.
-  return written_.load(std::memory_order_relaxed) - read_.load(std::memory_order_acquire) <= slots_ / 2;
+  return waiting <= ring_.blocks() / 2;
 }
 
 void CaptureWriter::run() {
@@ -100,7 +103,7 @@ void CaptureWriter::run() {
       work_.wait_for(lock, kIdle, [this] { return ending_ || waiting_; });
       ending = ending_;
     }
-    drain(written_.load(std::memory_order_acquire));
+    drain();
     if (ending || platform::CounterNow() - refreshed >= platform::CounterFrequency()) {
       refreshed = platform::CounterNow();
       if (!file_.refreshHeader() && writing_) {
@@ -112,13 +115,14 @@ void CaptureWriter::run() {
   }
 }
 
-void CaptureWriter::drain(uint64_t written) {
-  for (uint64_t block = read_.load(std::memory_order_relaxed); block != written; ++block) {
-    writeBlock(ring_.data() + (block % slots_) * blockSamples_);
-    read_.store(block + 1, std::memory_order_release);
+void CaptureWriter::drain() {
+  // As many as there are now, so that the header's turn comes also while blocks keep coming.
+  for (size_t left = reader_.waiting(); left > 0; --left) {
+    writeBlock(reader_.front());
+    reader_.pop();
     if (waits_) {
       const std::lock_guard lock(mutex_);
-      if (waiting_ && hasRoom()) {
+      if (waiting_ && isRoom(reader_.waiting())) {
         room_.notify_one();
       }
     }

@@ -10,6 +10,7 @@
 #include <thread>
 #include <vector>
 
+#include "sound/block_ring.h"
 #include "sound/wav_writer.h"
 
 namespace tarnwick::sound {
@@ -52,23 +53,21 @@ class CaptureWriter {
 
  private:
   void run();
-  void drain(uint64_t written);
+  void drain();
   void writeBlock(const float* block);
   void awaitRoom();
-  bool hasRoom() const;
+  bool isRoom(size_t waiting) const;
 
   WavWriter& file_;
   CaptureReport& report_;
   const CaptureFormat format_;
   const bool waits_;
-  const size_t blockSamples_;
-  const uint64_t slots_;
-  std::vector<float> ring_;           // slots_ blocks
-  std::atomic<uint64_t> written_{0};  // blocks; clock thread writes, capture thread reads
-  std::atomic<uint64_t> read_{0};     // blocks; capture thread writes, clock thread reads
-  bool begun_ = false;                // capture thread: the file was begun, with the first block
-  bool writing_ = false;              // capture thread: the file takes what comes
-  std::vector<float> interleaved_;    // capture thread: one block
+  BlockRing ring_;
+  BlockRing::Writer writer_;        // clock thread
+  BlockRing::Reader reader_;        // capture thread
+  bool begun_ = false;              // capture thread: the file was begun, with the first block
+  bool writing_ = false;            // capture thread: the file takes what comes
+  std::vector<float> interleaved_;  // capture thread: one block
 
   std::mutex mutex_;
   std::condition_variable work_;  // `waiting_` or `ending_` has been set
