@@ -175,9 +175,8 @@ int64_t FramesForSeconds(double seconds, double sampleRate) {
 }
 
 int64_t BlocksForSeconds(const Options& options, const Preferences& preferences) {
-  const sound::VirtualOptions& device = options.virtualDevice;
-  const int32_t length = engine::ChooseBlockLength(preferences.bufferSize, device.minimumBlock, device.maximumBlock,
-                                                   device.preferredBlock);
+  const int32_t length = engine::ChooseBlockLength(preferences.bufferSize, sound::kShortestVirtualBlock,
+                                                   sound::kLongestVirtualBlock, sound::kPreferredVirtualBlock);
   return (FramesForSeconds(options.seconds, preferences.sampleRate) + length - 1) / length;
 }
 

@@ -62,7 +62,7 @@ bool getChannelInfos(DeviceSession& session) {
     AudioChannelInfo& info = session.channelInfos[k];
     info.channel = session.bufferInfos[k].channelNum;
     info.isInput = session.bufferInfos[k].isInput;
-    if (!session.currentDriver->ASIOGetChannelInfo) {
+    if (!session.currentDriver) {
       info.channel = -1;
       std::strncpy(info.name, "None", sizeof info.name - 1);
       continue;

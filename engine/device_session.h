@@ -1,5 +1,5 @@
-// The one audio device: its session state, opening, notifications and closing. The operations are those of the driver's
-// record; everything here runs on the user-interface thread unless it says otherwise.
+// The one audio device: its session state, opening, notifications and closing. Everything here runs on the
+// user-interface thread unless it says otherwise.
 #pragma once
 
 #include <atomic>

@@ -1,5 +1,5 @@
-// What the device session asks of an audio back end: one record of operations per loaded driver, in ASIO's terms and
-// with ASIO's names, because every back end is driven in the same order.
+// What the device session asks of an audio back end: a driver's operations in ASIO's terms and with ASIO's names,
+// because every back end is driven in the same order.
 #pragma once
 
 #include <cstdint>
@@ -94,28 +94,35 @@ struct AudioInitRequest {
 
 // One loaded driver. Every operation is called on the user-interface thread, but for ASIOOutputReady: before
 // buffers are created it is a question asked on that thread, from then on the callback calls it and it must be safe
-// there. Destroying the record unloads the driver.
-struct AudioDriver {
-  std::function<AsioError(const AudioInitRequest&)> ASIOInit;
-  std::function<AsioError()> ASIOExit;
-  std::function<AsioError(int32_t& inputs, int32_t& outputs)> ASIOGetChannels;
+// there. Results that are not ASE_OK leave the arguments undefined. Destroying the driver ends what runs and unloads
+// it.
+//
+// The order of the operations: ASIOInit, ASIOCreateBuffers, ASIOStart, ASIOStop, ASIODisposeBuffers, ASIOExit. Out of
+// that order they are answered as platform/audio/ordered_driver.h says.
+class AudioDriver {
+ public:
+  AudioDriver() = default;
+  AudioDriver(const AudioDriver&) = delete;
+  AudioDriver& operator=(const AudioDriver&) = delete;
+  virtual ~AudioDriver() = default;
+
+  virtual AsioError ASIOInit(const AudioInitRequest& request) = 0;
+  virtual AsioError ASIOExit() = 0;
+  virtual AsioError ASIOGetChannels(int32_t& inputs, int32_t& outputs) = 0;
   // Block lengths in samples.
-  std::function<AsioError(int32_t& minimum, int32_t& maximum, int32_t& preferred, int32_t& granularity)>
-      ASIOGetBufferSize;
+  virtual AsioError ASIOGetBufferSize(int32_t& minimum, int32_t& maximum, int32_t& preferred, int32_t& granularity) = 0;
   // Latencies in samples.
-  std::function<AsioError(int32_t& input, int32_t& output)> ASIOGetLatencies;
-  std::function<AsioError(AudioBufferInfo* infos, int32_t count, int32_t blockLength, const AudioCallbacks&)>
-      ASIOCreateBuffers;
+  virtual AsioError ASIOGetLatencies(int32_t& input, int32_t& output) = 0;
+  virtual AsioError ASIOCreateBuffers(AudioBufferInfo* infos, int32_t count, int32_t blockLength,
+                                      const AudioCallbacks& callbacks) = 0;
   // `channel` and `isInput` are set by the caller, the rest is filled in.
-  std::function<AsioError(AudioChannelInfo&)> ASIOGetChannelInfo;
-  std::function<AsioError()> ASIOOutputReady;
-  std::function<AsioError()> ASIOStart;
+  virtual AsioError ASIOGetChannelInfo(AudioChannelInfo& info) = 0;
+  virtual AsioError ASIOOutputReady() noexcept = 0;
+  virtual AsioError ASIOStart() = 0;
   // No callback runs or begins once this has returned.
-  std::function<AsioError()> ASIOStop;
-  std::function<AsioError()> ASIODisposeBuffers;
-  std::function<AsioError()> ASIOControlPanel;
-  // Keeps the driver behind the operations alive; released last.
-  std::shared_ptr<void> keepAlive;
+  virtual AsioError ASIOStop() = 0;
+  virtual AsioError ASIODisposeBuffers() = 0;
+  virtual AsioError ASIOControlPanel() = 0;
 };
 
 inline constexpr size_t kMaximumDrivers = 64;

@@ -31,9 +31,4 @@ void BlockSchedule::rebase(int64_t block, int64_t tick) {
   originTick_ = tick;
 }
 
-void BlockSchedule::changeRate(int64_t block, double rate) {
-  rebase(block, due(block));
-  milliRate_ = milliRate(rate);
-}
-
 }  // namespace tarnwick::sound

@@ -21,8 +21,6 @@ class BlockSchedule {
   int64_t due(int64_t block) const;
   // Makes `block` due at `tick` and lets the later ones follow from there.
   void rebase(int64_t block, int64_t tick);
-  // From `block` on the distances are those of `rate`; `block` itself stays due when it was.
-  void changeRate(int64_t block, double rate);
 
  private:
   int64_t frequency_;

@@ -6,7 +6,6 @@
 #include "platform/block_clock.h"
 #include "platform/clock.h"
 #include "platform/threads.h"
-#include "sound/sample_format.h"
 
 namespace tarnwick::sound {
 namespace {
@@ -25,7 +24,8 @@ constexpr int64_t kSleepMilliseconds = 10;
 
 }  // namespace
 
-ClockThread::ClockThread(const VirtualOptions& options) : options_(options), lateness_(kLatenessKept) {}
+ClockThread::ClockThread(VirtualClock clock, bool held, int64_t blockLimit)
+    : clock_(clock), held_(held), blockLimit_(blockLimit), lateness_(kLatenessKept) {}
 
 ClockThread::~ClockThread() {
   stop();
@@ -33,7 +33,6 @@ ClockThread::~ClockThread() {
 
 void ClockThread::start(ClockRun run) {
   run_ = std::move(run);
-  scratch_.assign(static_cast<size_t>(run_.blockLength), 0.0f);
   latenessCount_ = 0;
   blocks_.store(0, std::memory_order_release);
   stopping_.store(false, std::memory_order_relaxed);
@@ -79,7 +78,7 @@ void ClockThread::run() {
 
 bool ClockThread::awaitRelease() {
   std::unique_lock lock(mutex_);
-  changed_.wait(lock, [this] { return !options_.held || released_ || stopping_.load(std::memory_order_relaxed); });
+  changed_.wait(lock, [this] { return !held_ || released_ || stopping_.load(std::memory_order_relaxed); });
   return !stopping_.load(std::memory_order_relaxed);
 }
 
@@ -91,33 +90,29 @@ void ClockThread::awaitStop() {
 void ClockThread::deliverBlocks() {
   BlockSchedule schedule(platform::CounterFrequency(), run_.blockLength, run_.sampleRate, platform::CounterNow());
   for (int64_t block = 0; !stopping_.load(std::memory_order_relaxed); ++block) {
-    if (block == options_.blockLimit) {
+    if (block == blockLimit_) {
       awaitStop();
       return;
-    }
-    if (block == options_.faults.rateChangeBlock) {
-      changeRate(block, schedule);
     }
     if (!awaitBlock(block, schedule)) {
       return;
     }
-    deliver(block);
+    run_.deliver(block);
     blocks_.store(block + 1, std::memory_order_release);
   }
 }
 
 // False when the run ends first.
 bool ClockThread::awaitBlock(int64_t block, BlockSchedule& schedule) {
-  const int64_t late = block == options_.faults.lateBlock ? ticks(options_.faults.lateMilliseconds) : 0;
-  if (options_.clock == VirtualClock::fast) {
-    return late == 0 || sleepUntil(platform::CounterNow() + late);
+  if (clock_ == VirtualClock::fast) {
+    return true;
   }
   const int64_t due = schedule.due(block);
   const int64_t now = platform::CounterNow();
   if (now - due > ticks(kStallMilliseconds)) {
     schedule.rebase(block, now);
   }
-  if (!sleepUntil(due + late)) {
+  if (!sleepUntil(due)) {
     return false;
   }
   lateness_[static_cast<size_t>(latenessCount_++) % kLatenessKept] = platform::CounterNow() - due;
@@ -134,58 +129,6 @@ bool ClockThread::sleepUntil(int64_t tick) const {
     }
   }
   return true;
-}
-
-void ClockThread::changeRate(int64_t block, BlockSchedule& schedule) {
-  const double rate = options_.faults.newRate;
-  if (rate >= kLowestVirtualRate && rate <= kHighestVirtualRate) {
-    schedule.changeRate(block, rate);
-    run_.sources->setRate(rate);
-  }
-  if (run_.callbacks.sampleRateDidChange) {
-    run_.callbacks.sampleRateDidChange(run_.callbacks.context, rate);
-  }
-}
-
-void ClockThread::deliver(int64_t block) {
-  const auto half = static_cast<size_t>(block & 1);
-  fillInputs(half);
-  run_.callbacks.bufferSwitch(run_.callbacks.context, static_cast<int32_t>(half), true);
-  if (run_.capture) {
-    takeOutputs(half);
-  }
-}
-
-void ClockThread::fillInputs(size_t half) {
-  const bool direct = options_.sampleType == platform::kFloat32LSB;
-  for (size_t k = 0; k < run_.inputs.size(); ++k) {
-    void* buffer = run_.inputs[k][half];
-    // Sources of channels that nobody hears stand still, as a channel's sound is not tied to another's.
-    if (!buffer) {
-      continue;
-    }
-    float* samples = direct ? static_cast<float*>(buffer) : scratch_.data();
-    run_.sources->render(static_cast<int32_t>(k), samples, run_.blockLength);
-    if (!direct) {
-      WriteBlock(options_.sampleType, buffer, samples, run_.blockLength);
-    }
-  }
-}
-
-void ClockThread::takeOutputs(size_t half) {
-  float* to = run_.capture->acquire();
-  if (!to) {
-    return;
-  }
-  for (const BufferHalves& output : run_.outputs) {
-    if (output[half]) {
-      ReadBlock(options_.sampleType, output[half], to, run_.blockLength);
-    } else {
-      std::fill_n(to, run_.blockLength, 0.0f);
-    }
-    to += run_.blockLength;
-  }
-  run_.capture->commit();
 }
 
 }  // namespace tarnwick::sound

@@ -1,10 +1,10 @@
 #include "sound/virtual/virtual_driver.h"
 
-#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <utility>
 
+#include "platform/audio/ordered_driver.h"
 #include "sound/virtual/virtual_session.h"
 #include "sound/wav_format.h"
 
@@ -12,7 +12,6 @@ namespace tarnwick::sound {
 namespace {
 
 constexpr int32_t kMaximumChannels = 1024;
-constexpr int32_t kLongestBlock = 65536;
 
 // The reason why the options make no device; empty when they do.
 std::wstring optionFault(const VirtualOptions& options) {
@@ -24,16 +23,6 @@ std::wstring optionFault(const VirtualOptions& options) {
   }
   if (options.outputs < 1 || options.outputs > kMaximumChannels) {
     return channels(L"outputs");
-  }
-  if (options.minimumBlock < 1 || options.maximumBlock > kLongestBlock || options.minimumBlock > options.maximumBlock) {
-    return L"the block lengths must be 1 to " + std::to_wstring(kLongestBlock) + L", the smallest first.";
-  }
-  if (options.preferredBlock < options.minimumBlock || options.preferredBlock > options.maximumBlock) {
-    return L"the preferred block length must be " + std::to_wstring(options.minimumBlock) + L" to " +
-           std::to_wstring(options.maximumBlock) + L".";
-  }
-  if (options.inputLatency < 0 || options.outputLatency < 0) {
-    return L"a latency must not be negative.";
   }
   return L"";
 }
@@ -47,7 +36,8 @@ bool sameFile(const std::wstring& a, const std::wstring& b) {
 
 // Owned by the device and by every driver that it has handed out.
 struct VirtualDevice::State {
-  explicit State(VirtualOptions given) : options(std::move(given)), clock(options) {}
+  explicit State(VirtualOptions given)
+      : options(std::move(given)), clock(options.clock, options.held, options.blockLimit) {}
 
   const VirtualOptions options;
   bool present = false;  // prepared, and the device still there
@@ -61,139 +51,95 @@ struct VirtualDevice::State {
   class Driver;
 };
 
-// One loaded driver: the operations in the order that a host calls them.
-class VirtualDevice::State::Driver {
+class VirtualDevice::State::Driver final : public platform::OrderedDriver {
  public:
   explicit Driver(std::shared_ptr<State> state) : state_(std::move(state)), options_(state_->options) {}
   Driver(const Driver&) = delete;
   Driver& operator=(const Driver&) = delete;
-  ~Driver() { exit(); }
+  ~Driver() override { ASIOExit(); }
 
-  platform::AsioError init(const platform::AudioInitRequest& request) {
-    if (options_.faults.initResult != platform::ASE_OK) {
-      return options_.faults.initResult;
-    }
+  platform::AsioError ASIOOutputReady() noexcept override { return platform::ASE_OK; }
+
+ private:
+  platform::AsioError init(const platform::AudioInitRequest& request) override {
     if (!state_->present) {
       return platform::ASE_NotPresent;
-    }
-    if (hasSession()) {
-      return platform::ASE_InvalidMode;
     }
     if (!(request.sampleRate >= kLowestVirtualRate && request.sampleRate <= kHighestVirtualRate)) {
       return platform::ASE_NoClock;
     }
     sampleRate_ = request.sampleRate;
-    initialised_ = true;
     return platform::ASE_OK;
   }
 
-  platform::AsioError exit() {
-    if (!std::exchange(initialised_, false)) {
-      return platform::ASE_NotPresent;
-    }
-    endSession();
-    return platform::ASE_OK;
-  }
+  void exit() override {}
 
-  platform::AsioError getChannels(int32_t& inputs, int32_t& outputs) const {
+  platform::AsioError state() const override { return state_->present ? platform::ASE_OK : platform::ASE_NotPresent; }
+
+  platform::AsioError getChannels(int32_t& inputs, int32_t& outputs) override {
     inputs = options_.inputs;
     outputs = options_.outputs;
-    return online() ? platform::ASE_OK : platform::ASE_NotPresent;
+    return platform::ASE_OK;
   }
 
   platform::AsioError getBufferSize(int32_t& minimum, int32_t& maximum, int32_t& preferred,
-                                    int32_t& granularity) const {
-    minimum = options_.minimumBlock;
-    maximum = options_.maximumBlock;
-    preferred = options_.preferredBlock;
-    granularity = options_.granularity;
-    return online() ? platform::ASE_OK : platform::ASE_NotPresent;
+                                    int32_t& granularity) override {
+    minimum = kShortestVirtualBlock;
+    maximum = kLongestVirtualBlock;
+    preferred = kPreferredVirtualBlock;
+    granularity = 1;
+    return platform::ASE_OK;
   }
 
-  platform::AsioError getLatencies(int32_t& input, int32_t& output) const {
-    const int32_t block = hasSession() ? state_->session->blockLength() : options_.preferredBlock;
-    input = options_.inputLatency > 0 ? options_.inputLatency : block;
-    output = options_.outputLatency > 0 ? options_.outputLatency : block;
-    return online() ? platform::ASE_OK : platform::ASE_NotPresent;
+  platform::AsioError getLatencies(int32_t& input, int32_t& output) override {
+    input = output = hasSession() ? state_->session->blockLength() : kPreferredVirtualBlock;
+    return platform::ASE_OK;
   }
 
   platform::AsioError createBuffers(platform::AudioBufferInfo* infos, int32_t count, int32_t blockLength,
-                                    const platform::AudioCallbacks& callbacks) {
-    if (!online()) {
-      return platform::ASE_NotPresent;
-    }
+                                    const platform::AudioCallbacks& callbacks) override {
     if (state_->session) {
       return platform::ASE_InvalidMode;
     }
-    if (options_.faults.createBuffersFails) {
-      return platform::ASE_NoMemory;
-    }
-    auto created =
+    state_->session =
         std::make_unique<VirtualSession>(options_, state_->clock, state_->source.frames > 0 ? &state_->source : nullptr,
                                          state_->captureFile.get(), state_->report);
-    const platform::AsioError result = created->create(infos, count, blockLength, sampleRate_, callbacks);
-    if (result == platform::ASE_OK) {
-      state_->session = std::move(created);
-      state_->owner = this;
-    }
-    return result;
+    state_->session->create(infos, count, blockLength, sampleRate_, callbacks);
+    state_->owner = this;
+    return platform::ASE_OK;
   }
 
-  platform::AsioError getChannelInfo(platform::AudioChannelInfo& info) const {
-    if (!online()) {
-      return platform::ASE_NotPresent;
-    }
-    if (info.channel < 0 || info.channel >= (info.isInput ? options_.inputs : options_.outputs)) {
-      return platform::ASE_InvalidParameter;
-    }
-    info.isActive = hasSession() && state_->session->hasChannel(info.isInput, info.channel);
-    info.channelGroup = 0;
-    info.type = options_.sampleType;
+  platform::AsioError getChannelInfo(platform::AudioChannelInfo& info) override {
+    info.type = platform::kFloat32LSB;
     std::snprintf(info.name, sizeof(info.name), "Virtual %s %d", info.isInput ? "In" : "Out", info.channel + 1);
     return platform::ASE_OK;
   }
 
-  platform::AsioError outputReady() const { return options_.outputReady ? platform::ASE_OK : platform::ASE_NotPresent; }
-
-  platform::AsioError start() {
-    if (!online()) {
-      return platform::ASE_NotPresent;
-    }
-    if (!hasSession() || state_->clock.running()) {
-      return platform::ASE_InvalidMode;
-    }
-    return options_.faults.startResult != platform::ASE_OK ? options_.faults.startResult : state_->session->start();
+  platform::AsioError start() override {
+    state_->session->start();
+    return platform::ASE_OK;
   }
 
-  platform::AsioError stop() {
+  platform::AsioError stop() override {
     if (hasSession()) {
       state_->session->stop();
     }
-    return online() ? platform::ASE_OK : platform::ASE_NotPresent;
+    return platform::ASE_OK;
   }
 
-  platform::AsioError disposeBuffers() {
-    if (!online()) {
-      return platform::ASE_NotPresent;
-    }
-    return endSession() ? platform::ASE_OK : platform::ASE_InvalidMode;
-  }
-
- private:
-  bool online() const { return initialised_ && state_->present; }
-  bool hasSession() const { return state_->session && state_->owner == this; }
-  bool endSession() {
-    const bool had = hasSession();
-    if (had) {
+  platform::AsioError disposeBuffers() override {
+    if (hasSession()) {
       state_->session.reset();
       state_->owner = nullptr;
     }
-    return had;
+    return platform::ASE_OK;
   }
+
+  // Not when the device has gone.
+  bool hasSession() const { return state_->session && state_->owner == this; }
 
   const std::shared_ptr<State> state_;
   const VirtualOptions& options_;
-  bool initialised_ = false;
   double sampleRate_ = 0.0;
 };
 
@@ -237,31 +183,7 @@ platform::AudioBackEnd VirtualDevice::backEnd() {
     if (name != kVirtualDriverName) {
       return nullptr;
     }
-    const auto driver = std::make_shared<State::Driver>(state);
-    auto record = std::make_unique<platform::AudioDriver>();
-    record->ASIOInit = [driver](const platform::AudioInitRequest& request) { return driver->init(request); };
-    record->ASIOExit = [driver] { return driver->exit(); };
-    record->ASIOGetChannels = [driver](int32_t& inputs, int32_t& outputs) {
-      return driver->getChannels(inputs, outputs);
-    };
-    record->ASIOGetBufferSize = [driver](int32_t& minimum, int32_t& maximum, int32_t& preferred, int32_t& granularity) {
-      return driver->getBufferSize(minimum, maximum, preferred, granularity);
-    };
-    record->ASIOGetLatencies = [driver](int32_t& input, int32_t& output) {
-      return driver->getLatencies(input, output);
-    };
-    record->ASIOCreateBuffers = [driver](platform::AudioBufferInfo* infos, int32_t count, int32_t blockLength,
-                                         const platform::AudioCallbacks& callbacks) {
-      return driver->createBuffers(infos, count, blockLength, callbacks);
-    };
-    record->ASIOGetChannelInfo = [driver](platform::AudioChannelInfo& info) { return driver->getChannelInfo(info); };
-    record->ASIOOutputReady = [driver] { return driver->outputReady(); };
-    record->ASIOStart = [driver] { return driver->start(); };
-    record->ASIOStop = [driver] { return driver->stop(); };
-    record->ASIODisposeBuffers = [driver] { return driver->disposeBuffers(); };
-    record->ASIOControlPanel = [] { return platform::ASE_NotPresent; };
-    record->keepAlive = driver;
-    return record;
+    return std::make_unique<State::Driver>(state);
   };
   return result;
 }

@@ -13,6 +13,11 @@ namespace tarnwick::sound {
 
 inline constexpr wchar_t kVirtualDriverName[] = L"Tarnwick Virtual Audio";
 
+// Block lengths that the device runs at, in samples.
+inline constexpr int32_t kShortestVirtualBlock = 16;
+inline constexpr int32_t kLongestVirtualBlock = 8192;
+inline constexpr int32_t kPreferredVirtualBlock = 256;
+
 enum class VirtualClock {
   real,  // a block every block length / sample rate seconds
   fast,  // the next block as soon as the last has returned
@@ -20,37 +25,14 @@ enum class VirtualClock {
 
 enum class VirtualSource { tone, pinkNoise, pluckedNotes, silence };
 
-// Faults on request, for tests. The first block is block 0.
-struct VirtualFaults {
-  platform::AsioError initResult = platform::ASE_OK;
-  platform::AsioError startResult = platform::ASE_OK;
-  bool createBuffersFails = false;
-  int64_t lateBlock = -1;  // this block comes lateMilliseconds late
-  int32_t lateMilliseconds = 0;
-  // Before this block the driver reports newRate. The blocks then come at that rate, unless it is none that a device
-  // could run at.
-  int64_t rateChangeBlock = -1;
-  double newRate = 0.0;
-};
-
 struct VirtualOptions {
   int32_t inputs = 8;  // 1 to 1024
   int32_t outputs = 8;
-  int32_t sampleType = platform::kFloat32LSB;
-  int32_t minimumBlock = 16;  // 1 <= minimum <= preferred <= maximum <= 65536
-  int32_t maximumBlock = 8192;
-  int32_t preferredBlock = 256;
-  int32_t granularity = 1;
-  int32_t inputLatency = 0;  // samples; 0 = one block
-  int32_t outputLatency = 0;
-  bool outputReady = true;  // whether ASIOOutputReady is supported
   VirtualClock clock = VirtualClock::real;
   // Holds the first block back until VirtualDevice::release, so that a run can begin with a prepared host.
   bool held = false;
   // Blocks of one ASIOStart, after which the clock idles until ASIOStop; negative = none.
   int64_t blockLimit = -1;
-  // Built-in sources: input k plays sources[k mod size]; empty = a default mix.
-  std::vector<VirtualSource> sources;
   // WAV for the inputs in place of the built-in sources: input k hears channel k mod channels, looped. It is played
   // sample by sample whatever its rate.
   std::wstring sourceFile;
@@ -58,16 +40,13 @@ struct VirtualOptions {
   // ASIODisposeBuffers has returned, and brought up to date about once a second. A further ASIOStart adds to it, but at
   // another sample rate it captures nothing and says so (captureError).
   std::wstring captureFile;
-  VirtualFaults faults;
 };
 
 // The device behind the driver: what a program or a test can ask of it beside the driver's operations.
 //
 // The driver may be loaded more than once; the one that has created buffers has the device until it disposes them, and
-// the others get ASE_InvalidMode for what needs it. Operations out of order are answered: ASE_NotPresent before
-// ASIOInit (or when `prepare` has not succeeded), ASE_InvalidMode before ASIOCreateBuffers, when created or started a
-// second time; ASIOStop while stopped is ASE_OK. ASIODisposeBuffers and ASIOExit stop a running clock. The device has
-// no panel of its own: ASIOControlPanel is ASE_NotPresent.
+// the others' ASIOCreateBuffers is ASE_InvalidMode. ASIOInit is ASE_NotPresent when `prepare` has not succeeded.
+// Samples are kFloat32LSB, a block is the latency in either direction.
 class VirtualDevice {
  public:
   explicit VirtualDevice(VirtualOptions options);
@@ -79,7 +58,8 @@ class VirtualDevice {
   // with the first block); false with the reason in words.
   // User-interface thread, once, before the driver is loaded.
   bool prepare(std::wstring* error);
-  // The back end that lists this one device. A driver that outlives the device finds it gone: ASE_NotPresent.
+  // The back end that lists this one device. A driver that outlives the device finds it gone: ASE_NotPresent for
+  // everything but the end of its session.
   platform::AudioBackEnd backEnd();
   // Lets a held clock run, now and after every later ASIOStart. Any thread.
   void release();

@@ -1,8 +1,6 @@
 #include "sound/virtual/virtual_session.h"
 
 #include <algorithm>
-#include <new>
-#include <system_error>
 
 namespace tarnwick::sound {
 
@@ -14,72 +12,74 @@ VirtualSession::~VirtualSession() {
   stop();
 }
 
-platform::AsioError VirtualSession::create(platform::AudioBufferInfo* infos, int32_t count, int32_t blockLength,
-                                           double sampleRate, const platform::AudioCallbacks& callbacks) try {
-  if (!infos || count < 1 || blockLength < options_.minimumBlock || blockLength > options_.maximumBlock ||
-      !callbacks.bufferSwitch) {
-    return platform::ASE_InvalidParameter;
-  }
-  run_.callbacks = callbacks;
-  run_.blockLength = blockLength;
-  run_.sampleRate = sampleRate;
-  run_.inputs.assign(static_cast<size_t>(options_.inputs), BufferHalves{});
-  run_.outputs.assign(static_cast<size_t>(options_.outputs), BufferHalves{});
-
-  const size_t bytes =
-      static_cast<size_t>(blockLength) * static_cast<size_t>(platform::BytesPerSample(options_.sampleType));
-  const size_t lines = (bytes + sizeof(CacheLine) - 1) / sizeof(CacheLine);
-  memory_.assign(2 * lines * std::min<size_t>(static_cast<size_t>(count), run_.inputs.size() + run_.outputs.size()),
-                 CacheLine{});
+void VirtualSession::create(platform::AudioBufferInfo* infos, int32_t count, int32_t blockLength, double sampleRate,
+                            const platform::AudioCallbacks& callbacks) {
+  callbacks_ = callbacks;
+  blockLength_ = blockLength;
+  sampleRate_ = sampleRate;
+  inputs_.assign(static_cast<size_t>(options_.inputs), BufferHalves{});
+  outputs_.assign(static_cast<size_t>(options_.outputs), BufferHalves{});
+  const size_t lines = (static_cast<size_t>(blockLength) * sizeof(float) + sizeof(CacheLine) - 1) / sizeof(CacheLine);
+  memory_.assign(2 * lines * static_cast<size_t>(count), CacheLine{});
   CacheLine* next = memory_.data();
   for (int32_t i = 0; i < count; ++i) {
-    std::vector<BufferHalves>& channels = infos[i].isInput ? run_.inputs : run_.outputs;
-    const int32_t channel = infos[i].channelNum;
-    if (channel < 0 || static_cast<size_t>(channel) >= channels.size() ||
-        channels[static_cast<size_t>(channel)][0] != nullptr) {
-      return platform::ASE_InvalidParameter;
-    }
-    for (void*& half : channels[static_cast<size_t>(channel)]) {
-      half = next;
+    BufferHalves& channel = (infos[i].isInput ? inputs_ : outputs_)[static_cast<size_t>(infos[i].channelNum)];
+    for (size_t half = 0; half < 2; ++half) {
+      infos[i].buffers[half] = next;
+      channel[half] = reinterpret_cast<float*>(next);
       next += lines;
     }
   }
-  for (int32_t i = 0; i < count; ++i) {
-    const std::vector<BufferHalves>& channels = infos[i].isInput ? run_.inputs : run_.outputs;
-    std::copy_n(channels[static_cast<size_t>(infos[i].channelNum)].begin(), 2, infos[i].buffers);
-  }
-  return platform::ASE_OK;
-} catch (const std::bad_alloc&) {
-  return platform::ASE_NoMemory;
 }
 
-platform::AsioError VirtualSession::start() try {
+void VirtualSession::start() {
   std::fill(memory_.begin(), memory_.end(), CacheLine{});
-  sources_ = std::make_unique<SignalSources>(options_.inputs, options_.sources, source_, run_.sampleRate,
-                                             std::max(run_.sampleRate, options_.faults.newRate));
+  sources_ =
+      std::make_unique<SignalSources>(options_.inputs, std::vector<VirtualSource>{}, source_, sampleRate_, sampleRate_);
   if (captureFile_ && !capture_) {
     capture_ = std::make_unique<CaptureWriter>(*captureFile_, report_,
-                                               CaptureFormat{options_.outputs, run_.blockLength, run_.sampleRate},
+                                               CaptureFormat{options_.outputs, blockLength_, sampleRate_},
                                                options_.clock == VirtualClock::fast);
   }
-  run_.sources = sources_.get();
-  run_.capture = capture_.get();
-  clock_.start(run_);
-  return platform::ASE_OK;
-} catch (const std::bad_alloc&) {
-  return platform::ASE_NoMemory;
-} catch (const std::system_error&) {
-  return platform::ASE_NoMemory;
+  clock_.start({blockLength_, sampleRate_, [this](int64_t block) { deliver(block); }});
 }
 
 void VirtualSession::stop() {
   clock_.stop();
 }
 
-bool VirtualSession::hasChannel(bool isInput, int32_t channel) const {
-  const std::vector<BufferHalves>& channels = isInput ? run_.inputs : run_.outputs;
-  return channel >= 0 && static_cast<size_t>(channel) < channels.size() &&
-         channels[static_cast<size_t>(channel)][0] != nullptr;
+void VirtualSession::deliver(int64_t block) {
+  const auto half = static_cast<size_t>(block & 1);
+  fillInputs(half);
+  callbacks_.bufferSwitch(callbacks_.context, static_cast<int32_t>(half), true);
+  if (capture_) {
+    takeOutputs(half);
+  }
+}
+
+void VirtualSession::fillInputs(size_t half) {
+  for (size_t k = 0; k < inputs_.size(); ++k) {
+    // Sources of channels that nobody hears stand still, as a channel's sound is not tied to another's.
+    if (inputs_[k][half] != nullptr) {
+      sources_->render(static_cast<int32_t>(k), inputs_[k][half], blockLength_);
+    }
+  }
+}
+
+void VirtualSession::takeOutputs(size_t half) {
+  float* to = capture_->acquire();
+  if (!to) {
+    return;
+  }
+  for (const BufferHalves& output : outputs_) {
+    if (output[half] != nullptr) {
+      std::copy_n(output[half], blockLength_, to);
+    } else {
+      std::fill_n(to, blockLength_, 0.0f);
+    }
+    to += blockLength_;
+  }
+  capture_->commit();
 }
 
 }  // namespace tarnwick::sound

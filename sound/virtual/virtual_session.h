@@ -1,6 +1,7 @@
 // The virtual device between ASIOCreateBuffers and ASIODisposeBuffers: buffers, sources, capture and clock.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -14,7 +15,7 @@
 
 namespace tarnwick::sound {
 
-// User-interface thread. Exceptions of a lack of memory or threads become ASE_NoMemory.
+// User-interface thread. May throw std::bad_alloc and std::system_error.
 class VirtualSession {
  public:
   // What is given here outlives this. `source` and `captureFile` may be null.
@@ -24,29 +25,38 @@ class VirtualSession {
   VirtualSession& operator=(const VirtualSession&) = delete;
   ~VirtualSession();  // stops
 
-  // Makes the buffers and fills `infos`; once. ASE_InvalidParameter for a length outside the device's limits, a channel
-  // that does not exist or comes twice, no channel at all, or no bufferSwitch; then nothing has been filled in.
-  platform::AsioError create(platform::AudioBufferInfo* infos, int32_t count, int32_t blockLength, double sampleRate,
-                             const platform::AudioCallbacks& callbacks);
+  // Makes the buffers and fills `infos`; once. The arguments have been checked.
+  void create(platform::AudioBufferInfo* infos, int32_t count, int32_t blockLength, double sampleRate,
+              const platform::AudioCallbacks& callbacks);
   // Sources begin from their start, buffers from silence; the capture goes on where it ended.
-  platform::AsioError start();
+  void start();
   void stop();
 
-  int32_t blockLength() const { return run_.blockLength; }
-  bool hasChannel(bool isInput, int32_t channel) const;
+  int32_t blockLength() const { return blockLength_; }
 
  private:
+  // The two halves of one channel's buffer; null when the host has not asked for the channel.
+  using BufferHalves = std::array<float*, 2>;
   struct alignas(64) CacheLine {
     std::byte bytes[64];
   };
+
+  // Clock thread.
+  void deliver(int64_t block);
+  void fillInputs(size_t half);
+  void takeOutputs(size_t half);
 
   const VirtualOptions& options_;
   ClockThread& clock_;
   const WavSamples* source_;
   WavWriter* captureFile_;
   CaptureReport& report_;
-  ClockRun run_;
-  std::vector<CacheLine> memory_;  // all buffers
+  platform::AudioCallbacks callbacks_;
+  int32_t blockLength_ = 0;
+  double sampleRate_ = 0.0;
+  std::vector<BufferHalves> inputs_;   // by channel
+  std::vector<BufferHalves> outputs_;  // by channel
+  std::vector<CacheLine> memory_;      // all buffers
   std::unique_ptr<SignalSources> sources_;
   std::unique_ptr<CaptureWriter> capture_;  // from the first start on
 };

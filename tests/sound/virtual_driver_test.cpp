@@ -20,24 +20,14 @@ using namespace platform;
 
 using namespace std::chrono_literals;
 
-TEST(VirtualDriver, OperationsOutOfOrderAreAnsweredAndEndTheBlocks) {
+TEST(VirtualDriver, OneOfTwoDriversHasTheDevice) {
   VirtualRig rig(FastOptions(-1));
   DeviceHost& host = rig.host;
-  EXPECT_EQ(host->ASIOStart(), ASE_NotPresent);
-  EXPECT_EQ(host.create(kBlock), ASE_NotPresent);
-  ASSERT_EQ(host->ASIOInit({.sampleRate = 48000.0}), ASE_OK);
-  EXPECT_EQ(host->ASIOStart(), ASE_InvalidMode);
-  EXPECT_EQ(host->ASIODisposeBuffers(), ASE_InvalidMode);
-  ASSERT_EQ(host.create(), ASE_OK);
-  EXPECT_EQ(host.create(), ASE_InvalidMode);
-  EXPECT_EQ(host->ASIOInit({.sampleRate = 48000.0}), ASE_InvalidMode);
-  ASSERT_EQ(host->ASIOStart(), ASE_OK);
-  EXPECT_EQ(host->ASIOStart(), ASE_InvalidMode);
+  host.run(kBlock);
   {
     DeviceHost second([&rig](const BackEndHooks&) { return rig.device.backEnd(); }, kVirtualDriverName);
     EXPECT_EQ(second->ASIOInit({.sampleRate = 44100.0}), ASE_OK);
-    EXPECT_EQ(second.create(), ASE_InvalidMode);
-    EXPECT_EQ(second->ASIODisposeBuffers(), ASE_InvalidMode);
+    EXPECT_EQ(second.create(kBlock), ASE_InvalidMode);
     EXPECT_EQ(second->ASIOStop(), ASE_OK);
     EXPECT_EQ(second->ASIOExit(), ASE_OK);
   }
@@ -48,13 +38,9 @@ TEST(VirtualDriver, OperationsOutOfOrderAreAnsweredAndEndTheBlocks) {
   EXPECT_EQ(host.blocks, blocks);
   EXPECT_EQ(rig.device.blocks(), blocks);
   EXPECT_EQ(host.wrongHalves, 0);
-
-  ASSERT_EQ(host->ASIOStart(), ASE_OK);
-  EXPECT_EQ(host->ASIODisposeBuffers(), ASE_OK) << "while running";
-  ASSERT_EQ(host.create(128), ASE_OK);
-  ASSERT_EQ(host->ASIOStart(), ASE_OK);
-  EXPECT_EQ(host->ASIOExit(), ASE_OK) << "while running";
-  EXPECT_EQ(host->ASIOStop(), ASE_NotPresent);
+  EXPECT_EQ(host->ASIOExit(), ASE_OK);
+  host.run(128);
+  EXPECT_TRUE(host.awaitBlocks()) << "with the next buffers";
 }
 
 TEST(VirtualDriver, ADriverThatOutlivesItsDeviceFindsItGone) {
@@ -64,15 +50,15 @@ TEST(VirtualDriver, ADriverThatOutlivesItsDeviceFindsItGone) {
   auto device = std::make_unique<VirtualDevice>(options);
   ASSERT_TRUE(device->prepare(nullptr));
   DeviceHost host([&device](const BackEndHooks&) { return device->backEnd(); }, kVirtualDriverName);
-  host.run();
+  host.run(kBlock);
   ASSERT_TRUE(host.awaitBlocks());
   device.reset();
   const int64_t blocks = host.blocks;
   WavSamples captured;
   ASSERT_TRUE(ReadWav(options.captureFile, captured, nullptr));
   EXPECT_EQ(static_cast<int64_t>(captured.frames), blocks * kBlock);
-  EXPECT_EQ(host->ASIOStop(), ASE_NotPresent);
-  EXPECT_EQ(host->ASIODisposeBuffers(), ASE_NotPresent);
+  EXPECT_EQ(host->ASIOStart(), ASE_NotPresent);
+  host.close();
   EXPECT_EQ(host->ASIOInit({.sampleRate = 48000.0}), ASE_NotPresent);
   EXPECT_EQ(host.blocks, blocks);
 }
@@ -85,7 +71,7 @@ TEST(VirtualDriver, AStartBeginsWithSilentBuffers) {
     sounding += std::count_if(samples, samples + kBlock, [](float sample) { return sample != 0.0f; });
     std::fill_n(samples, kBlock, 1.0f);
   };
-  rig.host.run();
+  rig.host.run(kBlock);
   ASSERT_TRUE(rig.reachesLimit());
   ASSERT_EQ(rig.host->ASIOStop(), ASE_OK);
   ASSERT_EQ(rig.host->ASIOStart(), ASE_OK);
@@ -103,7 +89,7 @@ TEST(VirtualClockThread, AHeldClockWaitsForItsReleaseAndCanBeStopped) {
     options.clock = clock;
     options.held = true;
     VirtualRig rig(options);
-    rig.host.run();
+    rig.host.run(kBlock);
     std::this_thread::sleep_for(10ms);
     EXPECT_EQ(rig.host.blocks, 0);
     EXPECT_EQ(rig.host->ASIOStop(), ASE_OK);
@@ -127,29 +113,23 @@ TEST(VirtualClockThread, StoppingDoesNotWaitForALongBlock) {
 TEST(VirtualClockThread, TheRealClockKeepsItsRateAndCatchesUpWithALateBlock) {
   VirtualOptions options = FastOptions(-1);
   options.clock = VirtualClock::real;
-  options.faults.lateBlock = 20;
-  options.faults.lateMilliseconds = 30;
   VirtualRig rig(options);
-  std::vector<int64_t> times;
-  times.reserve(4096);
-  rig.host.onBlock = [&](int32_t, int64_t) { times.push_back(CounterNow()); };
-  const int64_t before = CounterNow();
-  rig.host.run();
-  std::this_thread::sleep_for(300ms);
-  ASSERT_EQ(rig.host->ASIOStop(), ASE_OK);
-  ASSERT_GE(rig.host.blocks, 22);
-  EXPECT_LE(static_cast<double>(rig.host.blocks), secondsSince(before) * 48000.0 / kBlock + 2.0);
-  // Some block after the late one is where it would have been without it; a busy machine may delay the others.
-  double closest = 1.0;
-  for (size_t i = 21; i < times.size(); ++i) {
-    const double passed = static_cast<double>(times[i] - times[0]) / static_cast<double>(CounterFrequency());
-    closest = std::min(closest, passed - static_cast<double>(i) * kBlock / 48000.0);
-  }
-  EXPECT_LT(closest, 0.015);
-  const std::vector<int64_t> lateness = rig.device.lateness();
-  ASSERT_EQ(static_cast<int64_t>(lateness.size()), rig.host.blocks);
-  EXPECT_GE(lateness[20], CounterFrequency() * 30 / 1000);
-  EXPECT_GE(*std::min_element(lateness.begin(), lateness.end()), 0);
+  rig.host.onBlock = [](int32_t, int64_t block) { std::this_thread::sleep_for(block == 20 ? 30ms : 0ms); };
+  // A machine that is busy for a tenth of a second makes a stall of it, which is skipped.
+  const bool caughtUp = tests::Eventually([&] {
+    const int64_t before = CounterNow();
+    rig.host.run(kBlock);
+    EXPECT_TRUE(rig.host.awaitBlocks(100));
+    EXPECT_EQ(rig.host->ASIOStop(), ASE_OK);
+    EXPECT_LE(static_cast<double>(rig.host.blocks), secondsSince(before) * 48000.0 / kBlock + 2.0);
+    const std::vector<int64_t> lateness = rig.device.lateness();
+    EXPECT_EQ(static_cast<int64_t>(lateness.size()), rig.host.blocks);
+    EXPECT_GE(*std::min_element(lateness.begin(), lateness.end()), 0);
+    rig.host.close();
+    const int64_t tick = CounterFrequency() / 1000;
+    return lateness[21] >= 25 * tick && *std::min_element(lateness.begin() + 21, lateness.end()) < 15 * tick;
+  });
+  EXPECT_TRUE(caughtUp);
 }
 
 TEST(VirtualClockThread, AStallIsSkippedNotCaughtUpWith) {
@@ -163,7 +143,7 @@ TEST(VirtualClockThread, AStallIsSkippedNotCaughtUpWith) {
       stalledAt = CounterNow();
     }
   };
-  rig.host.run();
+  rig.host.run(kBlock);
   ASSERT_TRUE(rig.host.awaitBlocks(20));
   ASSERT_EQ(rig.host->ASIOStop(), ASE_OK);
   EXPECT_LE(static_cast<double>(rig.host.blocks) - 6.0, secondsSince(stalledAt) * 48000.0 / kBlock + 2.0);
@@ -172,17 +152,13 @@ TEST(VirtualClockThread, AStallIsSkippedNotCaughtUpWith) {
 TEST(BlockSchedule, DoesNotDriftInAYear) {
   for (const double rate : {8000.0, 44100.0, 47999.123, 192000.0}) {
     constexpr int64_t kFrequency = 1'000'000'000;
-    BlockSchedule schedule(kFrequency, 64, rate, 12345);
+    const BlockSchedule schedule(kFrequency, 64, rate, 12345);
     const auto blocks = static_cast<int64_t>(365.0 * 86400.0 * rate / 64.0);
     for (const int64_t block : {int64_t{0}, int64_t{7}, blocks}) {
       const long double exact = 12345.0L + static_cast<long double>(block) * 64.0L * kFrequency /
                                                (std::round(static_cast<long double>(rate) * 1000.0L) / 1000.0L);
       EXPECT_NEAR(static_cast<double>(static_cast<long double>(schedule.due(block)) - exact), 0.0, 1.0) << rate;
     }
-    const int64_t due = schedule.due(blocks);
-    schedule.changeRate(blocks, 2.0 * rate);
-    EXPECT_EQ(schedule.due(blocks), due);
-    EXPECT_NEAR(static_cast<double>(schedule.due(blocks + 1000) - due), 64e9 * 1000 / (2.0 * rate), 1.0);
   }
 }
 

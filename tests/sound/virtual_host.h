@@ -12,7 +12,6 @@ inline VirtualOptions FastOptions(int64_t blocks) {
   VirtualOptions options;
   options.inputs = 4;
   options.outputs = 4;
-  options.preferredBlock = kBlock;
   options.clock = VirtualClock::fast;
   options.blockLimit = blocks;
   return options;

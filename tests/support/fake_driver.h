@@ -2,9 +2,10 @@
 // test says so.
 #pragma once
 
-#include <cstring>
+#include <cstdio>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -58,81 +59,91 @@ struct FakeDevice {
     return half;
   }
 
-  std::unique_ptr<platform::AudioDriver> driver() {
-    auto driver = std::make_unique<platform::AudioDriver>();
-    loaded += 1;
-    driver->keepAlive = std::shared_ptr<void>(nullptr, [this](void*) { loaded -= 1; });
-    driver->ASIOInit = [this](const platform::AudioInitRequest& request) {
-      init = request;
-      return note("ASIOInit");
-    };
-    driver->ASIOExit = [this] { return note("ASIOExit"); };
-    driver->ASIOGetChannels = [this](int32_t& in, int32_t& out) {
-      in = inputs;
-      out = outputs;
-      return note("ASIOGetChannels");
-    };
-    driver->ASIOGetBufferSize = [this](int32_t& least, int32_t& most, int32_t& best, int32_t& step) {
-      least = minimum;
-      most = maximum;
-      best = 256;
-      step = 16;
-      return note("ASIOGetBufferSize");
-    };
-    driver->ASIOGetLatencies = [this](int32_t& in, int32_t& out) {
-      in = inputLatency;
-      out = outputLatency;
-      return note("ASIOGetLatencies");
-    };
-    driver->ASIOCreateBuffers = [this](platform::AudioBufferInfo* infos, int32_t count, int32_t length,
-                                       const platform::AudioCallbacks& hostCallbacks) {
-      callbacks = hostCallbacks;
-      blockLength = length;
-      const auto bytes = static_cast<size_t>(length * platform::BytesPerSample(sampleType));
-      for (size_t half = 0; half < 2; ++half) {
-        inputBytes[half].assign(static_cast<size_t>(inputs), std::vector<uint8_t>(bytes));
-        outputBytes[half].assign(static_cast<size_t>(outputs), std::vector<uint8_t>(bytes));
-        for (int32_t k = 0; k < count; ++k) {
-          auto& channels = infos[k].isInput ? inputBytes[half] : outputBytes[half];
-          infos[k].buffers[half] = channels[static_cast<size_t>(infos[k].channelNum)].data();
-        }
-      }
-      return note("ASIOCreateBuffers");
-    };
-    driver->ASIOGetChannelInfo = [this](platform::AudioChannelInfo& info) {
-      info.type = sampleType;
-      return note("ASIOGetChannelInfo");
-    };
-    driver->ASIOOutputReady = [this] {
-      if (!inOutputReady) {
-        return note("ASIOOutputReady");
-      }
-      inOutputReady();
-      return platform::ASE_OK;
-    };
-    driver->ASIOStart = [this] { return note("ASIOStart"); };
-    driver->ASIOStop = [this] { return note("ASIOStop"); };
-    driver->ASIODisposeBuffers = [this] {
-      for (int32_t half = 0; half < 2 && freesBuffers; ++half) {
-        inputBytes[half].clear();
-        outputBytes[half].clear();
-      }
-      return note("ASIODisposeBuffers");
-    };
-    driver->ASIOControlPanel = [this] { return note("ASIOControlPanel"); };
-    return driver;
-  }
-
   // Lists `names`; each loads this device, but for those in `missing`.
-  platform::AudioBackEnd backEnd(std::vector<std::wstring> names = {L"Fake"}, std::wstring missing = L"") {
-    platform::AudioBackEnd backEnd;
-    backEnd.asioGetDriverNames = [names] { return names; };
-    backEnd.loadAsioDriver = [this, missing](const std::wstring& name) {
-      calls.emplace_back("loadAsioDriver");
-      return name == missing ? nullptr : driver();
-    };
-    return backEnd;
-  }
+  platform::AudioBackEnd backEnd(std::vector<std::wstring> names = {L"Fake"}, std::wstring missing = L"");
 };
+
+class FakeDriver final : public platform::AudioDriver {
+  using AsioError = platform::AsioError;
+
+ public:
+  explicit FakeDriver(FakeDevice& device) : device_(device) { device_.loaded += 1; }
+  FakeDriver(const FakeDriver&) = delete;
+  FakeDriver& operator=(const FakeDriver&) = delete;
+  ~FakeDriver() override { device_.loaded -= 1; }
+
+  AsioError ASIOInit(const platform::AudioInitRequest& request) override {
+    device_.init = request;
+    return device_.note("ASIOInit");
+  }
+  AsioError ASIOExit() override { return device_.note("ASIOExit"); }
+  AsioError ASIOGetChannels(int32_t& inputs, int32_t& outputs) override {
+    inputs = device_.inputs;
+    outputs = device_.outputs;
+    return device_.note("ASIOGetChannels");
+  }
+  AsioError ASIOGetBufferSize(int32_t& minimum, int32_t& maximum, int32_t& preferred, int32_t& granularity) override {
+    minimum = device_.minimum;
+    maximum = device_.maximum;
+    preferred = 256;
+    granularity = 16;
+    return device_.note("ASIOGetBufferSize");
+  }
+  AsioError ASIOGetLatencies(int32_t& input, int32_t& output) override {
+    input = device_.inputLatency;
+    output = device_.outputLatency;
+    return device_.note("ASIOGetLatencies");
+  }
+  AsioError ASIOCreateBuffers(platform::AudioBufferInfo* infos, int32_t count, int32_t length,
+                              const platform::AudioCallbacks& callbacks) override {
+    device_.callbacks = callbacks;
+    device_.blockLength = length;
+    const auto bytes = static_cast<size_t>(length * platform::BytesPerSample(device_.sampleType));
+    for (size_t half = 0; half < 2; ++half) {
+      device_.inputBytes[half].assign(static_cast<size_t>(device_.inputs), std::vector<uint8_t>(bytes));
+      device_.outputBytes[half].assign(static_cast<size_t>(device_.outputs), std::vector<uint8_t>(bytes));
+      for (int32_t k = 0; k < count; ++k) {
+        auto& channels = infos[k].isInput ? device_.inputBytes[half] : device_.outputBytes[half];
+        infos[k].buffers[half] = channels.at(static_cast<size_t>(infos[k].channelNum)).data();
+      }
+    }
+    return device_.note("ASIOCreateBuffers");
+  }
+  AsioError ASIOGetChannelInfo(platform::AudioChannelInfo& info) override {
+    info.type = device_.sampleType;
+    std::snprintf(info.name, sizeof info.name, "%s %d", info.isInput ? "In" : "Out", info.channel);
+    return device_.note("ASIOGetChannelInfo");
+  }
+  AsioError ASIOOutputReady() noexcept override {
+    if (!device_.inOutputReady) {
+      return device_.note("ASIOOutputReady");
+    }
+    device_.inOutputReady();
+    return platform::ASE_OK;
+  }
+  AsioError ASIOStart() override { return device_.note("ASIOStart"); }
+  AsioError ASIOStop() override { return device_.note("ASIOStop"); }
+  AsioError ASIODisposeBuffers() override {
+    for (int32_t half = 0; half < 2 && device_.freesBuffers; ++half) {
+      device_.inputBytes[half].clear();
+      device_.outputBytes[half].clear();
+    }
+    return device_.note("ASIODisposeBuffers");
+  }
+  AsioError ASIOControlPanel() override { return device_.note("ASIOControlPanel"); }
+
+ private:
+  FakeDevice& device_;
+};
+
+inline platform::AudioBackEnd FakeDevice::backEnd(std::vector<std::wstring> names, std::wstring missing) {
+  platform::AudioBackEnd result;
+  result.asioGetDriverNames = [names] { return names; };
+  result.loadAsioDriver = [this, missing](const std::wstring& name) -> std::unique_ptr<platform::AudioDriver> {
+    calls.emplace_back("loadAsioDriver");
+    return name == missing ? nullptr : std::make_unique<FakeDriver>(*this);
+  };
+  return result;
+}
 
 }  // namespace tarnwick::tests

@@ -7,24 +7,12 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <vector>
 
-#include "platform/audio/audio_driver.h"
+#include "platform/audio/audio_back_ends.h"
 
 namespace tarnwick::platform {
-
-// Called on the user-interface thread or on one that may wait, never on the device's. The latter is joined in
-// ASIOStop, so a hook must not wait for the user-interface thread. Each may be empty.
-struct AlsaHooks {
-  std::function<void(const std::wstring& line)> log = {};
-  // The running device is gone and calls no more; the session is to be ended as usual. Once a start at most, and not
-  // logged already.
-  std::function<void(const std::wstring& reason)> deviceLost = {};
-  // Xruns since the start, within a second of one.
-  std::function<void(uint64_t total)> xruns = {};
-};
 
 // What to use of a device.
 struct AlsaChoice {
@@ -47,6 +35,6 @@ struct AlsaOptions {
 };
 
 // Silences ALSA's own messages on the standard error stream, for the whole program.
-AudioBackEnd AlsaBackEnd(AlsaHooks hooks, AlsaOptions options = {});
+AudioBackEnd AlsaBackEnd(BackEndHooks hooks, AlsaOptions options = {});
 
 }  // namespace tarnwick::platform

@@ -2,8 +2,8 @@
 
 namespace tarnwick::platform {
 
-AsioError AlsaBuffers::make(AudioBufferInfo* infos, int32_t count, const AlsaAbility& capture,
-                            const AlsaAbility& playback, AlsaRun& run) {
+void AlsaBuffers::make(AudioBufferInfo* infos, int32_t count, const AlsaAbility& capture, const AlsaAbility& playback,
+                       AlsaRun& run) {
   for (const size_t half : {0, 1}) {
     run.inputs[half].assign(static_cast<size_t>(capture.channels), nullptr);
     run.outputs[half].assign(static_cast<size_t>(playback.channels), nullptr);
@@ -14,9 +14,6 @@ AsioError AlsaBuffers::make(AudioBufferInfo* infos, int32_t count, const AlsaAbi
   };
   size_t lines = 0;
   for (int32_t k = 0; k < count; ++k) {
-    if (infos[k].channelNum < 0 || infos[k].channelNum >= (infos[k].isInput ? capture.channels : playback.channels)) {
-      return ASE_InvalidParameter;
-    }
     lines += 2 * linesOf(infos[k].isInput ? capture : playback);
   }
   memory_.assign(lines, CacheLine{});
@@ -24,21 +21,10 @@ AsioError AlsaBuffers::make(AudioBufferInfo* infos, int32_t count, const AlsaAbi
   for (int32_t k = 0; k < count; ++k) {
     std::vector<void*>* halves = infos[k].isInput ? run.inputs : run.outputs;
     for (const size_t half : {0, 1}) {
-      void*& buffer = halves[half][static_cast<size_t>(infos[k].channelNum)];
-      if (buffer) {
-        return ASE_InvalidParameter;
-      }
-      buffer = next;
+      infos[k].buffers[half] = halves[half][static_cast<size_t>(infos[k].channelNum)] = next;
       next += linesOf(infos[k].isInput ? capture : playback);
     }
   }
-  for (int32_t k = 0; k < count; ++k) {
-    const std::vector<void*>* halves = infos[k].isInput ? run.inputs : run.outputs;
-    for (const size_t half : {0, 1}) {
-      infos[k].buffers[half] = halves[half][static_cast<size_t>(infos[k].channelNum)];
-    }
-  }
-  return ASE_OK;
 }
 
 }  // namespace tarnwick::platform

@@ -15,10 +15,10 @@ namespace tarnwick::platform {
 // User-interface thread.
 class AlsaBuffers {
  public:
-  // Makes them for run.blockLength and enters them in `infos` and `run`. ASE_InvalidParameter for a channel that does
-  // not exist or comes twice; then `infos` is as it was. May throw std::bad_alloc.
-  AsioError make(AudioBufferInfo* infos, int32_t count, const AlsaAbility& capture, const AlsaAbility& playback,
-                 AlsaRun& run);
+  // Makes them for run.blockLength and enters them in `infos`, whose channels exist, and `run`. May throw
+  // std::bad_alloc.
+  void make(AudioBufferInfo* infos, int32_t count, const AlsaAbility& capture, const AlsaAbility& playback,
+            AlsaRun& run);
   void silence() { std::fill(memory_.begin(), memory_.end(), CacheLine{}); }
 
  private:

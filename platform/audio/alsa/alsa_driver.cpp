@@ -4,8 +4,7 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
-#include <new>
-#include <system_error>
+#include <exception>
 #include <utility>
 
 #include "platform/audio/alsa/alsa_buffers.h"
@@ -24,10 +23,6 @@ constexpr double kHighestRate = 1'000'000.0;
 struct AlsaDriver::Session {
   Session(AlsaStream* captureStream, AlsaStream* playbackStream) : duplex(captureStream, playbackStream) {}
 
-  bool hasChannel(bool isInput, int32_t channel) const {
-    return (isInput ? run.inputs : run.outputs)[0][static_cast<size_t>(channel)] != nullptr;
-  }
-
   AlsaRun run;
   AlsaBuffers buffers;
   AlsaDuplex duplex;
@@ -36,45 +31,28 @@ struct AlsaDriver::Session {
   std::unique_ptr<AlsaReporter> reporter;  // while started
 };
 
-AlsaDriver::AlsaDriver(AlsaDevice device, AlsaHooks hooks) : device_(std::move(device)), hooks_(std::move(hooks)) {}
+AlsaDriver::AlsaDriver(AlsaDevice device, BackEndHooks hooks) : device_(std::move(device)), hooks_(std::move(hooks)) {}
 
 AlsaDriver::~AlsaDriver() {
-  exit();
+  ASIOExit();
 }
 
-AsioError AlsaDriver::init(const AudioInitRequest& request) try {
-  if (session_) {
-    return ASE_InvalidMode;
-  }
-  exit();
+AsioError AlsaDriver::init(const AudioInitRequest& request) {
   if (!(request.sampleRate >= kLowestRate && request.sampleRate <= kHighestRate)) {
     return ASE_NoClock;
   }
-  AsioError result = ASE_OK;
   if (!openStreams()) {
-    result = ASE_NotPresent;
-  } else if (!chooseRate(request.sampleRate)) {
-    result = ASE_NoClock;
-  } else if (!probe()) {
-    result = ASE_InvalidMode;
+    return ASE_NotPresent;
   }
-  initialised_ = result == ASE_OK;
-  if (!initialised_) {
-    captureStream_.reset();
-    playbackStream_.reset();
+  if (!chooseRate(request.sampleRate)) {
+    return ASE_NoClock;
   }
-  return result;
-} catch (const std::bad_alloc&) {
-  captureStream_.reset();
-  playbackStream_.reset();
-  return ASE_NoMemory;
+  return probe() ? ASE_OK : ASE_InvalidMode;
 }
 
-AsioError AlsaDriver::exit() {
-  session_.reset();
+void AlsaDriver::exit() {
   captureStream_.reset();
   playbackStream_.reset();
-  return std::exchange(initialised_, false) ? ASE_OK : ASE_NotPresent;
 }
 
 bool AlsaDriver::openStreams() {
@@ -131,17 +109,13 @@ bool AlsaDriver::probe() {
   return error >= 0;
 }
 
-AsioError AlsaDriver::getChannels(int32_t& inputs, int32_t& outputs) const {
-  inputs = initialised_ ? capture_.channels : 0;
-  outputs = initialised_ ? playback_.channels : 0;
-  return initialised_ ? ASE_OK : ASE_NotPresent;
+AsioError AlsaDriver::getChannels(int32_t& inputs, int32_t& outputs) {
+  inputs = capture_.channels;
+  outputs = playback_.channels;
+  return ASE_OK;
 }
 
-AsioError AlsaDriver::getBufferSize(int32_t& minimum, int32_t& maximum, int32_t& preferred,
-                                    int32_t& granularity) const {
-  if (!initialised_) {
-    return ASE_NotPresent;
-  }
+AsioError AlsaDriver::getBufferSize(int32_t& minimum, int32_t& maximum, int32_t& preferred, int32_t& granularity) {
   minimum = std::max(capture_.minimumBlock, playback_.minimumBlock);
   maximum = INT32_MAX;
   for (const AlsaAbility* ability : {&capture_, &playback_}) {
@@ -157,10 +131,7 @@ AsioError AlsaDriver::getBufferSize(int32_t& minimum, int32_t& maximum, int32_t&
   return ASE_OK;
 }
 
-AsioError AlsaDriver::getLatencies(int32_t& input, int32_t& output) const {
-  if (!initialised_) {
-    return ASE_NotPresent;
-  }
+AsioError AlsaDriver::getLatencies(int32_t& input, int32_t& output) {
   input = output = 0;
   if (!session_) {
     int32_t minimum = 0;
@@ -185,21 +156,7 @@ AsioError AlsaDriver::getLatencies(int32_t& input, int32_t& output) const {
 }
 
 AsioError AlsaDriver::createBuffers(AudioBufferInfo* infos, int32_t count, int32_t blockLength,
-                                    const AudioCallbacks& callbacks) try {
-  if (!initialised_) {
-    return ASE_NotPresent;
-  }
-  if (session_) {
-    return ASE_InvalidMode;
-  }
-  int32_t minimum = 0;
-  int32_t maximum = 0;
-  int32_t preferred = 0;
-  int32_t granularity = 0;
-  if (getBufferSize(minimum, maximum, preferred, granularity) != ASE_OK || !infos || count < 1 ||
-      blockLength < minimum || blockLength > maximum || !callbacks.bufferSwitch) {
-    return ASE_InvalidParameter;
-  }
+                                    const AudioCallbacks& callbacks) {
   const AsioError configured = configure(blockLength);
   if (configured != ASE_OK) {
     return configured;
@@ -209,15 +166,9 @@ AsioError AlsaDriver::createBuffers(AudioBufferInfo* infos, int32_t count, int32
   created->run.blockLength = blockLength;
   created->run.sampleRate = rate_;
   created->run.tellsRate = tellsRate_;
-  const AsioError result = created->buffers.make(infos, count, capture_, playback_, created->run);
-  if (result == ASE_OK) {
-    session_ = std::move(created);
-  }
-  return result;
-} catch (const std::bad_alloc&) {
-  return ASE_NoMemory;
-} catch (const std::system_error&) {
-  return ASE_NoMemory;
+  created->buffers.make(infos, count, capture_, playback_, created->run);
+  session_ = std::move(created);
+  return ASE_OK;
 }
 
 AsioError AlsaDriver::configure(int32_t blockLength) {
@@ -239,27 +190,13 @@ AsioError AlsaDriver::configure(int32_t blockLength) {
   return ASE_OK;
 }
 
-AsioError AlsaDriver::getChannelInfo(AudioChannelInfo& info) const {
-  if (!initialised_) {
-    return ASE_NotPresent;
-  }
-  if (info.channel < 0 || info.channel >= channelsOf(info.isInput)) {
-    return ASE_InvalidParameter;
-  }
-  info.isActive = session_ && session_->hasChannel(info.isInput, info.channel);
-  info.channelGroup = 0;
+AsioError AlsaDriver::getChannelInfo(AudioChannelInfo& info) {
   info.type = (info.isInput ? capture_ : playback_).sampleType;
   std::snprintf(info.name, sizeof info.name, "%s %d", info.isInput ? "In" : "Out", info.channel + 1);
   return ASE_OK;
 }
 
-AsioError AlsaDriver::start() try {
-  if (!initialised_) {
-    return ASE_NotPresent;
-  }
-  if (!session_ || session_->thread.running()) {
-    return ASE_InvalidMode;
-  }
+AsioError AlsaDriver::start() {
   session_->buffers.silence();
   session_->run.lossSignal = &session_->lossSignal;
   const int error = session_->thread.start(session_->run);
@@ -267,33 +204,23 @@ AsioError AlsaDriver::start() try {
     say(L"does not start: " + AlsaErrorText(error) + L".");
     return ASE_HWMalfunction;
   }
-  session_->reporter =
-      std::make_unique<AlsaReporter>(device_.name, session_->thread.status(), session_->lossSignal, hooks_);
+  try {
+    session_->reporter =
+        std::make_unique<AlsaReporter>(device_.name, session_->thread.status(), session_->lossSignal, hooks_);
+  } catch (const std::exception&) {
+    stop();
+    return ASE_NoMemory;
+  }
   return ASE_OK;
-} catch (const std::bad_alloc&) {
-  stop();
-  return ASE_NoMemory;
-} catch (const std::system_error&) {
-  stop();
-  return ASE_NoMemory;
 }
 
 AsioError AlsaDriver::stop() {
-  if (session_) {
-    session_->thread.stop();
-    session_->reporter.reset();
-  }
-  return initialised_ ? ASE_OK : ASE_NotPresent;
+  session_->thread.stop();
+  session_->reporter.reset();
+  return ASE_OK;
 }
 
 AsioError AlsaDriver::disposeBuffers() {
-  if (!initialised_) {
-    return ASE_NotPresent;
-  }
-  if (!session_) {
-    return ASE_InvalidMode;
-  }
-  stop();
   session_.reset();
   for (AlsaStream* stream : {captureStream_.get(), playbackStream_.get()}) {
     if (stream) {

@@ -70,7 +70,7 @@ std::wstring AlsaLossReason(const std::wstring& device, int error) {
   }
 }
 
-AlsaReporter::AlsaReporter(std::wstring device, const AlsaStatus& status, AlsaWake& wake, AlsaHooks hooks)
+AlsaReporter::AlsaReporter(std::wstring device, const AlsaStatus& status, AlsaWake& wake, BackEndHooks hooks)
     : device_(std::move(device)), status_(status), wake_(wake), hooks_(std::move(hooks)) {
   thread_ = std::thread([this] { run(); });
 }

@@ -34,7 +34,7 @@ class AlsaReporter {
   // `status` and `wake` outlive this. A signal has a loss told at once; for the rest the first line follows its cause
   // within a second, further ones at most every ten, what is left at the end. May throw std::bad_alloc and
   // std::system_error.
-  AlsaReporter(std::wstring device, const AlsaStatus& status, AlsaWake& wake, AlsaHooks hooks);
+  AlsaReporter(std::wstring device, const AlsaStatus& status, AlsaWake& wake, BackEndHooks hooks);
   AlsaReporter(const AlsaReporter&) = delete;
   AlsaReporter& operator=(const AlsaReporter&) = delete;
   // Returns when all is told and no hook runs.
@@ -48,7 +48,7 @@ class AlsaReporter {
   const std::wstring device_;
   const AlsaStatus& status_;
   AlsaWake& wake_;
-  const AlsaHooks hooks_;
+  const BackEndHooks hooks_;
   AlsaCounts told_;         // reporter thread
   uint64_t xrunsTold_ = 0;  // reporter thread
   std::atomic<bool> ending_{false};

@@ -37,9 +37,9 @@ struct AsioOptions {
   std::function<void(const std::wstring& line)> log;
 };
 
-// Several drivers may be loaded at a time, one of them may have buffers: the others get ASE_InvalidMode for them.
-// Operations before ASIOInit and after ASIOExit are answered with ASE_NotPresent. An init that fails is
-// ASE_NotPresent too, unless the driver's message names another code ("ASE_NoClock"); the message goes to the trace.
+// Several drivers may be loaded at a time, one of them may have buffers: the others get ASE_InvalidMode for them. An
+// init that fails is ASE_NotPresent, unless the driver's message names another code ("ASE_NoClock"); the message goes
+// to the trace. A driver must not be destroyed from within one of its own waits.
 AudioBackEnd AsioBackEnd(AsioOptions options = {});
 
 }  // namespace tarnwick::platform

@@ -73,7 +73,6 @@ AsioError AsioDriver::call(std::chrono::milliseconds limit, Answer& answer, Call
     Answer answer;
     AsioError result = ASE_HWMalfunction;
   };
-  const auto self = shared_from_this();  // the hook may let this driver go
   const auto record = std::make_shared<Record>();
   record->answer = answer;
   const bool inTime = thread_->run(
@@ -109,12 +108,12 @@ void AsioDriver::giveUp() {
   }
 }
 
-std::shared_ptr<AsioDriver> AsioDriver::load(const AsioEntry& entry, const AsioOptions& options) {
+std::unique_ptr<AsioDriver> AsioDriver::load(const AsioEntry& entry, const AsioOptions& options) {
   if (Instance::isStuck(entry.classId)) {
     Trace(L"ASIO: \"" + entry.name + L"\" is still busy with a call that it was given up for.");
     return nullptr;
   }
-  std::shared_ptr<AsioDriver> driver(new AsioDriver(entry, options));
+  std::unique_ptr<AsioDriver> driver(new AsioDriver(entry, options));
   driver->thread_ = AsioThread::start();
   if (!driver->thread_) {
     return nullptr;
@@ -129,16 +128,14 @@ std::shared_ptr<AsioDriver> AsioDriver::load(const AsioEntry& entry, const AsioO
   if (!inTime) {
     driver->giveUp();
   }
-  if (!inTime || !*made) {
-    driver->unload();
-    return nullptr;
-  }
-  return driver;
+  return inTime && *made ? std::move(driver) : nullptr;
 }
 
-void AsioDriver::unload() {
-  const auto self = shared_from_this();
-  exit();
+AsioDriver::~AsioDriver() {
+  ASIOExit();
+  if (!thread_) {
+    return;
+  }
   const bool noWait = givenUp_ || instance_->panelOpen.load();
   const auto limit = noWait ? std::chrono::milliseconds(0) : options_.limits.other;
   if (!thread_->finish([instance = instance_] { instance->release(); }, limit, options_.onWait) && !noWait) {
@@ -147,9 +144,6 @@ void AsioDriver::unload() {
 }
 
 AsioError AsioDriver::init(const AudioInitRequest& request) {
-  if (online_.load()) {
-    return ASE_InvalidMode;
-  }
   struct Answer {
     std::string message;
   } answer;
@@ -173,19 +167,7 @@ AsioError AsioDriver::init(const AudioInitRequest& request) {
   return ASE_OK;
 }
 
-AsioError AsioDriver::exit() {
-  if (!online_.load()) {
-    return ASE_NotPresent;
-  }
-  const AsioError result = hasBuffers_ ? disposeBuffers() : ASE_OK;
-  online_.store(false);
-  return result;
-}
-
 AsioError AsioDriver::getChannels(int32_t& inputs, int32_t& outputs) {
-  if (!online_.load()) {
-    return ASE_NotPresent;
-  }
   std::array<int32_t, 2> counts = {};
   const AsioError result = call(options_.limits.other, counts, [](Instance& instance, auto& answer) {
     return (*instance).getChannels(&answer[0], &answer[1]);
@@ -196,9 +178,6 @@ AsioError AsioDriver::getChannels(int32_t& inputs, int32_t& outputs) {
 }
 
 AsioError AsioDriver::getBufferSize(int32_t& minimum, int32_t& maximum, int32_t& preferred, int32_t& granularity) {
-  if (!online_.load()) {
-    return ASE_NotPresent;
-  }
   std::array<int32_t, 4> sizes = {};
   const AsioError result = call(options_.limits.other, sizes, [](Instance& instance, auto& answer) {
     return (*instance).getBufferSize(&answer[0], &answer[1], &answer[2], &answer[3]);
@@ -211,9 +190,6 @@ AsioError AsioDriver::getBufferSize(int32_t& minimum, int32_t& maximum, int32_t&
 }
 
 AsioError AsioDriver::getLatencies(int32_t& input, int32_t& output) {
-  if (!online_.load()) {
-    return ASE_NotPresent;
-  }
   std::array<int32_t, 2> latencies = {};
   const AsioError result = call(options_.limits.other, latencies, [](Instance& instance, auto& answer) {
     return (*instance).getLatencies(&answer[0], &answer[1]);
@@ -225,12 +201,6 @@ AsioError AsioDriver::getLatencies(int32_t& input, int32_t& output) {
 
 AsioError AsioDriver::createBuffers(AudioBufferInfo* infos, int32_t count, int32_t blockLength,
                                     const AudioCallbacks& callbacks) {
-  if (!online_.load()) {
-    return ASE_NotPresent;
-  }
-  if (hasBuffers_ || count < 1) {
-    return hasBuffers_ ? ASE_InvalidMode : ASE_InvalidParameter;
-  }
   if (!TakeAsioGate(this, callbacks)) {
     return ASE_InvalidMode;
   }
@@ -258,7 +228,6 @@ AsioError AsioDriver::createBuffers(AudioBufferInfo* infos, int32_t count, int32
     LeaveAsioGate(this);
     return result;
   }
-  hasBuffers_ = true;
   for (int32_t k = 0; k < count; ++k) {
     infos[k].buffers[0] = buffers[static_cast<size_t>(k)].buffers[0];
     infos[k].buffers[1] = buffers[static_cast<size_t>(k)].buffers[1];
@@ -267,9 +236,6 @@ AsioError AsioDriver::createBuffers(AudioBufferInfo* infos, int32_t count, int32
 }
 
 AsioError AsioDriver::getChannelInfo(AudioChannelInfo& info) {
-  if (!online_.load()) {
-    return ASE_NotPresent;
-  }
   AsioChannelInfo asked = {};
   asked.channel = info.channel;
   asked.isInput = info.isInput ? 1 : 0;
@@ -284,17 +250,13 @@ AsioError AsioDriver::getChannelInfo(AudioChannelInfo& info) {
   return result;
 }
 
-AsioError AsioDriver::outputReady() noexcept {
-  if (!direct_.load(std::memory_order_relaxed)) {
-    return askOutputReady();
-  }
-  AsioComDriver* const driver = instance_->driver.load(std::memory_order_relaxed);
-  return online_.load(std::memory_order_relaxed) && driver != nullptr ? driver->outputReady() : ASE_NotPresent;
-}
-
-AsioError AsioDriver::askOutputReady() noexcept {
-  if (!online_.load()) {
+AsioError AsioDriver::ASIOOutputReady() noexcept {
+  if (!online_.load(std::memory_order_relaxed)) {
     return ASE_NotPresent;
+  }
+  if (direct_.load(std::memory_order_relaxed)) {
+    AsioComDriver* const driver = instance_->driver.load(std::memory_order_relaxed);
+    return driver != nullptr ? driver->outputReady() : ASE_NotPresent;
   }
   try {
     return call(options_.limits.other, [](Instance& instance) { return (*instance).outputReady(); });
@@ -304,12 +266,6 @@ AsioError AsioDriver::askOutputReady() noexcept {
 }
 
 AsioError AsioDriver::start() {
-  if (!online_.load()) {
-    return ASE_NotPresent;
-  }
-  if (!hasBuffers_ || started_) {
-    return ASE_InvalidMode;
-  }
   // The first block may come before the driver's start returns.
   SetAsioPassage(this, AsioPassage::everything);
   const AsioError result = call(options_.limits.open, [](Instance& instance) {
@@ -317,20 +273,13 @@ AsioError AsioDriver::start() {
     instance.started = begun == ASE_OK;
     return begun;
   });
-  started_ = result == ASE_OK;
-  if (!started_) {
+  if (result != ASE_OK) {
     SetAsioPassage(this, AsioPassage::nothing);
   }
   return result;
 }
 
 AsioError AsioDriver::stop() {
-  if (!online_.load()) {
-    return ASE_NotPresent;
-  }
-  if (!std::exchange(started_, false)) {
-    return ASE_OK;
-  }
   const AsioError result = call(options_.limits.other, [](Instance& instance) {
     instance.started = false;
     return (*instance).stop();
@@ -340,14 +289,6 @@ AsioError AsioDriver::stop() {
 }
 
 AsioError AsioDriver::disposeBuffers() {
-  if (!online_.load()) {
-    return ASE_NotPresent;
-  }
-  if (!hasBuffers_) {
-    return ASE_InvalidMode;
-  }
-  stop();
-  hasBuffers_ = false;
   const AsioError result = call(options_.limits.other, [](Instance& instance) {
     return std::exchange(instance.hasBuffers, false) ? (*instance).disposeBuffers() : ASE_OK;
   });
@@ -356,8 +297,8 @@ AsioError AsioDriver::disposeBuffers() {
 }
 
 AsioError AsioDriver::controlPanel() {
-  if (!online_.load() || givenUp_) {
-    return givenUp_ ? ASE_HWMalfunction : ASE_NotPresent;
+  if (givenUp_) {
+    return ASE_HWMalfunction;
   }
   if (instance_->panelOpen.exchange(true)) {
     return ASE_OK;  // the one that is open

@@ -1,6 +1,5 @@
 #include "platform/audio/jack/jack_driver.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -9,6 +8,7 @@
 
 #include "platform/audio/jack/jack_client.h"
 #include "platform/audio/jack/jack_session.h"
+#include "platform/audio/ordered_driver.h"
 #include "platform/text.h"
 
 namespace tarnwick::platform {
@@ -30,18 +30,15 @@ bool serverAnswers(const Shared& shared) {
                                 : JackClient::open(shared.options.serverName, {}) != nullptr;
 }
 
-// One loaded driver: the operations in the order that a host calls them.
-class Driver {
+class JackDriver final : public OrderedDriver {
  public:
-  explicit Driver(std::shared_ptr<Shared> shared) : shared_(std::move(shared)) {}
-  Driver(const Driver&) = delete;
-  Driver& operator=(const Driver&) = delete;
-  ~Driver() { exit(); }
+  explicit JackDriver(std::shared_ptr<Shared> shared) : shared_(std::move(shared)) {}
+  JackDriver(const JackDriver&) = delete;
+  JackDriver& operator=(const JackDriver&) = delete;
+  ~JackDriver() override { ASIOExit(); }
 
-  AsioError init(const AudioInitRequest& request) {
-    if (client_) {
-      return ASE_InvalidMode;
-    }
+ private:
+  AsioError init(const AudioInitRequest& request) override {
     client_ = JackClient::open(shared_->options.serverName, shared_->hooks);
     if (!client_) {
       return ASE_NotPresent;
@@ -57,53 +54,36 @@ class Driver {
     return ASE_OK;
   }
 
-  AsioError exit() {
-    if (!client_) {
-      return ASE_NotPresent;
-    }
-    session_.reset();
+  void exit() override {
     if (shared_->open == client_.get()) {
       shared_->open = nullptr;
     }
     client_.reset();
+  }
+
+  AsioError state() const override { return client_->events().lost() ? ASE_HWMalfunction : ASE_OK; }
+
+  AsioError getChannels(int32_t& inputs, int32_t& outputs) override {
+    inputs = inputs_;
+    outputs = outputs_;
     return ASE_OK;
   }
 
-  AsioError getChannels(int32_t& inputs, int32_t& outputs) const {
-    inputs = inputs_;
-    outputs = outputs_;
-    return state();
-  }
-
-  AsioError getBufferSize(int32_t& minimum, int32_t& maximum, int32_t& preferred, int32_t& granularity) const {
-    if (state() != ASE_OK) {
-      return state();
-    }
+  AsioError getBufferSize(int32_t& minimum, int32_t& maximum, int32_t& preferred, int32_t& granularity) override {
     minimum = maximum = preferred = client_->period();
     granularity = 0;
     return ASE_OK;
   }
 
-  AsioError getLatencies(int32_t& input, int32_t& output) const {
-    if (state() != ASE_OK) {
-      return state();
-    }
+  AsioError getLatencies(int32_t& input, int32_t& output) override {
     const bool wired = session_ && session_->running();
     input = wired ? session_->latency(true) : client_->physicalLatency(true);
     output = wired ? session_->latency(false) : client_->physicalLatency(false);
     return ASE_OK;
   }
 
-  AsioError createBuffers(AudioBufferInfo* infos, int32_t count, int32_t blockLength, const AudioCallbacks& callbacks) {
-    if (state() != ASE_OK) {
-      return state();
-    }
-    if (session_) {
-      return ASE_InvalidMode;
-    }
-    if (blockLength != client_->period() || !channelsHold(infos, count)) {
-      return ASE_InvalidParameter;
-    }
+  AsioError createBuffers(AudioBufferInfo* infos, int32_t count, int32_t blockLength,
+                          const AudioCallbacks& callbacks) override {
     auto created = std::make_unique<JackSession>(*client_);
     const AsioError result = created->create(infos, count, blockLength, callbacks);
     if (result == ASE_OK) {
@@ -114,61 +94,25 @@ class Driver {
     return result;
   }
 
-  AsioError getChannelInfo(AudioChannelInfo& info) const {
-    if (state() != ASE_OK) {
-      return state();
-    }
-    if (info.channel < 0 || info.channel >= (info.isInput ? inputs_ : outputs_)) {
-      return ASE_InvalidParameter;
-    }
-    info.isActive = session_ && session_->hasChannel(info.isInput, info.channel);
-    info.channelGroup = 0;
+  AsioError getChannelInfo(AudioChannelInfo& info) override {
     info.type = kFloat32LSB;
     std::snprintf(info.name, sizeof info.name, "%s_%d", info.isInput ? "in" : "out", info.channel + 1);
     return ASE_OK;
   }
 
-  AsioError start() {
-    if (state() != ASE_OK) {
-      return state();
-    }
-    if (!session_ || session_->running()) {
-      return ASE_InvalidMode;
-    }
+  AsioError start() override {
     tellRate();
     return session_->start();
   }
 
-  AsioError stop() {
-    if (session_) {
-      session_->stop();
-    }
-    return client_ ? ASE_OK : ASE_NotPresent;
-  }
-
-  AsioError disposeBuffers() {
-    if (!client_) {
-      return ASE_NotPresent;
-    }
-    if (!session_) {
-      return ASE_InvalidMode;
-    }
-    session_.reset();
+  AsioError stop() override {
+    session_->stop();
     return ASE_OK;
   }
 
- private:
-  AsioError state() const {
-    if (!client_) {
-      return ASE_NotPresent;
-    }
-    return client_->events().lost() ? ASE_HWMalfunction : ASE_OK;
-  }
-
-  bool channelsHold(const AudioBufferInfo* infos, int32_t count) const {
-    return std::all_of(infos, infos + count, [this](const AudioBufferInfo& info) {
-      return info.channelNum >= 0 && info.channelNum < (info.isInput ? inputs_ : outputs_);
-    });
+  AsioError disposeBuffers() override {
+    session_.reset();
+    return ASE_OK;
   }
 
   void tellRate() {
@@ -210,35 +154,7 @@ AudioBackEnd JackBackEnd(const BackEndHooks& hooks, const JackOptions& options) 
                                   : std::vector<std::wstring>{};
   };
   result.loadAsioDriver = [shared](const std::wstring& name) -> std::unique_ptr<AudioDriver> {
-    if (name != JackDeviceName(shared->options)) {
-      return nullptr;
-    }
-    const auto driver = std::make_shared<Driver>(shared);
-    auto record = std::make_unique<AudioDriver>();
-    record->ASIOInit = [driver](const AudioInitRequest& request) { return driver->init(request); };
-    record->ASIOExit = [driver] { return driver->exit(); };
-    record->ASIOGetChannels = [driver](int32_t& inputs, int32_t& outputs) {
-      return driver->getChannels(inputs, outputs);
-    };
-    record->ASIOGetBufferSize = [driver](int32_t& minimum, int32_t& maximum, int32_t& preferred, int32_t& granularity) {
-      return driver->getBufferSize(minimum, maximum, preferred, granularity);
-    };
-    record->ASIOGetLatencies = [driver](int32_t& input, int32_t& output) {
-      return driver->getLatencies(input, output);
-    };
-    record->ASIOCreateBuffers = [driver](AudioBufferInfo* infos, int32_t count, int32_t blockLength,
-                                         const AudioCallbacks& callbacks) {
-      return driver->createBuffers(infos, count, blockLength, callbacks);
-    };
-    record->ASIOGetChannelInfo = [driver](AudioChannelInfo& info) { return driver->getChannelInfo(info); };
-    // The outputs leave with the block anyway.
-    record->ASIOOutputReady = [] { return ASE_NotPresent; };
-    record->ASIOStart = [driver] { return driver->start(); };
-    record->ASIOStop = [driver] { return driver->stop(); };
-    record->ASIODisposeBuffers = [driver] { return driver->disposeBuffers(); };
-    record->ASIOControlPanel = [] { return ASE_NotPresent; };
-    record->keepAlive = driver;
-    return record;
+    return name == JackDeviceName(shared->options) ? std::make_unique<JackDriver>(shared) : nullptr;
   };
   return result;
 }

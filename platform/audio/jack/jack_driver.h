@@ -28,9 +28,8 @@ std::wstring JackDeviceName(const JackOptions& options);
 // The session is lost (BackEndHooks::deviceLost) when the server ends, changes its period or its rate or begins to
 // freewheel. Xruns are counted and logged at most every ten seconds.
 //
-// Operations out of order: ASE_NotPresent before ASIOInit and when no server answers, ASE_InvalidMode when initialised,
-// created or started twice, or started before ASIOCreateBuffers, ASE_HWMalfunction once the server is gone. ASIOStop
-// while stopped is ASE_OK; ASIODisposeBuffers and ASIOExit stop what runs. There is no control panel.
+// ASIOInit is ASE_NotPresent when no server answers; once the server is gone ASE_HWMalfunction is the answer to
+// everything but the end of the session. There is no control panel.
 AudioBackEnd JackBackEnd(const BackEndHooks& hooks, const JackOptions& options = {});
 
 }  // namespace tarnwick::platform

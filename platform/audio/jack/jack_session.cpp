@@ -104,11 +104,6 @@ void JackSession::stop() {
   client_.events().unwatch();
 }
 
-bool JackSession::hasChannel(bool isInput, int32_t channel) const {
-  return std::any_of(ports_.begin(), ports_.end(),
-                     [&](const Port& port) { return port.isInput == isInput && port.channel == channel; });
-}
-
 int32_t JackSession::latency(bool input) const {
   int32_t longest = 0;
   for (const Port& port : ports_) {

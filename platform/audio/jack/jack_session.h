@@ -26,7 +26,6 @@ class JackSession {
   void stop();
 
   bool running() const { return active_; }
-  bool hasChannel(bool isInput, int32_t channel) const;
   // The longest latency of the session's ports in samples, from or to the device.
   int32_t latency(bool input) const;
 

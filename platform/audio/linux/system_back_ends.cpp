@@ -8,7 +8,7 @@ namespace tarnwick::platform {
 std::vector<AudioBackEnd> SystemBackEnds(const BackEndHooks& hooks) {
   std::vector<AudioBackEnd> backEnds;
   backEnds.push_back(JackBackEnd(hooks));
-  backEnds.push_back(AlsaBackEnd({hooks.log, hooks.deviceLost, hooks.xruns}));
+  backEnds.push_back(AlsaBackEnd(hooks));
   return backEnds;
 }
 

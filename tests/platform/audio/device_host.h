@@ -118,36 +118,6 @@ class DeviceHost {
   std::atomic<int64_t> callsAfterEnd{0};
   int32_t block = 0;
 
-  // Operations at all the wrong times, and a second run with the same buffers.
-  void keepsItsOrder() {
-    EXPECT_EQ(create(64), ASE_NotPresent);
-    EXPECT_EQ(driver_->ASIOStart(), ASE_NotPresent);
-    EXPECT_EQ(driver_->ASIOStop(), ASE_NotPresent);
-    EXPECT_EQ(driver_->ASIODisposeBuffers(), ASE_NotPresent);
-    EXPECT_EQ(driver_->ASIOExit(), ASE_NotPresent);
-    ASSERT_EQ(driver_->ASIOInit({}), ASE_OK);
-    EXPECT_EQ(driver_->ASIOStart(), ASE_InvalidMode);
-    EXPECT_EQ(driver_->ASIODisposeBuffers(), ASE_InvalidMode);
-    EXPECT_EQ(driver_->ASIOStop(), ASE_OK);
-    ASSERT_EQ(create(), ASE_OK);
-    EXPECT_EQ(create(), ASE_InvalidMode);
-    EXPECT_EQ(driver_->ASIOInit({}), ASE_InvalidMode);
-    EXPECT_EQ(driver_->ASIOStart(), ASE_OK);
-    EXPECT_EQ(driver_->ASIOStart(), ASE_InvalidMode);
-    EXPECT_TRUE(awaitBlocks()) << "the refused second start has stopped them";
-    EXPECT_EQ(driver_->ASIOStop(), ASE_OK);
-    ended = true;
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    EXPECT_EQ(callsAfterEnd, 0);
-    ended = false;
-    EXPECT_EQ(driver_->ASIOStart(), ASE_OK);
-    EXPECT_TRUE(awaitBlocks());
-    EXPECT_EQ(driver_->ASIOExit(), ASE_OK) << "stops";
-    ended = true;
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    EXPECT_EQ(callsAfterEnd, 0);
-  }
-
  private:
   static DeviceHost& of(void* context) { return *static_cast<DeviceHost*>(context); }
   void process(int32_t half) {

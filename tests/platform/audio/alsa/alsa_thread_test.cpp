@@ -215,6 +215,7 @@ TEST(AlsaReporterTest, ALostDeviceIsToldOnceAndStopsCleanly) {
                                  reasons.push_back(reason);
                                  ++losses;
                                },
+                           .waiting = {},
                            .xruns = [&](uint64_t total) { xruns.push_back(total); }});
     runFor(thread, host, 100);
     for (int k = 0; k < 500 && losses.load() == 0; ++k) {  // at once, and not with the next look a second later

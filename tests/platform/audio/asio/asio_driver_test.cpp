@@ -132,17 +132,6 @@ TEST(AsioDriver, CarriesEveryOtherRefusalAndLeavesNothing) {
   EXPECT_EQ(rig.statistics().wrongOrder, 0);
 }
 
-TEST(AsioDriver, KeepsTheOrderOfCallsFromADriver) {
-  TestAsioRig rig;
-  AsioHost host;
-  host.keepsItsOrder();
-  host.ended = false;
-  host.run();
-  host.unload();  // running
-  EXPECT_EQ(rig.statistics().wrongOrder, 0);
-  EXPECT_TRUE(rig.nothingLeft());
-}
-
 TEST(AsioDriver, LoadsWhatIsRegisteredForAnyApartment) {
   TestAsioRig rig;
   for (const wchar_t* model : {L"Both", L"Free", L""}) {

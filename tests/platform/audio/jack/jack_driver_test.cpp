@@ -257,17 +257,5 @@ TEST_F(JackDriver, LateBlocksAreCountedAndLoggedOnce) {
             1);
 }
 
-TEST_F(JackDriver, OperationsOutOfOrderAreAnswered) {
-  ASSERT_TRUE(server.begin({48000, 256, 2, 2}));
-  JackHost host(server.name);
-  host.keepsItsOrder();
-  ASSERT_EQ(host->ASIOInit({}), ASE_OK);
-  AudioBufferInfo none{.isInput = true, .channelNum = 2};
-  EXPECT_EQ(host->ASIOCreateBuffers(&none, 1, 256, {}), ASE_InvalidParameter);
-  EXPECT_EQ(host.create(128), ASE_InvalidParameter);
-  EXPECT_EQ(host->ASIOExit(), ASE_OK);
-  host.run();  // the record's end ends what runs
-}
-
 }  // namespace
 }  // namespace tarnwick::platform
