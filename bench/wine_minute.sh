@@ -36,7 +36,7 @@ driver_times() {
 }
 # configure NAME: the driver's words, float samples as the virtual device has them.
 configure() {
-  local samples="input-types=19 output-types=19 signal=tone"
+  local samples="input-types=19 output-types=19"
   export TARNWICK_TEST_ASIO_1="inputs=64 outputs=64 $samples report=Z:$work/$1.json"
 }
 

@@ -13,11 +13,10 @@ namespace tarnwick::tests {
 inline constexpr char kTestAsioWords[] =
     "inputs=2 outputs=2 input-types=18 output-types=18 "  // sample types with commas: channel k has type k mod number
     "minimum=64 maximum=1024 preferred=64 granularity=64 input-latency=32 output-latency=48 "
-    "clock=real "    // a block each block length / 48 kHz; fast: the next block at once
-    "blocks=-1 "     // of one start, then idle; negative: no end
-    "signal=codes "  // inputs: bytes that tell channel and position; tone: 440 Hz at 0.25, kFloat32LSB only
-    "panel-ms=0 "    // control panel: a window with its own message loop, closed after that time
-    "report= "       // FILE: at the release, the statistics as one JSON object
+    "clock=real "  // a block each block length / 48 kHz; fast: the next block at once
+    "blocks=-1 "   // of one start, then idle; negative: no end
+    "panel-ms=0 "  // control panel: a window with its own message loop, closed after that time
+    "report= "     // FILE: at the release, the statistics as one JSON object
     // Misbehaviour (0 or empty: none)
     "init= "                                                            // init answers 0, with this message
     "channels=0 buffer-size=0 channel-info=0 create=0 start=0 stop=0 "  // result codes of those calls
@@ -46,9 +45,9 @@ struct TestAsioStatistics {
   std::atomic<int64_t> strayBlocks{0};    // calls of the misbehaviours
   std::atomic<int64_t> mismatches{0};  // blocks where an output did not repeat the input of its number, byte for byte
   std::atomic<int64_t> lateBlocks{0};  // of the real clock: due more than half a block before they came
-  std::atomic<int64_t> callbackTicks{0};  // all blocks together, 100 ns
-  std::atomic<int64_t> maximumTicks{0};   // the longest block, 100 ns
-  std::atomic<float> outputPeak{0.0f};    // highest so far, all outputs, while the signal is a tone
+  std::atomic<int64_t> callbackTicks{0};  // all blocks together, of the counter
+  std::atomic<int64_t> maximumTicks{0};   // the longest block, of the counter
+  std::atomic<float> outputPeak{0.0f};    // highest so far of the outputs that are kFloat32LSB
   std::atomic<void*> window{nullptr};     // what init was given
 };
 

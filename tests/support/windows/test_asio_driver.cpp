@@ -189,13 +189,14 @@ class Driver final : public AsioComDriver {
       return;
     }
     const auto blocks = static_cast<double>(seen_.blocks);
+    const double perMillisecond = static_cast<double>(CounterFrequency()) / 1000.0;
     std::fprintf(out,
                  "{\"blocks\":%.0f,\"lateBlocks\":%.0f,\"averageMs\":%.4f,\"maximumMs\":%.4f,\"outputPeak\":%.6f,"
                  "\"wrongThread\":%d,\"wrongOrder\":%d,\"objects\":%d,\"bufferSets\":%d,\"outputReadies\":%d,"
                  "\"window\":%s}\n",
                  blocks, static_cast<double>(seen_.lateBlocks),
-                 blocks > 0 ? static_cast<double>(seen_.callbackTicks) / blocks / 1e4 : 0.0,
-                 static_cast<double>(seen_.maximumTicks) / 1e4, static_cast<double>(seen_.outputPeak),
+                 blocks > 0 ? static_cast<double>(seen_.callbackTicks) / blocks / perMillisecond : 0.0,
+                 static_cast<double>(seen_.maximumTicks) / perMillisecond, static_cast<double>(seen_.outputPeak),
                  seen_.wrongThread.load(), seen_.wrongOrder.load(), seen_.objects.load(), seen_.bufferSets.load(),
                  seen_.outputReadies.load(), seen_.window.load() != nullptr ? "true" : "false");
     std::fclose(out);

@@ -2,16 +2,16 @@
 #pragma once
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <cstring>
-#include <memory>
-#include <numbers>
 #include <thread>
 #include <vector>
 
 #include "platform/audio/asio/asio_interface.h"
 #include "platform/audio/audio_driver.h"
+#include "platform/clock.h"
+#include "sound/virtual/clock_thread.h"
+#include "sound/virtual/signal_sources.h"
 #include "support/windows/test_asio_device.h"
 
 namespace tarnwick::tests {
@@ -24,9 +24,9 @@ class TestAsioSession {
       auto& channels = input ? inputs_ : outputs_;
       channels.resize(static_cast<size_t>(settings_.number(input ? "inputs" : "outputs")));
       for (size_t k = 0; k < channels.size(); ++k) {
-        const int32_t type = settings_.sampleType(input, static_cast<int32_t>(k));
+        channels[k].type = settings_.sampleType(input, static_cast<int32_t>(k));
         for (auto& half : channels[k].halves) {
-          half.resize(static_cast<size_t>(blockLength * platform::BytesPerSample(type)));
+          half.resize(static_cast<size_t>(blockLength * platform::BytesPerSample(channels[k].type)));
         }
       }
     }
@@ -50,39 +50,44 @@ class TestAsioSession {
       }
     }
   }
-  bool running() const { return clock_.joinable(); }
+  bool running() const { return running_; }
   void start() {
-    stopping_ = false;
+    running_ = true;
+    seen_.threads += 1;
     strayBlocks(settings_.number("blocks-in-start"));
-    clock_ = std::thread([this] { runClock(); });
+    clock_.start({blockLength_, kRate, [this](int64_t block) { deliver(block); }});
     if (settings_.number("second-thread") != 0) {
-      second_ = std::thread([this] { runSecondThread(); });
+      second_ = std::jthread([this](const std::stop_token& ending) {
+        while (!ending.stop_requested()) {
+          strayBlocks(2);
+          notifyAll();
+        }
+      });
     }
   }
   // Waits for the threads, but for the one that calls after the stop.
   void stop() {
-    if (!clock_.joinable()) {
+    if (!running_) {
       return;
     }
-    stopping_ = true;
-    clock_.join();
-    if (second_.joinable()) {
-      second_.join();
+    running_ = false;
+    clock_.stop();
+    second_ = {};
+    for (const int64_t late : clock_.lateness()) {
+      const double seconds = static_cast<double>(late) / static_cast<double>(platform::CounterFrequency());
+      seen_.lateBlocks += seconds * kRate > blockLength_ / 2.0 ? 1 : 0;
     }
-    if (const int32_t count = settings_.number("blocks-after-stop"); count > 0) {
-      // It holds nothing of this session, which may be gone when it calls. It counts from here on: a test that waits
-      // for the driver's threads to end must not look before it has begun.
-      const auto counted = std::make_shared<const CountedThread>();
-      std::thread([callbacks = callbacks_, count, counted] {
-        for (int32_t k = 0; k < count; ++k) {
-          callbacks.bufferSwitch(k % 2, 1);
-          callbacks.asioMessage(platform::kAsioLatenciesChanged, 0, nullptr, nullptr);
-          callbacks.sampleRateDidChange(12345.0);
-          Device().seen.strayBlocks += 1;
-          std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-      }).detach();
-    }
+    // It holds nothing of this session, which may be gone when it calls.
+    std::thread([callbacks = callbacks_, count = settings_.number("blocks-after-stop")] {
+      for (int32_t k = 0; k < count; ++k) {
+        callbacks.bufferSwitch(k % 2, 1);
+        callbacks.asioMessage(platform::kAsioLatenciesChanged, 0, nullptr, nullptr);
+        callbacks.sampleRateDidChange(12345.0);
+        Device().seen.strayBlocks += 1;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+      }
+      Device().seen.threads -= 1;
+    }).detach();
   }
   // Blocks that are none of the clock's.
   void strayBlocks(int32_t count) {
@@ -102,64 +107,15 @@ class TestAsioSession {
  private:
   static constexpr double kRate = 48000.0;
   struct Channel {
+    int32_t type = 0;
     std::vector<uint8_t> halves[2];
   };
-  struct CountedThread {
-    CountedThread() { Device().seen.threads += 1; }
-    CountedThread(const CountedThread&) = delete;
-    CountedThread& operator=(const CountedThread&) = delete;
-    ~CountedThread() { Device().seen.threads -= 1; }
-  };
-
-  static int64_t now100ns() {
-    LARGE_INTEGER count;
-    LARGE_INTEGER frequency;
-    QueryPerformanceCounter(&count);
-    QueryPerformanceFrequency(&frequency);
-    return count.QuadPart / frequency.QuadPart * 10000000 +
-           count.QuadPart % frequency.QuadPart * 10000000 / frequency.QuadPart;
-  }
-  // The one wait that is not rounded to milliseconds.
-  static void waitUntil(int64_t due) {
-    using Delay = LONG(WINAPI*)(BOOLEAN, LARGE_INTEGER*);
-    static const auto delay = reinterpret_cast<Delay>(
-        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtDelayExecution")));
-    const int64_t left = due - now100ns();
-    if (left > 0) {
-      LARGE_INTEGER interval;
-      interval.QuadPart = -left;
-      delay(FALSE, &interval);
-    }
-  }
-
-  void runSecondThread() {
-    const CountedThread counted;
-    while (!stopping_) {
-      strayBlocks(2);
-      notifyAll();
-    }
-  }
-  void runClock() {
-    const CountedThread counted;
-    SetThreadPriority(GetCurrentThread(), THREAD_PRIORITY_TIME_CRITICAL);
-    const double period = 1e7 * blockLength_ / kRate;
-    const int64_t lateEvery = settings_.number("late-every");
-    const int64_t begin = now100ns();
-    const int64_t end = settings_.number("mute") != 0 ? 0 : settings_.number("blocks");
-    for (int64_t block = 0; !stopping_ && block != end; ++block) {
-      if (settings_.text("clock") == "real") {
-        const int64_t due = begin + static_cast<int64_t>(static_cast<double>(block + 1) * period);
-        waitUntil(due);
-        if (lateEvery > 0 && block % lateEvery == lateEvery - 1) {
-          waitUntil(now100ns() + settings_.number("late-ms") * 10000LL);
-        }
-        seen_.lateBlocks += now100ns() - due > static_cast<int64_t>(period / 2) ? 1 : 0;
-      }
-      deliver(block);
-    }
-  }
 
   void deliver(int64_t block) {
+    const int64_t lateEvery = settings_.number("late-every");
+    if (lateEvery > 0 && block % lateEvery == lateEvery - 1) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(settings_.number("late-ms")));
+    }
     const auto half = static_cast<size_t>(ran_ % 2);
     fillInputs(half);
     if (settings_.number("notify") != 0) {
@@ -173,15 +129,14 @@ class TestAsioSession {
         callbacks_.bufferSwitch(bad, 1);
       }
     }
-    const bool timed = settings_.number("time-info") != 0;
-    const int64_t before = now100ns();
-    if (timed) {
+    const int64_t before = platform::CounterNow();
+    if (settings_.number("time-info") != 0) {
       platform::AsioTime time = {};
       callbacks_.bufferSwitchTimeInfo(&time, static_cast<int32_t>(half), 1);
     } else {
       callbacks_.bufferSwitch(static_cast<int32_t>(half), 1);
     }
-    const int64_t ticks = now100ns() - before;
+    const int64_t ticks = platform::CounterNow() - before;
     seen_.callbackTicks += ticks;
     seen_.maximumTicks = std::max(seen_.maximumTicks.load(), ticks);
     checkOutputs(half);
@@ -189,20 +144,18 @@ class TestAsioSession {
     seen_.blocks += 1;
   }
 
+  // Float: a tone of 0.126 on all. Else bytes that tell channel and position.
   void fillInputs(size_t half) {
+    std::vector<float> tone(static_cast<size_t>(blockLength_));
+    tone_.render(tone.data(), blockLength_);
     for (size_t k = 0; k < inputs_.size(); ++k) {
       std::vector<uint8_t>& bytes = inputs_[k].halves[half];
-      for (size_t j = 0; !tone_ && j < bytes.size(); ++j) {
-        bytes[j] = static_cast<uint8_t>(static_cast<size_t>(ran_) * 31 + k * 7 + j);
-      }
-      if (tone_ && k > 0) {
-        std::copy(inputs_[0].halves[half].begin(), inputs_[0].halves[half].end(), bytes.begin());
+      if (inputs_[k].type == platform::kFloat32LSB) {
+        std::memcpy(bytes.data(), tone.data(), bytes.size());
         continue;
       }
-      for (int32_t n = 0; tone_ && n < blockLength_; ++n) {
-        const double time = static_cast<double>(ran_ * blockLength_ + n) / kRate;
-        const auto value = static_cast<float>(0.25 * std::sin(2.0 * std::numbers::pi * 440.0 * time));
-        std::memcpy(bytes.data() + static_cast<size_t>(n) * sizeof value, &value, sizeof value);
+      for (size_t j = 0; j < bytes.size(); ++j) {
+        bytes[j] = static_cast<uint8_t>(static_cast<size_t>(ran_) * 31 + k * 7 + j);
       }
     }
   }
@@ -212,25 +165,25 @@ class TestAsioSession {
       same = same && inputs_[k].halves[half] == outputs_[k].halves[half];
     }
     seen_.mismatches += same ? 0 : 1;
-    for (size_t k = 0; tone_ && k < outputs_.size(); ++k) {
-      for (int32_t n = 0; n < blockLength_; ++n) {
-        float value = 0.0f;
-        std::memcpy(&value, outputs_[k].halves[half].data() + static_cast<size_t>(n) * sizeof value, sizeof value);
-        seen_.outputPeak = std::max(seen_.outputPeak.load(), std::abs(value));
+    for (const Channel& output : outputs_) {
+      const auto* samples = reinterpret_cast<const float*>(output.halves[half].data());
+      for (int32_t n = 0; output.type == platform::kFloat32LSB && n < blockLength_; ++n) {
+        seen_.outputPeak = std::max(seen_.outputPeak.load(), std::abs(samples[n]));
       }
     }
   }
 
   const TestAsioSettings settings_;
-  const bool tone_ = settings_.text("signal") == "tone";
   const int32_t blockLength_;
   const platform::AsioCallbackRecord callbacks_;
   TestAsioStatistics& seen_ = Device().seen;
   std::vector<Channel> inputs_;
   std::vector<Channel> outputs_;
-  std::thread clock_;
-  std::thread second_;
-  std::atomic<bool> stopping_{false};
+  sound::ToneSource tone_{0, kRate};
+  sound::ClockThread clock_{settings_.text("clock") == "fast" ? sound::VirtualClock::fast : sound::VirtualClock::real,
+                            false, settings_.number("mute") != 0 ? 0 : settings_.number("blocks")};
+  std::jthread second_;
+  bool running_ = false;
   int64_t ran_ = 0;  // blocks of all starts
 };
 
