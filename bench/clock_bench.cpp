@@ -60,7 +60,10 @@ void run() {
     infos.push_back({k < options.inputs, k < options.inputs ? k : k - options.inputs, {nullptr, nullptr}});
   }
   platform::AudioCallbacks callbacks;
-  callbacks.bufferSwitch = [](void*, int32_t, bool) { registerForRealtime(); };
+  callbacks.bufferSwitch = [](void*, int32_t, bool) {
+    registerForRealtime();
+    return true;
+  };
   driver->ASIOCreateBuffers(infos.data(), static_cast<int32_t>(infos.size()), kFrames, callbacks);
 
   std::atomic<bool> stop{false};

@@ -222,12 +222,12 @@ Tail processBlock(Engine& engine, int32_t half) noexcept {
 
 }  // namespace
 
-void* BufferSwitch(Engine& engine, int32_t half, bool /*directProcess*/) noexcept {
+bool BufferSwitch(Engine& engine, int32_t half, bool /*directProcess*/) noexcept {
   CallbackEpoch& epoch = engine.session.epoch;
   const uint32_t ticket = epoch.enter();
   if (ticket == 0) {
     engine.counters.refusedBlocks.fetch_add(1, std::memory_order_relaxed);
-    return nullptr;
+    return false;
   }
   Tail tail;
   Announcements* announcements = nullptr;
@@ -240,7 +240,7 @@ void* BufferSwitch(Engine& engine, int32_t half, bool /*directProcess*/) noexcep
       addTime(engine, tail.start, tail.hostRan);
     }
     epoch.leave(ticket);
-    return nullptr;
+    return tail.timed;
   }
   // Outside the epoch, so that a driver which never returns from this call holds up its own thread alone.
   announcements->underWay.fetch_add(1, std::memory_order_seq_cst);
@@ -250,7 +250,7 @@ void* BufferSwitch(Engine& engine, int32_t half, bool /*directProcess*/) noexcep
     addTime(engine, tail.start, tail.hostRan);
   }
   announcements->underWay.fetch_sub(1, std::memory_order_seq_cst);
-  return nullptr;
+  return true;
 }
 
 std::optional<std::wstring> TimingReport(Engine& engine, uint64_t nowMilliseconds) {

@@ -6,12 +6,13 @@
 namespace tarnwick::engine {
 namespace {
 
-void bufferSwitch(void* context, int32_t index, bool directProcess) {
-  BufferSwitch(*static_cast<Engine*>(context), index, directProcess);
+bool bufferSwitch(void* context, int32_t index, bool directProcess) {
+  return BufferSwitch(*static_cast<Engine*>(context), index, directProcess);
 }
 
 void* bufferSwitchTimeInfo(void* context, void* /*timeInfo*/, int32_t index, bool directProcess) {
-  return BufferSwitch(*static_cast<Engine*>(context), index, directProcess);
+  BufferSwitch(*static_cast<Engine*>(context), index, directProcess);
+  return nullptr;
 }
 
 void sampleRateDidChange(void* context, double rate) {

@@ -54,8 +54,10 @@ inline constexpr int32_t kAsioResetRequest = 3;
 inline constexpr int32_t kAsioResyncRequest = 5;
 inline constexpr int32_t kAsioLatenciesChanged = 6;
 
-// One channel's pair of device buffers. The driver fills `buffers` in ASIOCreateBuffers; each half then holds
-// block length x BytesPerSample(type) bytes until ASIODisposeBuffers.
+// One channel's pair of device buffers, each of block length x BytesPerSample(type) bytes. The driver fills `buffers` in
+// ASIOCreateBuffers. An output's stay the same until ASIODisposeBuffers, and the half of the block before stays as the
+// host has left it. An input's may be others in every block: before it calls bufferSwitch a driver may set buffers[half]
+// of its inputs anew, on that thread. So the host looks at inputs within the block only, and does not write to them.
 struct AudioBufferInfo {
   bool isInput = false;
   int32_t channelNum = 0;
@@ -75,8 +77,9 @@ struct AudioChannelInfo {
 // valid until ASIODisposeBuffers has returned; none of them waits, allocates or throws.
 struct AudioCallbacks {
   void* context = nullptr;
-  // Half `index` (0 or 1) of every buffer is the host's until the call returns.
-  void (*bufferSwitch)(void* context, int32_t index, bool directProcess) = nullptr;
+  // Half `index` (0 or 1) of every buffer is the host's until the call returns. True: the host has written all outputs
+  // of that half. False: it has let the block pass and written none; the driver, where it can know, plays silence.
+  bool (*bufferSwitch)(void* context, int32_t index, bool directProcess) = nullptr;
   void (*sampleRateDidChange)(void* context, double rate) = nullptr;
   int32_t (*asioMessage)(void* context, int32_t selector, int32_t value) = nullptr;
   // As bufferSwitch, for drivers that send time information. The host uses none of it; the result is null.
@@ -113,6 +116,7 @@ class AudioDriver {
   virtual AsioError ASIOGetBufferSize(int32_t& minimum, int32_t& maximum, int32_t& preferred, int32_t& granularity) = 0;
   // Latencies in samples.
   virtual AsioError ASIOGetLatencies(int32_t& input, int32_t& output) = 0;
+  // `infos` stays where it is until ASIODisposeBuffers has returned.
   virtual AsioError ASIOCreateBuffers(AudioBufferInfo* infos, int32_t count, int32_t blockLength,
                                       const AudioCallbacks& callbacks) = 0;
   // `channel` and `isInput` are set by the caller, the rest is filled in.

@@ -51,9 +51,9 @@ void VirtualSession::stop() {
 void VirtualSession::deliver(int64_t block) {
   const auto half = static_cast<size_t>(block & 1);
   fillInputs(half);
-  callbacks_.bufferSwitch(callbacks_.context, static_cast<int32_t>(half), true);
+  const bool played = callbacks_.bufferSwitch(callbacks_.context, static_cast<int32_t>(half), true);
   if (capture_) {
-    takeOutputs(half);
+    takeOutputs(half, played);
   }
 }
 
@@ -66,13 +66,13 @@ void VirtualSession::fillInputs(size_t half) {
   }
 }
 
-void VirtualSession::takeOutputs(size_t half) {
+void VirtualSession::takeOutputs(size_t half, bool played) {
   float* to = capture_->acquire();
   if (!to) {
     return;
   }
   for (const BufferHalves& output : outputs_) {
-    if (output[half] != nullptr) {
+    if (played && output[half] != nullptr) {
       std::copy_n(output[half], blockLength_, to);
     } else {
       std::fill_n(to, blockLength_, 0.0f);

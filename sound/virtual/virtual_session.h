@@ -44,7 +44,7 @@ class VirtualSession {
   // Clock thread.
   void deliver(int64_t block);
   void fillInputs(size_t half);
-  void takeOutputs(size_t half);
+  void takeOutputs(size_t half, bool played);  // silence for a block that the host let pass
 
   const VirtualOptions& options_;
   ClockThread& clock_;

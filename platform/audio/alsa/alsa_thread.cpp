@@ -28,6 +28,7 @@ constexpr unsigned bit(AlsaDirection direction) {
 
 int AlsaThread::start(AlsaRun run) {
   run_ = std::move(run);
+  silentOutputs_.assign(run_.outputs[0].size(), nullptr);
   failures_ = {};
   half_ = 0;
   status_.blocks.store(0);
@@ -108,12 +109,15 @@ int AlsaThread::deliverBlock() {
     }
   }
   measureDelays();
-  run_.callbacks.bufferSwitch(run_.callbacks.context, static_cast<int32_t>(half_), true);
+  void* const* outputs = run_.outputs[half_].data();
+  if (!run_.callbacks.bufferSwitch(run_.callbacks.context, static_cast<int32_t>(half_), true)) {
+    // What stands in this half is an old block's: a null buffer is silence.
+    outputs = silentOutputs_.data();
+  }
   status_.blocks.fetch_add(1, std::memory_order_release);
   failures_.sinceCallback = 0;
-  const std::vector<void*>& outputs = run_.outputs[half_];
   half_ ^= 1;
-  return pcm_.has(AlsaDirection::playback) ? moveBlock(AlsaDirection::playback, outputs.data()) : 0;
+  return pcm_.has(AlsaDirection::playback) ? moveBlock(AlsaDirection::playback, outputs) : 0;
 }
 
 // Until every direction has a block's frames.

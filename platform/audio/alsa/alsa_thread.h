@@ -68,10 +68,11 @@ class AlsaThread {
   bool stopping() const { return stopping_.load(std::memory_order_relaxed); }
 
   AlsaPcm& pcm_;
-  AlsaRun run_;             // device thread, while it runs
-  AlsaFailures failures_;   // device thread
-  size_t half_ = 0;         // device thread: of the next block
-  int32_t sinceStart_ = 0;  // device thread: blocks since the device was last started, no further than needed
+  AlsaRun run_;                       // device thread, while it runs
+  std::vector<void*> silentOutputs_;  // null for each channel of playback
+  AlsaFailures failures_;             // device thread
+  size_t half_ = 0;                   // device thread: of the next block
+  int32_t sinceStart_ = 0;            // device thread: blocks since the device was last started, no further than needed
   AlsaStatus status_;
   std::atomic<bool> stopping_{false};
   std::thread thread_;

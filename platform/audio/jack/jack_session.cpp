@@ -13,9 +13,11 @@ namespace tarnwick::platform {
 
 JackSession::~JackSession() {
   stop();
-  for (const Port& port : ports_) {
-    if (port.port != nullptr && !client_.events().lost()) {
-      jack_port_unregister(client_.handle(), port.port);
+  for (const std::vector<Port>* ports : {&inputs_, &outputs_}) {
+    for (const Port& port : *ports) {
+      if (!client_.events().lost()) {
+        jack_port_unregister(client_.handle(), port.port);
+      }
     }
   }
 }
@@ -24,32 +26,34 @@ AsioError JackSession::create(AudioBufferInfo* infos, int32_t count, int32_t blo
                               const AudioCallbacks& callbacks) {
   blockLength_ = static_cast<uint32_t>(blockLength);
   callbacks_ = callbacks;
-  samples_.assign(static_cast<size_t>(count) * 2 * blockLength_, 0.0f);
-  float* next = samples_.data();
   for (int32_t k = 0; k < count; ++k) {
     AudioBufferInfo& info = infos[k];
     const std::string name = (info.isInput ? "in_" : "out_") + std::to_string(info.channelNum + 1);
-    Port port;
-    port.isInput = info.isInput;
-    port.channel = info.channelNum;
-    port.port = jack_port_register(client_.handle(), name.c_str(), JACK_DEFAULT_AUDIO_TYPE,
-                                   info.isInput ? JackPortIsInput : JackPortIsOutput, 0);
-    if (port.port == nullptr) {
+    jack_port_t* const port = jack_port_register(client_.handle(), name.c_str(), JACK_DEFAULT_AUDIO_TYPE,
+                                                 info.isInput ? JackPortIsInput : JackPortIsOutput, 0);
+    if (port == nullptr) {
       client_.events().log(L"The JACK server has no room for " + std::to_wstring(count) + L" ports.");
       return ASE_NoMemory;
     }
-    for (float*& half : port.halves) {
+    (info.isInput ? inputs_ : outputs_).push_back({port, &info});
+  }
+  samples_.assign((1 + 2 * outputs_.size()) * blockLength_, 0.0f);
+  float* next = samples_.data() + blockLength_;
+  for (const Port& port : outputs_) {
+    for (void*& half : port.info->buffers) {
       half = next;
       next += blockLength_;
     }
-    ports_.push_back(port);
   }
-  for (int32_t k = 0; k < count; ++k) {
-    const Port& port = ports_[static_cast<size_t>(k)];
-    infos[k].buffers[0] = port.halves[0];
-    infos[k].buffers[1] = port.halves[1];
-  }
+  showSilence();
   return jack_set_process_callback(client_.handle(), &JackSession::cycle, this) == 0 ? ASE_OK : ASE_HWMalfunction;
+}
+
+// The server's memory is shown to the host in a cycle only.
+void JackSession::showSilence() {
+  for (const Port& port : inputs_) {
+    port.info->buffers[0] = port.info->buffers[1] = samples_.data();
+  }
 }
 
 AsioError JackSession::start() {
@@ -72,9 +76,9 @@ void JackSession::connect() {
   int32_t failures = 0;
   for (const bool input : {true, false}) {
     const std::vector<std::string> physical = client_.physicalPorts(input);
-    for (const Port& port : ports_) {
-      const auto channel = static_cast<size_t>(port.channel);
-      if (port.isInput != input || channel >= physical.size()) {
+    for (const Port& port : input ? inputs_ : outputs_) {
+      const auto channel = static_cast<size_t>(port.info->channelNum);
+      if (channel >= physical.size()) {
         continue;
       }
       const char* const own = jack_port_name(port.port);
@@ -101,15 +105,14 @@ void JackSession::stop() {
   // Also when the server has gone: it ends the thread that waits for the next cycle.
   jack_deactivate(client_.handle());
   active_ = false;
+  showSilence();
   client_.events().unwatch();
 }
 
 int32_t JackSession::latency(bool input) const {
   int32_t longest = 0;
-  for (const Port& port : ports_) {
-    if (port.isInput == input) {
-      longest = std::max(longest, JackPortLatency(port.port, input));
-    }
+  for (const Port& port : input ? inputs_ : outputs_) {
+    longest = std::max(longest, JackPortLatency(port.port, input));
   }
   return longest;
 }
@@ -127,7 +130,7 @@ int JackSession::cycle(jack_nframes_t frames, void* self) {
   if (session.deliver_.load(std::memory_order_seq_cst) && !session.client_.events().lost()) {
     session.runBlock(frames);
   } else {
-    session.silence(frames);
+    session.playSilence(frames);
   }
   session.inBlock_.store(false, std::memory_order_seq_cst);
   pthread_setcancelstate(cancelState, nullptr);
@@ -138,26 +141,23 @@ void JackSession::runBlock(jack_nframes_t frames) {
   const int32_t half = half_;
   half_ = 1 - half;
   const size_t bytes = frames * sizeof(float);
-  for (const Port& port : ports_) {
-    if (port.isInput) {
-      std::memcpy(port.halves[half], jack_port_get_buffer(port.port, frames), bytes);
+  for (const Port& port : inputs_) {
+    port.info->buffers[half] = jack_port_get_buffer(port.port, frames);
+  }
+  if (!callbacks_.bufferSwitch(callbacks_.context, half, true)) {
+    // What stands in this half is an old block's, for the next as well.
+    for (const Port& port : outputs_) {
+      std::memset(port.info->buffers[half], 0, bytes);
     }
   }
-  callbacks_.bufferSwitch(callbacks_.context, half, true);
-  for (const Port& port : ports_) {
-    if (!port.isInput) {
-      std::memcpy(jack_port_get_buffer(port.port, frames), port.halves[half], bytes);
-      // A block that the host lets pass must not repeat an old one.
-      std::memset(port.halves[half], 0, bytes);
-    }
+  for (const Port& port : outputs_) {
+    std::memcpy(jack_port_get_buffer(port.port, frames), port.info->buffers[half], bytes);
   }
 }
 
-void JackSession::silence(jack_nframes_t frames) {
-  for (const Port& port : ports_) {
-    if (!port.isInput) {
-      std::memset(jack_port_get_buffer(port.port, frames), 0, frames * sizeof(float));
-    }
+void JackSession::playSilence(jack_nframes_t frames) {
+  for (const Port& port : outputs_) {
+    std::memset(jack_port_get_buffer(port.port, frames), 0, frames * sizeof(float));
   }
 }
 

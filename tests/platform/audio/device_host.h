@@ -52,7 +52,7 @@ class DeviceHost {
     if (result == ASE_OK) {
       block = blockLength;
       inputs_ = static_cast<size_t>(inputs);
-      infos_ = asked;
+      infos_.swap(asked);  // the driver goes on with this memory
       AudioChannelInfo info{.isInput = inputs > 0};
       driver_->ASIOGetChannelInfo(info);
       bytes_ = static_cast<size_t>(blockLength * BytesPerSample(info.type));
@@ -85,7 +85,7 @@ class DeviceHost {
   std::vector<std::wstring> losses() { return copy(losses_); }
   AudioCallbacks callbacks() {
     return {.context = this,
-            .bufferSwitch = [](void* host, int32_t half, bool) { of(host).process(half); },
+            .bufferSwitch = [](void* host, int32_t half, bool) { return of(host).process(half); },
             .sampleRateDidChange =
                 [](void* host, double told) {
                   of(host).callsAfterEnd += of(host).ended ? 1 : 0;
@@ -107,6 +107,7 @@ class DeviceHost {
   std::function<void(int32_t half, int64_t block)> onBlock;  // in place of the copying
   std::chrono::milliseconds pause{0};                        // in every block
   bool signalsReady = false;
+  std::atomic<bool> letsPass{false};    // tells the driver that it has written nothing
   std::atomic<int64_t> blocks{0};       // since the start
   std::atomic<int64_t> wrongHalves{0};  // not in turn
   std::atomic<int64_t> badHalves{0};    // no half at all
@@ -120,11 +121,11 @@ class DeviceHost {
 
  private:
   static DeviceHost& of(void* context) { return *static_cast<DeviceHost*>(context); }
-  void process(int32_t half) {
+  bool process(int32_t half) {
     callsAfterEnd += ended ? 1 : 0;
     if (half != 0 && half != 1) {
       badHalves += 1;
-      return;
+      return true;
     }
     wrongHalves += half != blocks % 2 ? 1 : 0;
     if (onBlock) {
@@ -139,6 +140,7 @@ class DeviceHost {
       driver_->ASIOOutputReady();
     }
     blocks += 1;
+    return !letsPass;
   }
   void keep(std::vector<std::wstring>& where, const std::wstring& text) {
     const std::lock_guard<std::mutex> lock(mutex_);

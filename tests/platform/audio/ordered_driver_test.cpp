@@ -63,7 +63,7 @@ class RecordingDriver final : public OrderedDriver {
   Recorded& recorded_;
 };
 
-const AudioCallbacks kCallbacks = {.bufferSwitch = [](void*, int32_t, bool) {}};
+const AudioCallbacks kCallbacks = {.bufferSwitch = [](void*, int32_t, bool) { return true; }};
 
 AsioError create(AudioDriver& driver, std::vector<AudioBufferInfo> infos, int32_t length = 32) {
   return driver.ASIOCreateBuffers(infos.data(), static_cast<int32_t>(infos.size()), length, kCallbacks);

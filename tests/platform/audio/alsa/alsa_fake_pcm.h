@@ -77,11 +77,11 @@ class FakePcm final : public AlsaPcm {
     }
     const long count = std::min({chunk, frames, in ? captured_ : kFakeHeld - queued_});
     for (long k = 0; k < count; ++k) {
-      int32_t* sample = static_cast<int32_t*>(buffers[0]) + offset + k;
+      auto* const channel = static_cast<int32_t*>(buffers[0]);
       if (in) {
-        *sample = ++counter_;
+        channel[offset + k] = ++counter_;
       } else {
-        played.push_back(*sample);
+        played.push_back(channel != nullptr ? channel[offset + k] : 0);
       }
     }
     (in ? captured_ : queued_) += in ? -count : count;

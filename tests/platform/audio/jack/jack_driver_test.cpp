@@ -156,6 +156,25 @@ TEST_F(JackDriver, TwentySessionsLeaveNothingBehind) {
   EXPECT_LE(entriesOf("/proc/self/fd"), files);
 }
 
+TEST_F(JackDriver, ABlockThatTheHostLetsPassIsSilence) {
+  ASSERT_TRUE(server.begin({48000, 64, 2, 2}));
+  JackHost host(server.name);
+  host.onBlock = [&](int32_t half, int64_t) {
+    if (!host.letsPass) {
+      std::fill_n(host.output(0, half), host.block, 0.5f);
+    }
+  };
+  host.run();
+  {
+    Onlooker outside(server.name);
+    EXPECT_NE(outside.lagOf("tarnwick:out_1", 20), Onlooker::kSilence);
+    host.letsPass = true;
+    EXPECT_TRUE(host.awaitBlocks(3));
+    EXPECT_EQ(outside.lagOf("tarnwick:out_1", 20), Onlooker::kSilence);
+  }
+  host.close();
+}
+
 // libjack ends its thread by cancelling it, wherever it is.
 TEST_F(JackDriver, StoppingLetsTheBlockUnderWayFinish) {
   ASSERT_TRUE(server.begin({48000, 64, 2, 2}));
