@@ -7,7 +7,7 @@
 namespace tarnwick::app {
 
 void StatusLog::add(const std::wstring& line) {
-  std::wstring stamped = platform::LocalTimeText() + L" " + line;
+  std::wstring stamped = platform::TimeOfDayText(platform::LocalTimeNow()) + L" " + line;
   std::replace_if(
       stamped.begin(), stamped.end(), [](wchar_t c) { return c == L'\n' || c == L'\r'; }, L' ');
   lines_.push_back(stamped);

@@ -1,7 +1,6 @@
 #include "platform/clock.h"
 
 #include <ctime>
-#include <cwchar>
 
 namespace tarnwick::platform {
 namespace {
@@ -33,15 +32,18 @@ int64_t LocalWallTime() noexcept {
   return (int64_t{now.tv_sec} + local.tm_gmtoff) * 10'000'000 + now.tv_nsec / 100;
 }
 
-std::wstring LocalTimeText() {
+LocalTime LocalTimeNow() {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
   tm local{};
   localtime_r(&now.tv_sec, &local);
-  wchar_t text[32];
-  std::swprintf(text, std::size(text), L"%02d:%02d:%02d.%03d", local.tm_hour, local.tm_min, local.tm_sec,
-                static_cast<int>(now.tv_nsec / kNanosecondsPerMillisecond));
-  return text;
+  return {local.tm_year + 1900,
+          local.tm_mon + 1,
+          local.tm_mday,
+          local.tm_hour,
+          local.tm_min,
+          local.tm_sec,
+          static_cast<int>(now.tv_nsec / kNanosecondsPerMillisecond)};
 }
 
 }  // namespace tarnwick::platform

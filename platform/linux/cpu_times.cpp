@@ -6,7 +6,7 @@
 #include <array>
 #include <charconv>
 
-#include "platform/linux/files.h"
+#include "platform/files.h"
 #include "platform/linux/proc_stat.h"
 #include "platform/text.h"
 
@@ -53,8 +53,8 @@ std::optional<CpuTimes> timesIn(std::string_view numbers, uint64_t ticksPerSecon
 }
 
 std::optional<ProcessorAccount> readAccount() {
-  const std::optional<FileText> text = ReadFileText("/proc/stat", kMostBytes);
-  return text ? ParseProcStat(text->bytes, static_cast<uint64_t>(std::max(1L, sysconf(_SC_CLK_TCK)))) : std::nullopt;
+  const FileContents text = ReadWholeFile(L"/proc/stat", kMostBytes);
+  return ParseProcStat(text.bytes, static_cast<uint64_t>(std::max(1L, sysconf(_SC_CLK_TCK))));
 }
 
 }  // namespace
@@ -105,8 +105,8 @@ bool ReadProcessorTimes(std::vector<CpuTimes>& times) {
 }
 
 std::wstring ProcessorName() {
-  const std::optional<FileText> text = ReadFileText("/proc/cpuinfo", kMostBytes);
-  std::string_view rest = text ? std::string_view(text->bytes) : std::string_view();
+  const FileContents text = ReadWholeFile(L"/proc/cpuinfo", kMostBytes);
+  std::string_view rest = text.bytes;
   while (!rest.empty()) {
     const std::string_view line = nextLine(rest);
     const size_t colon = line.find(':');

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <system_error>
 
-#include "platform/linux/files.h"
+#include "platform/files.h"
 #include "platform/network.h"
 #include "platform/text.h"
 
@@ -42,8 +42,7 @@ constexpr struct {
 
 std::string textIn(const std::string& path) {
   constexpr size_t kMostBytes = 4096;
-  const auto text = ReadFileText(path, kMostBytes);
-  return text ? text->bytes : std::string();
+  return ReadWholeFile(WideFromUtf8(path), kMostBytes).bytes;
 }
 
 // The driver's own word for the kind of device, from the line "DEVTYPE=..."; empty when it has none.

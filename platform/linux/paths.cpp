@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <system_error>
 
-#include "platform/linux/files.h"
+#include "platform/files.h"
 #include "platform/linux/mounts.h"
 #include "platform/linux/user_folders.h"
 #include "platform/text.h"
@@ -55,10 +55,8 @@ std::vector<std::wstring> Drives() {
     }
   };
   add(HomeFolder());
-  if (const auto mounts = ReadFileText("/proc/self/mounts", kMostBytes)) {
-    for (const std::string& point : AddedMountPoints(mounts->bytes)) {
-      add(point);
-    }
+  for (const std::string& point : AddedMountPoints(ReadWholeFile(L"/proc/self/mounts", kMostBytes).bytes)) {
+    add(point);
   }
   return drives;
 }

@@ -1,12 +1,9 @@
 // The values lie in one file, one "name=text" a line.
 #include "platform/registry.h"
 
-#include <sys/stat.h>
-
-#include <cerrno>
 #include <string_view>
 
-#include "platform/linux/files.h"
+#include "platform/files.h"
 #include "platform/linux/user_folders.h"
 #include "platform/text.h"
 
@@ -38,11 +35,6 @@ bool fitsALine(const std::wstring& name, const std::wstring& text) {
          text.find_first_of(kLineEnds) == std::wstring::npos;
 }
 
-bool isThere(const std::string& file) {
-  struct stat status {};
-  return stat(file.c_str(), &status) == 0 || (errno != ENOENT && errno != ENOTDIR);
-}
-
 }  // namespace
 
 std::wstring DefaultRegistryLocation() {
@@ -50,17 +42,15 @@ std::wstring DefaultRegistryLocation() {
 }
 
 RegistryValues ReadRegistry(const std::wstring& location) {
-  const std::optional<FileText> text = ReadFileText(Utf8FromWide(location), kMostBytes);
-  return text ? valuesIn(text->bytes) : RegistryValues{};
+  return valuesIn(ReadWholeFile(location, kMostBytes).bytes);
 }
 
 bool WriteRegistry(const std::wstring& location, const RegistryValues& values) {
-  const std::string file = Utf8FromWide(location);
-  const std::optional<FileText> before = ReadFileText(file, kMostBytes);
-  if (file.empty() || (!before && isThere(file))) {
+  const FileContents before = ReadWholeFile(location, kMostBytes);
+  if (before.result == FileRead::failed) {
     return false;  // writing would lose what could not be read
   }
-  RegistryValues all = before ? valuesIn(before->bytes) : RegistryValues{};
+  RegistryValues all = valuesIn(before.bytes);
   bool done = true;
   for (const auto& [name, text] : values) {
     if (name.empty()) {
@@ -76,7 +66,7 @@ bool WriteRegistry(const std::wstring& location, const RegistryValues& values) {
   for (const auto& [name, text] : all) {
     bytes += Utf8FromWide(name) + '=' + Utf8FromWide(text) + '\n';
   }
-  return bytes.size() <= kMostBytes && ReplaceFileContents(file, bytes) && done;
+  return bytes.size() <= kMostBytes && ReplaceFileContents(location, bytes) && done;
 }
 
 }  // namespace tarnwick::platform

@@ -12,6 +12,8 @@
 #include <cerrno>
 #include <limits>
 
+#include "platform/linux/uninterrupted.h"
+
 namespace tarnwick::platform {
 namespace {
 
@@ -27,16 +29,6 @@ sockaddr_in addressOf(uint32_t address, uint16_t port) {
   place.sin_addr.s_addr = htonl(address);
   place.sin_port = htons(port);
   return place;
-}
-
-// Repeats a call that a signal has interrupted.
-template <class Call>
-auto uninterrupted(Call call) {
-  auto result = call();
-  while (result < 0 && errno == EINTR) {
-    result = call();
-  }
-  return result;
 }
 
 template <class Value>
@@ -155,7 +147,7 @@ bool Socket::connect(uint32_t address, uint16_t port) {
 }
 
 Socket Socket::accept() {
-  return Socket(uninterrupted([this] { return accept4(numberOf(handle_), nullptr, nullptr, SOCK_CLOEXEC); }));
+  return Socket(Uninterrupted([this] { return accept4(numberOf(handle_), nullptr, nullptr, SOCK_CLOEXEC); }));
 }
 
 bool Socket::enableBroadcast() {
@@ -191,18 +183,18 @@ bool Socket::setSendBuffer(size_t bytes) {
 }
 
 int64_t Socket::receive(void* buffer, size_t size) {
-  const ssize_t got = uninterrupted([&] { return recv(numberOf(handle_), buffer, size, 0); });
+  const ssize_t got = Uninterrupted([&] { return recv(numberOf(handle_), buffer, size, 0); });
   return got >= 0 ? int64_t{got} : failureOf(numberOf(handle_));
 }
 
 int64_t Socket::send(const void* data, size_t size) {
-  const ssize_t sent = uninterrupted([&] { return ::send(numberOf(handle_), data, size, MSG_NOSIGNAL); });
+  const ssize_t sent = Uninterrupted([&] { return ::send(numberOf(handle_), data, size, MSG_NOSIGNAL); });
   return sent >= 0 ? int64_t{sent} : failureOf(numberOf(handle_));
 }
 
 bool Socket::sendTo(uint32_t address, uint16_t port, const void* data, size_t size) {
   const sockaddr_in place = addressOf(address, port);
-  const ssize_t sent = uninterrupted([&] {
+  const ssize_t sent = Uninterrupted([&] {
     return sendto(numberOf(handle_), data, size, MSG_NOSIGNAL, reinterpret_cast<const sockaddr*>(&place), sizeof place);
   });
   return sent >= 0 && static_cast<size_t>(sent) == size;

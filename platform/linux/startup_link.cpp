@@ -5,9 +5,10 @@
 
 #include <cerrno>
 
-#include "platform/linux/files.h"
+#include "platform/files.h"
 #include "platform/linux/startup_entry.h"
 #include "platform/linux/user_folders.h"
+#include "platform/text.h"
 
 namespace tarnwick::platform {
 namespace {
@@ -68,7 +69,7 @@ std::string DesktopEntryFor(std::string_view program) {
 bool CreateStartupLink() {
   const std::string path = linkPath();
   const std::string program = OwnExecutable();
-  return !path.empty() && !program.empty() && ReplaceFileContents(path, DesktopEntryFor(program));
+  return !path.empty() && !program.empty() && ReplaceFileContents(WideFromUtf8(path), DesktopEntryFor(program));
 }
 
 bool RemoveStartupLink() {

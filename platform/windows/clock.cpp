@@ -1,7 +1,5 @@
 #include "platform/clock.h"
 
-#include <cwchar>
-
 #include "platform/windows/win32.h"
 
 namespace tarnwick::platform {
@@ -31,13 +29,10 @@ int64_t LocalWallTime() noexcept {
   return static_cast<int64_t>((uint64_t{time.dwHighDateTime} << 32) | time.dwLowDateTime);
 }
 
-std::wstring LocalTimeText() {
+LocalTime LocalTimeNow() {
   SYSTEMTIME now;
   GetLocalTime(&now);
-  wchar_t text[32];
-  std::swprintf(text, std::size(text), L"%02u:%02u:%02u.%03u", unsigned{now.wHour}, unsigned{now.wMinute},
-                unsigned{now.wSecond}, unsigned{now.wMilliseconds});
-  return text;
+  return {now.wYear, now.wMonth, now.wDay, now.wHour, now.wMinute, now.wSecond, now.wMilliseconds};
 }
 
 }  // namespace tarnwick::platform

@@ -1,60 +1,12 @@
-// The settings file when things go wrong. The linker leads this program's writing calls to the functions below, which
-// note them and let one of them fail.
-#include <gmock/gmock.h>
+// The settings file: its lines, links, and places that are no file. files_test.cpp has the order of its writing.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <cerrno>
-#include <cstdio>
+#include <algorithm>
 #include <filesystem>
 
 #include "platform/registry.h"
 #include "platform/temporary_folder.h"
-
-namespace {
-
-struct Disk {
-  std::vector<std::string> steps;
-  size_t failing = SIZE_MAX;  // the step that fails
-  bool refuses(const char* step, int64_t size = 0) {
-    steps.push_back(size > 0 ? step + std::to_string(size) : step);
-    return steps.size() - 1 == failing;
-  }
-};
-thread_local Disk* disk = nullptr;
-
-int refuse() {
-  errno = ENOSPC;
-  return -1;
-}
-
-}  // namespace
-
-extern "C" {
-ssize_t __real_write(int file, const void* bytes, size_t size);
-int __real_fsync(int file);
-int __real_rename(const char* from, const char* to);
-
-// In pieces, as a disk that is nearly full may take them.
-ssize_t __wrap_write(int file, const void* bytes, size_t size) {
-  if (disk == nullptr) {
-    return __real_write(file, bytes, size);
-  }
-  return disk->refuses("write") ? refuse() : __real_write(file, bytes, std::min<size_t>(size, 20));
-}
-int __wrap_fsync(int file) {
-  struct stat status {};
-  fstat(file, &status);
-  const bool folder = S_ISDIR(status.st_mode);
-  return disk != nullptr && disk->refuses(folder ? "sync folder" : "sync file", folder ? 0 : status.st_size)
-             ? refuse()
-             : __real_fsync(file);
-}
-int __wrap_rename(const char* from, const char* to) {
-  return disk != nullptr && disk->refuses("rename") ? refuse() : __real_rename(from, to);
-}
-}
 
 namespace tarnwick::platform {
 namespace {
@@ -76,41 +28,6 @@ TEST(RegistryFile, CutAnywhereEachValueIsWholeOrAbsent) {
     expected.insert(kNew.begin(), std::next(kNew.begin(), static_cast<ptrdiff_t>(lines)));
     EXPECT_EQ(ReadRegistry(folder.wide("settings")), expected) << length;
   }
-}
-
-TEST(RegistryFile, AFailureAtAnyStepLeavesTheOldOneAndNoRest) {
-  const TemporaryFolder folder;
-  const std::wstring place = folder.wide("settings");
-  WriteBytes(folder.name("settings"), {});
-  fs::permissions(folder.name("settings"), fs::perms(0644));
-  WriteBytes(folder.name("settings.AbCdEf"), {'f', 'i', 'r', 's', 't', '=', '9'});  // an earlier power cut's
-  for (size_t failing = 0;; ++failing) {
-    ASSERT_TRUE(WriteRegistry(place, kOld));
-    Disk watched{{}, failing};
-    disk = &watched;
-    const bool written = WriteRegistry(place, kNew);
-    disk = nullptr;
-    if (written) {
-      // What order a power cut must find: contents on the disk before the name, the name before the answer.
-      EXPECT_THAT(watched.steps, testing::ElementsAre("write", "write", "sync file27", "rename", "sync folder"));
-      EXPECT_EQ(failing, watched.steps.size());
-      EXPECT_EQ(ReadRegistry(place), kNew);
-      EXPECT_EQ(fs::status(folder.name("settings")).permissions(), fs::perms(0600)) << "the user's alone";
-      break;
-    }
-    EXPECT_EQ(ReadRegistry(place), watched.steps.back() == "sync folder" ? kNew : kOld) << watched.steps.back();
-    EXPECT_EQ(std::distance(fs::directory_iterator(folder.name("")), {}), 2) << watched.steps.back();
-  }
-}
-
-TEST(RegistryFile, NewFoldersReachTheDiskToo) {
-  const TemporaryFolder folder;
-  Disk watched;
-  disk = &watched;
-  EXPECT_TRUE(WriteRegistry(folder.wide("a/b/settings"), {{L"x", L"y"}}));
-  disk = nullptr;
-  EXPECT_THAT(watched.steps,
-              testing::ElementsAre("sync folder", "sync folder", "write", "sync file4", "rename", "sync folder"));
 }
 
 TEST(RegistryFile, ALinkStaysAndItsTargetIsWritten) {
@@ -166,6 +83,7 @@ TEST(RegistryFile, WhatNoLineCanHoldIsRefused) {
   const std::wstring place = folder.wide("settings");
   const RegistryValues good = {{L"a", L"1"}};
   EXPECT_TRUE(WriteRegistry(place, good));
+  EXPECT_EQ(fs::status(folder.name("settings")).permissions(), fs::perms(0600)) << "the user's alone";
   const RegistryValues refused[] = {
       {{L"b", L"two\nlines"}},
       {{L"b", L"two\rlines"}},

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 
+#include "platform/files.h"
 #include "platform/paths.h"
 #include "platform/temporary_folder.h"
 #include "platform/windows/long_path.h"
@@ -45,8 +45,10 @@ TEST(WindowsPaths, FilesAndFoldersAreFoundAtAnyDepth) {
   }
   const std::wstring file = JoinPath(deep, L"file.txt");
   EXPECT_FALSE(FolderExists(deep));
-  std::filesystem::create_directories(ExtendedPath(deep));
-  std::ofstream(std::filesystem::path(ExtendedPath(file))) << "x";
+  EXPECT_TRUE(ReplaceFileContents(file, "x"));
+  EXPECT_TRUE(ReplaceFileContents(file, "again"));
+  EXPECT_EQ(ReadWholeFile(file, 9).bytes, "again");
+  EXPECT_GT(FreeSpace(deep).value_or(0), 0u);
   EXPECT_TRUE(FolderExists(deep));
   EXPECT_FALSE(FileExists(deep));
   EXPECT_TRUE(FileExists(file));
