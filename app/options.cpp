@@ -38,7 +38,7 @@ void addProgramOptions(CLI::App& parser, Options& options, RawOptions& raw) {
   parser
       .add_option("--sample-rate", options.sampleRate,
                   "Sample rate of the session in Hz (default: settings, at first 48000)")
-      ->check(CLI::Range(1000.0, 768000.0))
+      ->check(CLI::Range(1000.0, 384000.0))
       ->type_name("HZ");
   parser
       .add_option("--buffer-size", options.bufferSize,

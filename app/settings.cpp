@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "app/application.h"
-#include "platform/clock.h"
 #include "platform/registry.h"
 #include "platform/text.h"
 
@@ -209,7 +208,7 @@ void SaveWhenDue(Application& app) {
     return;
   }
   takeOutcome(app);
-  auto map = app.settings.schedule.due(platform::TickMilliseconds(), [&app] { return CurrentSettings(app); });
+  auto map = app.settings.schedule.due(settings::SaveSchedule::Clock::now(), [&app] { return CurrentSettings(app); });
   if (!map) {
     return;
   }

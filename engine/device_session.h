@@ -17,8 +17,8 @@ namespace tarnwick::engine {
 
 inline constexpr double kFallbackRate = 48000.0;
 inline constexpr int32_t kDefaultBlockLength = 256;
-// Larger than any device offers; a driver that asks for more is refused.
-inline constexpr int32_t kLargestBlockLength = 1 << 20;
+// Also of what may be asked for; a driver that insists on more is refused.
+inline constexpr int32_t kLargestBlockLength = 65536;
 inline constexpr int32_t kMostChannels = 4096;  // in one direction
 // What is waited for a block of a device that has been stopped. None of a healthy one takes nearly as long.
 inline constexpr std::chrono::milliseconds kLongestBlock{3000};

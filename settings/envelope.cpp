@@ -4,12 +4,13 @@
 
 #include "platform/crypto.h"
 #include "platform/text.h"
-#include "settings/json_text.h"
+#include "text/json_writer.h"
 
 namespace tarnwick::settings {
 namespace {
 
 constexpr std::string_view kKind = "twk-setting";
+constexpr size_t kFrameBytes = 800;  // of an envelope besides its value
 
 // The text of a member; nothing when it is missing or no text.
 std::optional<std::string_view> textMember(const rapidjson::Value& object, const char* name) {
@@ -23,12 +24,10 @@ std::optional<std::string_view> textMember(const rapidjson::Value& object, const
 }  // namespace
 
 std::wstring MakeEnvelope(std::wstring_view value, const EnvelopeNonce& nonce, const EnvelopePadding& padding) {
-  std::string json = "{\"v\":1,\"kind\":\"";
-  json.append(kKind).append("\",\"value\":");
-  AppendJsonText(json, value);
-  json.append(",\"nonce\":\"").append(platform::Base64(nonce));
-  json.append("\",\"padding\":\"").append(platform::Base64(padding)).append("\"}");
-  return platform::WideFromUtf8(json);
+  text::JsonWriter json(value.size() + kFrameBytes);
+  json.open('{').key("v").integer(1).key("kind").string(kKind).key("value").string(value);
+  json.key("nonce").string(platform::Base64(nonce)).key("padding").string(platform::Base64(padding)).close('}');
+  return platform::WideFromUtf8(json.take());
 }
 
 std::optional<std::wstring> ParseEnvelope(std::wstring_view text) {

@@ -12,7 +12,7 @@ namespace {
 
 constexpr size_t kMaximumText = 32767;
 constexpr double kMinimumRate = 1000.0;
-constexpr double kMaximumRate = 768000.0;
+constexpr double kMaximumRate = 384000.0;
 constexpr int64_t kMaximumPriority = 5;
 
 template <typename T>
@@ -42,7 +42,7 @@ struct NumberField : Field<int32_t> {
 };
 
 constexpr NumberField kNumbers[] = {
-    {{L"bufferSize", &ProgramSettings::bufferSize}, 1'048'576},
+    {{L"bufferSize", &ProgramSettings::bufferSize}, 65536},
     {{L"schedulePcRestartMinutes", &ProgramSettings::schedulePcRestartMinutes}, 1439},
 };
 

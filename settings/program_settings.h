@@ -24,8 +24,8 @@ namespace tarnwick::settings {
 struct ProgramSettings {
   std::optional<std::wstring> pluginPath;
   std::optional<std::wstring> device;
-  std::optional<double> sampleRate;   // Hz, 1000..768000
-  std::optional<int32_t> bufferSize;  // samples, 0..1048576
+  std::optional<double> sampleRate;   // Hz, 1000..384000
+  std::optional<int32_t> bufferSize;  // samples, 0..65536
   std::optional<bool> mmcssProAudio;
   std::optional<int32_t> enginePriority;  // rows of the priority table, 0..5
   std::optional<int32_t> audioPriority;

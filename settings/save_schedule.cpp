@@ -21,8 +21,8 @@ void SaveSchedule::rememberingSet(bool remembering, SettingsMap settings) {
   }
 }
 
-std::optional<SettingsMap> SaveSchedule::due(uint64_t now, const CurrentSettings& current) {
-  const bool tooSoon = lastWrite_ && now - *lastWrite_ < kIntervalMilliseconds;
+std::optional<SettingsMap> SaveSchedule::due(Clock::time_point now, const CurrentSettings& current) {
+  const bool tooSoon = lastWrite_ && now - *lastWrite_ < kInterval;
   if (!pending_ || underWay_ || tooSoon) {
     return std::nullopt;
   }

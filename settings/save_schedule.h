@@ -11,7 +11,7 @@
 // All members: user-interface thread.
 #pragma once
 
-#include <cstdint>
+#include <chrono>
 #include <functional>
 #include <optional>
 
@@ -21,7 +21,8 @@ namespace tarnwick::settings {
 
 class SaveSchedule {
  public:
-  static constexpr uint64_t kIntervalMilliseconds = 1000;
+  using Clock = std::chrono::steady_clock;
+  static constexpr std::chrono::seconds kInterval{1};
 
   using CurrentSettings = std::function<SettingsMap()>;
 
@@ -32,9 +33,8 @@ class SaveSchedule {
   // The switch was set; `settings` are those of this moment, the switch included.
   void rememberingSet(bool remembering, SettingsMap settings);
 
-  // What is to be written now, if anything. `now`: monotonic, in milliseconds. `current` is only called when its
-  // settings are written.
-  std::optional<SettingsMap> due(uint64_t now, const CurrentSettings& current);
+  // What is to be written now, if anything. `current` is only called when its settings are written.
+  std::optional<SettingsMap> due(Clock::time_point now, const CurrentSettings& current);
   // The outcome of what `due` or `flush` gave. True when the failure is to be reported: the first one since a write
   // succeeded. A failed write is not repeated before the next change or the end of the program.
   bool written(bool succeeded) noexcept;
@@ -48,8 +48,8 @@ class SaveSchedule {
   bool pending_ = false;
   bool underWay_ = false;
   bool failing_ = false;
-  std::optional<uint64_t> lastWrite_;  // when the last one was handed out
-  std::optional<SettingsMap> last_;    // while remembering is off: what is still to be stored
+  std::optional<Clock::time_point> lastWrite_;  // when the last one was handed out
+  std::optional<SettingsMap> last_;             // while remembering is off: what is still to be stored
 };
 
 }  // namespace tarnwick::settings

@@ -3,12 +3,11 @@
 #include <rapidjson/document.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <iterator>
 
 #include "platform/text.h"
-#include "settings/json_text.h"
+#include "text/json_writer.h"
 
 namespace tarnwick::settings {
 namespace {
@@ -17,6 +16,7 @@ constexpr int32_t kMaximumChannel = 4095;
 constexpr int32_t kMinimumGainDb = -60;
 constexpr int32_t kMaximumGainDb = 24;
 constexpr double kMaximumPercent = 100.0;
+constexpr size_t kInstanceBytes = 200;  // of one in the list, about
 
 bool isControl(wchar_t unit) {
   const auto code = static_cast<uint32_t>(unit);
@@ -74,30 +74,18 @@ SavedInstance instanceFrom(const rapidjson::Value& object) {
   return instance;
 }
 
-void appendInteger(std::string& json, const char* name, int32_t value) {
-  json.append(",\"").append(name).append("\":").append(std::to_string(value));
-}
-
-void appendFlag(std::string& json, const char* name, bool value) {
-  json.append(",\"").append(name).append("\":").append(value ? "true" : "false");
-}
-
-void appendInstance(std::string& json, const SavedInstance& instance) {
-  json.append("{\"name\":");
-  AppendJsonText(json, CleanName(instance.name));
-  appendInteger(json, "inputChannel", std::clamp(instance.inputChannel, -1, kMaximumChannel));
-  appendInteger(json, "outputChannel", std::clamp(instance.outputChannel, -1, kMaximumChannel));
-  appendInteger(json, "inputGainDb", std::clamp(instance.inputGainDb, kMinimumGainDb, kMaximumGainDb));
-  appendInteger(json, "outputGainDb", std::clamp(instance.outputGainDb, kMinimumGainDb, kMaximumGainDb));
-  appendFlag(json, "bypassEnabled", instance.bypassEnabled);
-  appendFlag(json, "testSignalEnabled", instance.testSignalEnabled);
+void writeInstance(text::JsonWriter& json, const SavedInstance& instance) {
+  json.open('{').key("name").string(CleanName(instance.name));
+  json.key("inputChannel").integer(std::clamp(instance.inputChannel, -1, kMaximumChannel));
+  json.key("outputChannel").integer(std::clamp(instance.outputChannel, -1, kMaximumChannel));
+  json.key("inputGainDb").integer(std::clamp(instance.inputGainDb, kMinimumGainDb, kMaximumGainDb));
+  json.key("outputGainDb").integer(std::clamp(instance.outputGainDb, kMinimumGainDb, kMaximumGainDb));
+  json.key("bypassEnabled").boolean(instance.bypassEnabled);
+  json.key("testSignalEnabled").boolean(instance.testSignalEnabled);
   if (instance.hasSavedFirstParam && !std::isnan(instance.firstParamPercent)) {
-    char digits[32];  // three digits, a point and six more
-    const double percent = roundedPercent(instance.firstParamPercent);
-    const auto end = std::to_chars(digits, std::end(digits), percent, std::chars_format::fixed).ptr;
-    json.append(",\"firstParamPercent\":").append(digits, end);
+    json.key("firstParamPercent").number(roundedPercent(instance.firstParamPercent));
   }
-  json.push_back('}');
+  json.close('}');
 }
 
 }  // namespace
@@ -126,15 +114,13 @@ std::optional<std::vector<SavedInstance>> InstancesFromText(std::wstring_view te
 }
 
 std::wstring TextFromInstances(const std::vector<SavedInstance>& instances) {
-  std::string json = "[";
-  for (size_t k = 0; k < std::min(instances.size(), kMaximumSavedInstances); ++k) {
-    if (k > 0) {
-      json.push_back(',');
-    }
-    appendInstance(json, instances[k]);
+  const size_t count = std::min(instances.size(), kMaximumSavedInstances);
+  text::JsonWriter json(count * kInstanceBytes + 2);
+  json.open('[');
+  for (size_t k = 0; k < count; ++k) {
+    writeInstance(json, instances[k]);
   }
-  json.push_back(']');
-  return platform::WideFromUtf8(json);
+  return platform::WideFromUtf8(json.close(']').take());
 }
 
 }  // namespace tarnwick::settings

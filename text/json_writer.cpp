@@ -82,7 +82,7 @@ JsonWriter& JsonWriter::natural(uint64_t value) {
   return *this;
 }
 
-JsonWriter& JsonWriter::hertz(double value) {
+JsonWriter& JsonWriter::number(double value) {
   separate();
   char digits[kLongestNumber];
   const double finite = std::isfinite(value) && value != 0.0 ? value : 0.0;

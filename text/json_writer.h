@@ -26,7 +26,8 @@ class JsonWriter {
   JsonWriter& percent(double value) { return fixed(value, 1); }
   JsonWriter& seconds(double value) { return fixed(value, 3); }
   JsonWriter& fraction(double value) { return fixed(value, 4); }  // of one
-  JsonWriter& hertz(double value);                                // no more digits than it takes
+  JsonWriter& number(double value);                               // no more digits than it takes
+  JsonWriter& hertz(double value) { return number(value); }
   JsonWriter& string(std::wstring_view value);
   JsonWriter& string(std::string_view utf8);
 

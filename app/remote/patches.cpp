@@ -11,7 +11,7 @@ namespace tarnwick::app {
 namespace {
 
 constexpr double kLowestRate = 1000.0;  // Hz
-constexpr double kHighestRate = 768000.0;
+constexpr double kHighestRate = 384000.0;
 constexpr int32_t kLongestBlock = 65536;  // samples
 constexpr int32_t kMinutesOfADay = 24 * 60;
 
@@ -48,7 +48,7 @@ bool isAudioPatch(const Application& app, const remote::RemoteAudioConfigPatch& 
     return refuse(error, L"This device is not in the list.");
   }
   if (patch.sampleRate && !(*patch.sampleRate >= kLowestRate && *patch.sampleRate <= kHighestRate)) {
-    return refuse(error, L"The sample rate must lie between 1000 and 768000 Hz.");
+    return refuse(error, L"The sample rate must lie between 1000 and 384000 Hz.");
   }
   if (patch.bufferSize && (*patch.bufferSize < 0 || *patch.bufferSize > kLongestBlock)) {
     return refuse(error, L"The buffer size must lie between 0 and 65536 samples.");

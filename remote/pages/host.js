@@ -48,7 +48,7 @@ function buildSettings() {
     return [...(devices.includes(value) ? [] : [[value, value || 'No device selected']]),
             ...devices.map((device) => [device, device])];
   });
-  settings.sampleRate = textSetting(byId('rate'), audioPath, 'sampleRate', number(byId('rate'), 1000, 768000, 'Hz'));
+  settings.sampleRate = textSetting(byId('rate'), audioPath, 'sampleRate', number(byId('rate'), 1000, 384000, 'Hz'));
   settings.bufferSize = textSetting(byId('block'), audioPath, 'bufferSize', {
     format: (value) => value === 0 ? '' : String(value),  // the field then says that it is the device's own
     parse: (text) => {

@@ -44,7 +44,7 @@ TEST(BlocksForSeconds, CountsWholeBlocksThatHoldTheSeconds) {
       {1.0, 48000, 0, 188},     // the device's preferred length, 256
       {1.0, 48000, 3, 3000},    // shorter than the device's shortest, 16
       {1.0, 48000, 65536, 6},   // longer than its longest, 8192
-      {1e9, 768000, 16, 48000000000000},
+      {1e9, 384000, 16, 24000000000000},
   };
   for (const auto& c : cases) {
     Options options;

@@ -37,7 +37,7 @@ TEST(Options, RefuseWhatMakesNoSenseByName) {
       {{"--buffer-size", "64.5"}, "--buffer-size"},
       {{"--buffer-size"}, "--buffer-size"},
       {{"--sample-rate", "999"}, "--sample-rate"},
-      {{"--sample-rate", "768001"}, "--sample-rate"},
+      {{"--sample-rate", "384001"}, "--sample-rate"},
       {{"--sample-rate", "nan"}, "--sample-rate"},
       {{"--instances", "-1"}, "--instances"},
       {{"--instances", "128"}, "--instances"},

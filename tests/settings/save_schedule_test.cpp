@@ -29,11 +29,13 @@ struct Program {
   static std::wstring shown(const std::optional<SettingsMap>& map) {
     return map ? map->at(L"a") + L" " + map->at(L"rememberSettings") : L"";
   }
-  std::wstring begin(uint64_t now) {
-    return shown(schedule.due(now, [this] { return current(); }));
+  // `now` in milliseconds.
+  std::wstring begin(int64_t now) {
+    return shown(
+        schedule.due(SaveSchedule::Clock::time_point(std::chrono::milliseconds(now)), [this] { return current(); }));
   }
   // What is written by then, and that it was.
-  std::wstring write(uint64_t now) {
+  std::wstring write(int64_t now) {
     const std::wstring what = begin(now);
     if (!what.empty()) {
       schedule.written(true);
@@ -49,7 +51,7 @@ TEST(SaveSchedule, ManyChangesGiveOneWriteASecond) {
   Program program(true);
   EXPECT_EQ(program.write(0), L"") << "nothing has changed";
   int writes = 0;
-  for (uint64_t now = 5'000; now < 15'000; now += 10) {
+  for (int64_t now = 5'000; now < 15'000; now += 10) {
     program.change();
     writes += program.write(now).empty() ? 0 : 1;
   }
@@ -95,7 +97,7 @@ TEST(SaveSchedule, SwitchingOffDuringAWriteIsStoredAfterIt) {
 
 TEST(SaveSchedule, AFailureIsReportedOnceAndTriedAgainAtTheEnd) {
   Program program(true);
-  const auto fail = [&program](uint64_t now) {
+  const auto fail = [&program](int64_t now) {
     program.change();
     EXPECT_NE(program.begin(now), L"");
     return program.schedule.written(false);
