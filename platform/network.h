@@ -30,6 +30,13 @@ std::vector<NetworkAdapter> NetworkAdapters();
 // The DNS host name; empty when unknown.
 std::wstring MachineName();
 
+// The machine's names as the system's settings tell them, without asking any server: the host name, and its full names
+// by the domains of the machine and of its networks ("stage-pc", "stage-pc.lan"). None twice; empty when unknown.
+std::vector<std::wstring> MachineNames();
+
+// `host` by itself and in each of the domains. Dots at a domain's ends do not count; an empty domain is passed over.
+std::vector<std::wstring> NamesInDomains(const std::wstring& host, const std::vector<std::wstring>& domains);
+
 // "192.168.1.7"
 std::string Ipv4Text(uint32_t address);
 

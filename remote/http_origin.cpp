@@ -40,19 +40,37 @@ bool isIpv6(std::string_view text) {
          inside.find_first_not_of("0123456789abcdefABCDEF:.") == std::string_view::npos;
 }
 
-std::string_view withoutLocal(std::string_view name) {
-  const bool local =
-      name.size() > kLocal.size() && EqualIgnoringAsciiCase(name.substr(name.size() - kLocal.size()), kLocal);
-  return local ? name.substr(0, name.size() - kLocal.size()) : name;
+std::string_view withoutEnd(std::string_view text, std::string_view end) {
+  const bool has = text.size() > end.size() && EqualIgnoringAsciiCase(text.substr(text.size() - end.size()), end);
+  return has ? text.substr(0, text.size() - end.size()) : text;
 }
 
-bool isOwnName(std::string_view host, std::string_view machineName) {
+std::string_view withoutPort(std::string_view host) {
   const size_t colon = host.rfind(':');
-  if (colon != std::string_view::npos && isDigits(host.substr(colon + 1)) && host.size() - colon <= 6) {
-    host = host.substr(0, colon);
+  const bool has = colon != std::string_view::npos && isDigits(host.substr(colon + 1)) && host.size() - colon <= 6;
+  return has ? host.substr(0, colon) : host;
+}
+
+// As far as a person can take it in.
+std::string quoted(std::string_view text) {
+  constexpr size_t kMostBytes = 200;
+  return '"' + std::string(text.substr(0, kMostBytes)) + (text.size() > kMostBytes ? "..." : "") + '"';
+}
+
+std::string nameRefusal(std::string_view host, const std::vector<std::string>& machineNames) {
+  const std::string_view name = withoutEnd(withoutEnd(withoutPort(host), "."), kLocal);
+  for (const std::string& own : machineNames) {
+    if (!name.empty() && EqualIgnoringAsciiCase(name, withoutEnd(own, kLocal))) {
+      return {};
+    }
   }
-  return isIpv4(host) || isIpv6(host) || EqualIgnoringAsciiCase(host, "localhost") ||
-         (!machineName.empty() && EqualIgnoringAsciiCase(withoutLocal(host), withoutLocal(machineName)));
+  std::string text = "This page was opened as " + quoted(withoutPort(host)) +
+                     ", which this machine does not know as a name of its own, and pages under foreign names may not "
+                     "control it. Open it as ";
+  for (const std::string& own : machineNames) {
+    text += own + ", ";
+  }
+  return text + "localhost, or by the machine's address.";
 }
 
 }  // namespace
@@ -61,16 +79,22 @@ bool NeedsOwnOrigin(std::string_view method, std::string_view path) {
   return method == "POST" || path == "/ws";
 }
 
-bool IsOwnOrigin(std::optional<std::string_view> host, std::optional<std::string_view> origin,
-                 std::string_view machineName) {
+std::string OriginRefusal(std::optional<std::string_view> host, std::optional<std::string_view> origin,
+                          const std::function<std::vector<std::string>()>& machineNames) {
   if (!host || host->empty() || !origin) {
-    return true;
+    return {};
   }
-  if (!isOwnName(*host, machineName)) {
-    return false;
+  const std::string_view place = withoutPort(*host);
+  if (!isIpv4(place) && !isIpv6(place) && !EqualIgnoringAsciiCase(withoutEnd(place, "."), "localhost")) {
+    if (std::string refusal = nameRefusal(*host, machineNames()); !refusal.empty()) {
+      return refusal;
+    }
   }
   const size_t scheme = origin->find("://");
-  return scheme != std::string_view::npos && EqualIgnoringAsciiCase(origin->substr(scheme + 3), *host);
+  if (scheme != std::string_view::npos && EqualIgnoringAsciiCase(origin->substr(scheme + 3), *host)) {
+    return {};
+  }
+  return "The request came from a page of " + quoted(*origin) + ", and only the program's own pages may control it.";
 }
 
 }  // namespace tarnwick::remote

@@ -1,8 +1,6 @@
 // Start and stop.
 #include "remote/server.h"
 
-#include "platform/network.h"
-#include "platform/text.h"
 #include "platform/threads.h"
 #include "remote/server_state.h"
 #include "remote/websocket_frames.h"
@@ -102,7 +100,6 @@ bool RemoteControlServer::start() {
     stop();
     return false;
   }
-  server.machineName = platform::Utf8FromWide(platform::MachineName());
   server.acceptThread = std::thread([&server] { AcceptLoop(server); });
   server.beaconThread = std::thread([&server] { BeaconLoop(server); });
   server.pushThread = std::thread([&server] { PushLoop(server); });

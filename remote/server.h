@@ -8,7 +8,9 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
+#include "platform/network.h"
 #include "remote/callbacks.h"
 #include "system/cpu_steering.h"
 #include "system/cpu_usage.h"
@@ -25,6 +27,8 @@ struct ServerContext {
   const std::atomic<int32_t>& networkPriority;  // row of the priority table
   system::CpuUsageSampler& cpuUsage;
   std::function<void(const std::wstring&)> log;  // may be empty; called on the thread of start, stop and broadcast
+  // The machine's own names, under which browsers may reach it. Accept thread, when a browser uses a name.
+  std::function<std::vector<std::wstring>()> machineNames = platform::MachineNames;
 };
 
 struct ServerState;

@@ -1,5 +1,7 @@
 // One connection on the accept thread: request, route, answer.
 #include "platform/socket.h"
+#include "platform/text.h"
+#include "remote/documents.h"
 #include "remote/http_connection.h"
 #include "remote/http_head.h"
 #include "remote/http_origin.h"
@@ -19,7 +21,15 @@ struct HttpAnswer {
 };
 
 HttpAnswer errorAnswer(int status, std::string_view text) {
-  return {status, kJsonType, "{\"error\":\"" + std::string(text) + "\"}"};
+  return {status, kJsonType, "{\"error\":" + JsonStringUtf8(text) + "}"};
+}
+
+std::vector<std::string> namesOf(const ServerContext& context) {
+  std::vector<std::string> names;
+  for (const std::wstring& name : context.machineNames()) {
+    names.push_back(platform::Utf8FromWide(name));
+  }
+  return names;
 }
 
 HttpAnswer answerRequest(ServerState& server, const HttpRequestHead& head, const SplitTarget& target) {
@@ -36,13 +46,18 @@ HttpAnswer answerRequest(ServerState& server, const HttpRequestHead& head, const
   return {answer.status, kJsonType, std::move(answer.body)};
 }
 
-// A page could fill the head until its origin is cut off, so a cut head counts as foreign.
-bool isForeign(const ServerState& server, const HttpRequestHead& head, const SplitTarget& target) {
+// Why the request may be a foreign page's; empty when it is not. A page could fill the head until its origin is cut
+// off, so a cut head counts as foreign.
+std::string foreignRefusal(const ServerState& server, const HttpRequestHead& head, const SplitTarget& target) {
   if (!NeedsOwnOrigin(head.method, target.path)) {
-    return false;
+    return {};
   }
-  return !HasAllFields(head.raw) ||
-         !IsOwnOrigin(HeaderField(head.raw, "Host"), HeaderField(head.raw, "Origin"), server.machineName);
+  if (!HasAllFields(head.raw)) {
+    return "The request's head is longer than " + std::to_string(kMostHeadBytes) +
+           " bytes, so it cannot be told which page it came from.";
+  }
+  return OriginRefusal(HeaderField(head.raw, "Host"), HeaderField(head.raw, "Origin"),
+                       [&server] { return namesOf(server.context); });
 }
 
 // Why the connection cannot become a WebSocket one; nothing when it can.
@@ -78,8 +93,8 @@ void HandleConnection(ServerState& server, platform::Socket socket) {
     return;
   }
   const SplitTarget target = ParseTarget(head->target);
-  if (isForeign(server, *head, target)) {
-    answer(errorAnswer(403, "forbidden"), head->raw);
+  if (const std::string foreign = foreignRefusal(server, *head, target); !foreign.empty()) {
+    answer(errorAnswer(403, foreign), head->raw);
   } else if (head->method != "GET" || target.path != "/ws") {
     answer(answerRequest(server, *head, target), head->raw);
   } else if (const std::optional<HttpAnswer> refusal = refuseUpgrade(server, head->raw)) {

@@ -31,7 +31,6 @@ struct ServerState {
   const RouterContext router;
 
   std::atomic<bool> running{false};  // every loop looks at it at least every 250 ms
-  std::string machineName;           // UTF-8; written before the threads start
 
   std::mutex socketMutex;
   platform::Socket tcpSocket;  // replaced while no thread runs; guarded otherwise only against `shut`

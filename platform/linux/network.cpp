@@ -12,6 +12,8 @@
 #include <memory>
 #include <string_view>
 
+#include "platform/linux/domains.h"
+#include "platform/linux/files.h"
 #include "platform/linux/interface_facts.h"
 #include "platform/text.h"
 
@@ -34,6 +36,18 @@ NetworkAdapter& adapterNamed(std::vector<NetworkAdapter>& adapters, const std::s
   const std::string folder = "/sys/class/net/" + name;
   adapters.push_back({wide, InterfaceDescriptionIn(folder), InterfaceTypeIn(folder), {}});
   return adapters.back();
+}
+
+// The kernel's name for the machine, which has the domain in it on some machines; empty when unknown.
+std::wstring nodeName() {
+  std::array<char, 256> name{};
+  return gethostname(name.data(), name.size() - 1) == 0 ? WideFromUtf8(name.data()) : std::wstring();
+}
+
+std::string settingsText(const std::string& path) {
+  constexpr size_t kMostBytes = size_t{1} << 20;
+  const auto text = ReadFileText(path, kMostBytes);
+  return text ? text->bytes : std::string();
 }
 
 }  // namespace
@@ -62,12 +76,24 @@ std::vector<NetworkAdapter> NetworkAdapters() {
 }
 
 std::wstring MachineName() {
-  std::array<char, 256> name{};
-  if (gethostname(name.data(), name.size() - 1) != 0) {
-    return {};
+  const std::wstring name = nodeName();
+  return name.substr(0, name.find(L'.'));
+}
+
+std::vector<std::wstring> MachineNames() {
+  const std::wstring node = nodeName();
+  const size_t dot = node.find(L'.');
+  const std::wstring host = node.substr(0, dot);
+  std::vector<std::wstring> domains;
+  if (dot != std::wstring::npos) {
+    domains.push_back(node.substr(dot + 1));
   }
-  const std::string_view text = name.data();
-  return WideFromUtf8(text.substr(0, text.find('.')));  // some machines have their domain in it
+  const auto add = [&domains](const std::vector<std::wstring>& more) {
+    domains.insert(domains.end(), more.begin(), more.end());
+  };
+  add(DomainsInHosts(settingsText("/etc/hosts"), host));
+  add(DomainsInResolverSettings(settingsText("/etc/resolv.conf")));
+  return NamesInDomains(host, domains);
 }
 
 }  // namespace tarnwick::platform

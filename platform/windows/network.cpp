@@ -35,6 +35,13 @@ std::wstring textOf(const wchar_t* text) {
   return text != nullptr ? std::wstring(text) : std::wstring();
 }
 
+// Empty when the system does not tell.
+std::wstring computerName(COMPUTER_NAME_FORMAT format) {
+  wchar_t name[256];
+  DWORD length = 256;
+  return GetComputerNameExW(format, name, &length) != FALSE ? std::wstring(name, length) : std::wstring();
+}
+
 }  // namespace
 
 std::vector<NetworkAdapter> NetworkAdapters() {
@@ -62,10 +69,17 @@ std::vector<NetworkAdapter> NetworkAdapters() {
 }
 
 std::wstring MachineName() {
-  wchar_t name[256];
-  DWORD length = 256;
-  return GetComputerNameExW(ComputerNameDnsHostname, name, &length) != FALSE ? std::wstring(name, length)
-                                                                             : std::wstring();
+  return computerName(ComputerNameDnsHostname);
+}
+
+std::vector<std::wstring> MachineNames() {
+  std::vector<std::wstring> domains{computerName(ComputerNameDnsDomain), computerName(ComputerNamePhysicalDnsDomain)};
+  const std::vector<IP_ADAPTER_ADDRESSES> list = adapterList();
+  const IP_ADAPTER_ADDRESSES* entry = list.empty() ? nullptr : list.data();
+  for (; entry != nullptr; entry = entry->Next) {
+    domains.push_back(textOf(entry->DnsSuffix));
+  }
+  return NamesInDomains(MachineName(), domains);
 }
 
 }  // namespace tarnwick::platform

@@ -63,6 +63,7 @@ const link = {
   since: 0,       // when the socket was made
   lastHeard: 0,
   probed: false,
+  refusal: '',    // why the program does not talk to this page; it says so over plain HTTP only
   retryAt: 0,
   retryIn: 250,
 
@@ -86,11 +87,23 @@ const link = {
         this.take(event.data);
       }
     };
+    let opened = false;
+    socket.onopen = () => opened = true;
     socket.onclose = () => {
       if (socket === this.socket) {
         this.drop();
+        opened || this.askWhy();
       }
     };
+  },
+  // A browser does not tell a page why it was refused; an action that does not exist is refused for the same reason.
+  async askWhy() {
+    const answer = await fetch('/ws', {method: 'POST'}).catch(() => null);
+    const refusal = answer?.status === 403 ? (await answer.json().catch(() => ({}))).error ?? '' : '';
+    if (refusal !== this.refusal && !this.connected) {
+      this.refusal = refusal;
+      this.tell('connection', false);
+    }
   },
   drop() {
     const socket = this.socket;
@@ -115,6 +128,7 @@ const link = {
     this.probed = false;
     if (!this.connected && this.status) {
       this.connected = true;
+      this.refusal = '';
       this.retryIn = 250;
       this.tell('connection', true);
     }
@@ -190,7 +204,7 @@ const link = {
 
 function stateOf(status) {
   if (!link.connected) {
-    return status ? ['lost', 'Connection lost'] : ['lost', 'Connecting'];
+    return ['lost', status ? 'Connection lost' : link.refusal ? 'Refused' : 'Connecting'];
   }
   if (status.stopping) {
     return ['stopping', 'Stopping'];
@@ -244,7 +258,7 @@ const frame = {
   connection(connected) {
     document.body.classList.toggle('lost', !connected);
     if (!connected) {
-      setText(this.lostText, !link.status
+      setText(this.lostText, link.refusal ? link.refusal : !link.status
           ? 'The program does not answer yet. This page connects by itself as soon as it does.'
           : `Connection lost at ${timeOfDay()}. What is shown is the last known state; nothing can ` +
               'be changed from here until the program answers. Trying again by itself.');

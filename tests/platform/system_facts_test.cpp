@@ -30,6 +30,10 @@ TEST(Network, TheLoopbackAdapterIsListedAsOne) {
   EXPECT_EQ(Ipv4Text(0xC0A80A07), "192.168.10.7");
   EXPECT_FALSE(MachineName().empty());
   EXPECT_EQ(MachineName().find(L'.'), std::wstring::npos);
+  EXPECT_EQ(MachineNames().front(), MachineName());
+  EXPECT_THAT(NamesInDomains(L"pc", {L"lan", L"", L".", L".hall.example.", L"LAN."}),
+              testing::ElementsAre(L"pc", L"pc.lan", L"pc.hall.example"));
+  EXPECT_THAT(NamesInDomains(L"", {L"lan"}), testing::IsEmpty());
 }
 
 TEST(CpuTimes, ABusySecondShowsInBothAccounts) {

@@ -2,7 +2,9 @@
 
 #include <thread>
 
+#include "remote/documents.h"
 #include "remote/http_connection.h"
+#include "remote/http_origin.h"
 #include "remote/pages.h"
 #include "remote/server_rig.h"
 
@@ -48,7 +50,12 @@ TEST(Server, Routes) {
   ASSERT_TRUE(rig.server.start());
   const std::string port = std::to_string(rig.port);
   const std::string upgrade = "Connection: keep-alive, Upgrade\r\nUpgrade: WebSocket\r\n";
-  const std::string forbidden = json("403 Forbidden", "{\"error\":\"forbidden\"}");
+  const auto refusal = [](std::string_view host) {
+    const auto names = [] { return std::vector<std::string>{"stage-pc", "stage-pc.lan"}; };
+    return json("403 Forbidden", "{\"error\":" + JsonStringUtf8(OriginRefusal(host, "http://a.example", names)) + "}");
+  };
+  const std::string byName = refusal("a.example");
+  const std::string byOrigin = refusal("localhost");
   const std::string invalid = json("400 Bad Request", "{\"error\":\"invalid request\"}");
   const std::string notFound = json("404 Not Found", "{\"error\":\"not found\"}");
   const std::string accepted = json("202 Accepted", "{\"accepted\":true,\"action\":\"stop\"}");
@@ -66,14 +73,15 @@ TEST(Server, Routes) {
       {"GET /ws HTTP/1.1", "Connection: close\r\nUpgrade: websocket\r\n",
        json("400 Bad Request", "{\"error\":\"websocket upgrade required\"}")},
       {"GET /ws?a=b HTTP/1.1", upgrade, json("400 Bad Request", "{\"error\":\"invalid websocket handshake\"}")},
-      {"GET /ws HTTP/1.1", upgrade + "Host: localhost\r\nOrigin: http://a.example\r\n", forbidden},
-      {"GET /ws HTTP/1.1", "Host: a.example\r\nOrigin: http://a.example\r\n", forbidden},
+      {"GET /ws HTTP/1.1", upgrade + "Host: localhost\r\nOrigin: http://a.example\r\n", byOrigin},
+      {"GET /ws HTTP/1.1", "Host: a.example\r\nOrigin: http://a.example\r\n", byName},
       {"GET /healthz HTTP/1.1", "Host: a.example\r\nOrigin: null\r\n", healthy},
       {"POST /api/host/stop HTTP/1.1", "", accepted},
       {"POST /api/host/stop HTTP/1.1", "Host: 127.0.0.1:" + port + "\r\nOrigin: http://127.0.0.1:" + port + "\r\n",
        accepted},
-      {"POST /api/host/stop HTTP/1.1", "Host: 127.0.0.1:" + port + "\r\nOrigin: http://a.example\r\n", forbidden},
-      {"POST /api/host/stop HTTP/1.1", "Host: a.example\r\nOrigin: http://a.example\r\n", forbidden},
+      {"POST /api/host/stop HTTP/1.1", "Host: 127.0.0.1:" + port + "\r\nOrigin: http://a.example\r\n", byOrigin},
+      {"POST /api/host/stop HTTP/1.1", "Host: Stage-PC.lan.\r\nOrigin: http://stage-pc.lan.\r\n", accepted},
+      {"POST /api/host/stop HTTP/1.1", "Host: a.example\r\nOrigin: http://a.example\r\n", byName},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(Exchange(rig.port, c.line + "\r\n" + c.fields + "\r\n"), c.answer) << c.line << "\n" << c.fields;

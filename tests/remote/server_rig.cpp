@@ -32,7 +32,14 @@ ServerRig::ServerRig() {
 }
 
 ServerContext ServerRig::context(uint16_t onPort) {
-  return {onPort, steering, networkPriority, cpuUsage, [this](const std::wstring& line) { lines.push_back(line); }};
+  return {onPort,
+          steering,
+          networkPriority,
+          cpuUsage,
+          [this](const std::wstring& line) { lines.push_back(line); },
+          [] {
+            return std::vector<std::wstring>{L"stage-pc", L"stage-pc.lan"};
+          }};
 }
 
 system::CpuTimeSource ServerRig::fakeTimes() {

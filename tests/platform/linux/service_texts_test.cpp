@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "platform/linux/domains.h"
 #include "platform/linux/interface_facts.h"
 #include "platform/linux/mounts.h"
 #include "platform/linux/proc_stat.h"
@@ -17,6 +18,17 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
+
+TEST(Domains, AreReadWhereSystemsKeepThem) {
+  EXPECT_THAT(
+      DomainsInResolverSettings("# search no\nsearch lan hall.example. # x\n\tdomain b\nnameserver c.d\nsearch"),
+      ElementsAre(L"lan", L"hall.example.", L"b"));
+  EXPECT_THAT(
+      DomainsInHosts("127.0.1.1 Stage-PC.hall stage-pc\n#::1 stage-pc.no\nstage-pc.no x.stage-pc.y stage-pc2.z\n"
+                     "10.0.0.1\tother.lan\tstage-pc.lan",
+                     L"stage-pc"),
+      ElementsAre(L"hall", L"lan"));
+}
 
 TEST(ProcStat, TicksBecomeTimes) {
   const auto account = ParseProcStat(
