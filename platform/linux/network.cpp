@@ -12,8 +12,8 @@
 #include <memory>
 #include <string_view>
 
+#include "platform/files.h"
 #include "platform/linux/domains.h"
-#include "platform/linux/files.h"
 #include "platform/linux/interface_facts.h"
 #include "platform/text.h"
 
@@ -44,10 +44,9 @@ std::wstring nodeName() {
   return gethostname(name.data(), name.size() - 1) == 0 ? WideFromUtf8(name.data()) : std::wstring();
 }
 
-std::string settingsText(const std::string& path) {
+std::string settingsText(const std::wstring& path) {
   constexpr size_t kMostBytes = size_t{1} << 20;
-  const auto text = ReadFileText(path, kMostBytes);
-  return text ? text->bytes : std::string();
+  return ReadWholeFile(path, kMostBytes).bytes;
 }
 
 }  // namespace
@@ -91,8 +90,8 @@ std::vector<std::wstring> MachineNames() {
   const auto add = [&domains](const std::vector<std::wstring>& more) {
     domains.insert(domains.end(), more.begin(), more.end());
   };
-  add(DomainsInHosts(settingsText("/etc/hosts"), host));
-  add(DomainsInResolverSettings(settingsText("/etc/resolv.conf")));
+  add(DomainsInHosts(settingsText(L"/etc/hosts"), host));
+  add(DomainsInResolverSettings(settingsText(L"/etc/resolv.conf")));
   return NamesInDomains(host, domains);
 }
 

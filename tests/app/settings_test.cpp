@@ -67,7 +67,7 @@ TEST(Settings, EveryRequestThatChangesOneIsNotedForSaving) {
     system::FakeMachine machine;
     rig.app.systemControl.processes = machine.processes();
     AddWiredInstances(rig.app, 2);
-    const auto due = [&] { return rig.app.settings.schedule.due(0, [&] { return CurrentSettings(rig.app); }); };
+    const auto due = [&] { return rig.app.settings.schedule.due({}, [&] { return CurrentSettings(rig.app); }); };
     const auto before = CurrentSettings(rig.app);
     ASSERT_FALSE(due()) << "nothing has changed";
     c.run(rig.app);
