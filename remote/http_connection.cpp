@@ -7,7 +7,6 @@
 #include <thread>
 
 #include "remote/http_head.h"
-#include "remote/slow_link.h"
 
 namespace tarnwick::remote {
 namespace {
@@ -15,20 +14,14 @@ namespace {
 using std::chrono::milliseconds;
 using Clock = std::chrono::steady_clock;
 
-constexpr milliseconds kLongestPause{2000};
-constexpr milliseconds kLongestExchange{10000};
 constexpr milliseconds kSlice{100};    // between two looks at `running`
 constexpr milliseconds kSendRetry{2};  // a full send buffer is tried again
-constexpr milliseconds kBodyPatience{250};
 constexpr size_t kMostBodyBytes = size_t{1} << 20;
 
-// What a step may take: a pause, and all steps together, which grows with what they bring.
+// The end of one step: its longest pause, and the time for all of it, which may grow with what it brings.
 class Deadline {
  public:
-  explicit Deadline(milliseconds pause = kLongestPause, milliseconds all = kLongestExchange)
-      : pause_(pause), end_(Clock::now() + all) {
-    progressed();
-  }
+  Deadline(milliseconds pause, milliseconds all) : pause_(pause), end_(Clock::now() + all) { progressed(); }
   void progressed(milliseconds more = milliseconds(0)) {
     pauseEnd_ = Clock::now() + pause_;
     end_ += more;
@@ -61,8 +54,9 @@ int64_t receive(platform::Socket& socket, void* buffer, size_t size, const Deadl
   return platform::Socket::kFailed;
 }
 
-bool sendAll(platform::Socket& socket, std::string_view bytes, const std::atomic<bool>& running, milliseconds grace) {
-  Deadline deadline(kLongestPause, grace);
+bool sendAll(platform::Socket& socket, std::string_view bytes, const std::atomic<bool>& running,
+             const ClientLimits& limits) {
+  Deadline deadline(limits.pause, limits.exchange);
   while (!bytes.empty() && running && deadline.left() > milliseconds(0)) {
     const int64_t count = socket.send(bytes.data(), bytes.size());
     if (count > 0) {
@@ -89,9 +83,9 @@ size_t missingBody(std::string_view received) {
 }
 
 // Takes what has arrived, and waits for what was announced.
-void discardInput(platform::Socket& socket, size_t announced, const std::atomic<bool>& running) {
+void discardInput(platform::Socket& socket, size_t announced, const std::atomic<bool>& running, milliseconds patience) {
   std::array<char, kMostHeadBytes> scratch;
-  const Deadline deadline(kBodyPatience, kBodyPatience);
+  const Deadline deadline(patience, patience);
   size_t taken = 0;
   while (taken < kMostBodyBytes) {
     const int64_t count = taken < announced ? receive(socket, scratch.data(), scratch.size(), deadline, running)
@@ -105,10 +99,11 @@ void discardInput(platform::Socket& socket, size_t announced, const std::atomic<
 
 }  // namespace
 
-std::optional<std::string> ReceiveHead(platform::Socket& socket, const std::atomic<bool>& running) {
+std::optional<std::string> ReceiveHead(platform::Socket& socket, const std::atomic<bool>& running,
+                                       const ClientLimits& limits) {
   std::string received;
   std::array<char, kMostHeadBytes> scratch;
-  Deadline deadline;
+  Deadline deadline(limits.pause, limits.exchange);
   while (!IsHeadComplete(received)) {
     const int64_t count = receive(socket, scratch.data(), kMostHeadBytes - received.size(), deadline, running);
     if (count <= 0) {
@@ -121,9 +116,9 @@ std::optional<std::string> ReceiveHead(platform::Socket& socket, const std::atom
 }
 
 void SendAnswer(platform::Socket& socket, std::string_view answer, std::string_view received,
-                const std::atomic<bool>& running, milliseconds grace) {
-  if (sendAll(socket, answer, running, grace)) {
-    discardInput(socket, missingBody(received), running);
+                const std::atomic<bool>& running, const ClientLimits& limits) {
+  if (sendAll(socket, answer, running, limits)) {
+    discardInput(socket, missingBody(received), running, limits.body);
   }
 }
 

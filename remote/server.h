@@ -12,6 +12,7 @@
 
 #include "platform/network.h"
 #include "remote/callbacks.h"
+#include "remote/client_limits.h"
 #include "system/cpu_steering.h"
 #include "system/cpu_usage.h"
 
@@ -29,6 +30,7 @@ struct ServerContext {
   std::function<void(const std::wstring&)> log;  // may be empty; called on the thread of start, stop and broadcast
   // The machine's own names, under which browsers may reach it. Accept thread, when a browser uses a name.
   std::function<std::vector<std::wstring>()> machineNames = platform::MachineNames;
+  ClientLimits limits{};
 };
 
 struct ServerState;

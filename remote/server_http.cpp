@@ -80,12 +80,13 @@ void HandleConnection(ServerState& server, platform::Socket socket) {
   if (!socket.setBlocking(false)) {
     return;
   }
-  std::optional<std::string> received = ReceiveHead(socket, server.running);
+  std::optional<std::string> received = ReceiveHead(socket, server.running, server.context.limits);
   if (!received) {
     return;
   }
   const auto answer = [&](const HttpAnswer& given, std::string_view raw) {
-    SendAnswer(socket, BuildHttpResponse(HttpStatusText(given.status), given.type, given.body), raw, server.running);
+    SendAnswer(socket, BuildHttpResponse(HttpStatusText(given.status), given.type, given.body), raw, server.running,
+               server.context.limits);
   };
   const std::optional<HttpRequestHead> head = ParseRequestHead(*received);
   if (!head) {

@@ -151,7 +151,7 @@ void StartSession(ServerState& server, platform::Socket socket, const std::strin
   socket.setNoDelay();
   socket.setPeerTimeout(kPeerTimeout);
   socket.setSendBuffer(kSendBufferBytes);
-  const auto client = std::make_shared<WebSocketClient>(std::move(socket));
+  const auto client = std::make_shared<WebSocketClient>(std::move(socket), server.context.limits);
   server.clients.send(*client, handshakeAnswer);
   PushedState state;
   if (TakeState(server.callbacks, state)) {

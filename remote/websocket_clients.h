@@ -21,7 +21,8 @@ namespace tarnwick::remote {
 // One connection. Its session's thread owns it, reads the socket without a lock and closes it; all else is guarded by
 // the lock of the client list.
 struct WebSocketClient {
-  explicit WebSocketClient(platform::Socket connection) : socket(std::move(connection)) {}
+  WebSocketClient(platform::Socket connection, const ClientLimits& limits)
+      : socket(std::move(connection)), outbox(limits) {}
 
   platform::Socket socket;  // does not wait
   WebSocketOutbox outbox;

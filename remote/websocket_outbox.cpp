@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "remote/slow_link.h"
-
 namespace tarnwick::remote {
 
 bool WebSocketOutbox::push(SharedFrame frame, Time now, const Sender& send) {
@@ -13,7 +11,7 @@ bool WebSocketOutbox::push(SharedFrame frame, Time now, const Sender& send) {
     return false;
   }
   bytes_ += frame->size();
-  frames_.push_back({std::move(frame), now + kLongestWait + TimeOnSlowLink(bytes_)});
+  frames_.push_back({std::move(frame), now + limits_.frame + TimeOnSlowLink(bytes_)});
   return flush(now, send);
 }
 
@@ -26,7 +24,7 @@ bool WebSocketOutbox::flush(Time now, const Sender& send) {
         return false;
       }
       if (taken == 0) {
-        return now - progress_ < kLongestStall && now < frames_.front().end;
+        return now - progress_ < limits_.pause && now < frames_.front().end;
       }
       const size_t count = std::min(static_cast<size_t>(taken), first.size() - sent_);
       sent_ += count;

@@ -1,4 +1,4 @@
-// What a WebSocket client has not taken yet. Not thread-safe; time is a parameter.
+// The frames that a WebSocket client has yet to take. Not thread-safe; time is a parameter.
 #pragma once
 
 #include <chrono>
@@ -9,6 +9,8 @@
 #include <memory>
 #include <string>
 #include <string_view>
+
+#include "remote/client_limits.h"
 
 namespace tarnwick::remote {
 
@@ -24,12 +26,8 @@ class WebSocketOutbox {
   // A client that has left more than this behind the frame which it is taking gets no further one. That one may be of
   // any length: a large document that a client has asked for must not end its connection.
   static constexpr size_t kMostBytes = size_t{8} << 20;
-  // Longest time in which nothing of a filled outbox is taken.
-  static constexpr std::chrono::milliseconds kLongestStall{2000};
-  // Longest time until a frame is taken, not counting what a slow but steady link needs for it and all before it. A
-  // client that always takes a little, but less than such a link carries, would otherwise keep its place for ever and
-  // see older and older states.
-  static constexpr std::chrono::milliseconds kLongestWait{5000};
+
+  explicit WebSocketOutbox(const ClientLimits& limits = {}) : limits_(limits) {}
 
   // Sends the frame, or the part of it that is not taken with the next calls, after all earlier ones. False, as from
   // `flush`, means that the client is to be dropped.
@@ -45,6 +43,7 @@ class WebSocketOutbox {
     Time end;  // when it must have been taken
   };
 
+  ClientLimits limits_;
   std::deque<Waiting> frames_;
   size_t sent_ = 0;   // of the first frame
   size_t bytes_ = 0;  // waiting

@@ -1,8 +1,8 @@
 // An application behind the remote control's callbacks that writes down what it is asked for.
 #pragma once
 
+#include <sstream>
 #include <string>
-#include <tuple>
 #include <type_traits>
 #include <utility>
 
@@ -11,124 +11,106 @@
 
 namespace tarnwick::remote {
 
+// Values as words, "-" for what a patch does not name.
+class CallWords {
+ public:
+  explicit CallWords(const char* name) { words_ << std::boolalpha << name; }
+  std::string take() const { return words_.str(); }
+
+  template <typename Value>
+  void add(const Value& value) {
+    words_ << ' ' << value;
+  }
+  void add(const std::wstring& value) { add(platform::Utf8FromWide(value)); }
+  template <typename Value>
+  void add(const std::optional<Value>& value) {
+    value ? add(*value) : add('-');
+  }
+  template <typename Value, size_t size>
+  void add(const std::array<Value, size>& values) {
+    std::apply([this](const auto&... each) { all(each...); }, values);
+  }
+  void add(const std::vector<std::wstring>& values) {
+    for (const std::wstring& value : values) {
+      add(value);
+    }
+  }
+  void add(const RemoteCpuSteeringPatch& p) { add(p.masks); }
+  void add(const RemoteHostConfigPatch& p) {
+    all(p.runAtStartupEnabled, p.rememberSettingsEnabled, p.autoStartInstancesEnabled, p.scheduleSystemRebootEnabled,
+        p.scheduleRebootMinutes, p.networkPriority, p.pluginPath);
+  }
+  void add(const RemoteAudioConfigPatch& p) {
+    all(p.device, p.sampleRate, p.bufferSize, p.autoStartAsioEnabled, p.mmcssEnabled, p.enginePriority, p.uiPriority,
+        p.audioPriority);
+  }
+  void add(const RemoteInstancePatch& p) {
+    all(p.name, p.inputChannel, p.outputChannel, p.inputGainDb, p.outputGainDb, p.firstParamPercent, p.bypassEnabled,
+        p.testSignalEnabled);
+  }
+  void add(const RemoteRecordChannelPatch& p) { all(p.enabled, p.name); }
+  void add(const RemoteItemAction& p) { all(p.action, p.tab, p.item, p.mode, p.preserve); }
+
+ private:
+  template <typename... Values>
+  void all(const Values&... values) {
+    (add(values), ...);
+  }
+  std::ostringstream words_;
+};
+
 struct FakeApplication {
   RemoteControlCallbacks callbacks;
-  std::string calls;  // "name value value; name ..." with "-" for what a patch does not name
+  std::string calls;  // "name value value; name ..."
   bool answer = true;
   std::string refused;            // the one call that is refused
   std::wstring text;              // filled into every text that it may fill
   std::wstring device = L"Desk";  // selected
 
   FakeApplication() {
-    const auto recorder = [this](const char* name) {
-      return [this, name](auto&&... values) {
-        std::string call = name;
-        (take(call, std::forward<decltype(values)>(values)), ...);
-        calls.append(calls.empty() ? "" : "; ").append(call);
-        return answer && call != refused;
-      };
-    };
-    RemoteControlCallbacks& c = callbacks;
-    c.status = recorder("status");
-    c.record = recorder("record");
-    c.playback = recorder("playback");
-    c.playbackFiles = recorder("playbackFiles");
-    c.pluginFiles = recorder("pluginFiles");
-    c.playbackSearch = recorder("search");
-    c.hostConfig = recorder("host");
-    c.cpuSteering = recorder("steering");
-    c.audioConfig = recorder("audio");
-    c.instance = recorder("instance");
-    c.recordChannel = recorder("channel");
-    c.startHost = recorder("startHost");
-    c.stopHost = recorder("stopHost");
-    c.startAsio = recorder("startAsio");
-    c.refreshAsio = recorder("refreshAsio");
-    c.stopAsio = recorder("stopAsio");
-    c.reboot = recorder("reboot");
-    c.shutdown = recorder("shutdown");
-    c.openCpuSteering = recorder("openCpuSteering");
-    c.openRecord = recorder("openRecord");
-    c.openPlayback = recorder("openPlayback");
-    c.addInstance = recorder("addInstance");
-    c.removeLastInstance = recorder("removeLastInstance");
-    c.toggleBypassAll = recorder("toggleBypassAll");
-    c.toggleTestSignalAll = recorder("toggleTestSignalAll");
-    c.toggleRecord = recorder("toggleRecord");
-    c.addPath = recorder("addPath");
-    c.addPaths = recorder("addPaths");
-    c.playMode = recorder("mode");
-    c.playbackVolume = recorder("volume");
-    c.playbackNormalize = recorder("normalize");
-    c.playbackWaveform = recorder("waveform");
-    c.playbackOutputs = recorder("outputs");
-    c.playbackFades = recorder("fades");
-    c.playbackTab = recorder("tab");
-    c.playbackItem = recorder("item");
-    c.playbackSeek = recorder("seek");
-    c.playbackControl = recorder("control");
+    using C = RemoteControlCallbacks;
+    record("status", &C::status, "record", &C::record, "playback", &C::playback, "playbackFiles", &C::playbackFiles,
+           "pluginFiles", &C::pluginFiles, "search", &C::playbackSearch, "host", &C::hostConfig, "steering",
+           &C::cpuSteering, "audio", &C::audioConfig, "instance", &C::instance, "channel", &C::recordChannel,
+           "startHost", &C::startHost, "stopHost", &C::stopHost, "startAsio", &C::startAsio, "refreshAsio",
+           &C::refreshAsio, "stopAsio", &C::stopAsio, "reboot", &C::reboot, "shutdown", &C::shutdown, "openCpuSteering",
+           &C::openCpuSteering, "openRecord", &C::openRecord, "openPlayback", &C::openPlayback, "addInstance",
+           &C::addInstance, "removeLastInstance", &C::removeLastInstance, "toggleBypassAll", &C::toggleBypassAll,
+           "toggleTestSignalAll", &C::toggleTestSignalAll, "toggleRecord", &C::toggleRecord, "addPath", &C::addPath,
+           "addPaths", &C::addPaths, "mode", &C::playMode, "volume", &C::playbackVolume, "normalize",
+           &C::playbackNormalize, "waveform", &C::playbackWaveform, "outputs", &C::playbackOutputs, "fades",
+           &C::playbackFades, "tab", &C::playbackTab, "item", &C::playbackItem, "seek", &C::playbackSeek, "control",
+           &C::playbackControl);
   }
 
  private:
-  // What may be written to is filled, anything else noted.
+  void record() {}
+  template <typename Callback, typename... More>
+  void record(const char* name, Callback callback, More... more) {
+    callbacks.*callback = [this, name](auto&&... values) {
+      CallWords call(name);
+      (take(call, std::forward<decltype(values)>(values)), ...);
+      calls.append(calls.empty() ? "" : "; ").append(call.take());
+      return answer && call.take() != refused;
+    };
+    record(more...);
+  }
+
+  // A value that may be written to is filled, any other noted.
   template <typename Value>
-  void take(std::string& call, Value&& value) {
+  void take(CallWords& call, Value&& value) {
     if constexpr (std::is_lvalue_reference_v<Value> && !std::is_const_v<std::remove_reference_t<Value>>) {
       fill(value);
     } else {
-      note(call, value);
+      call.add(value);
     }
   }
-
   void fill(std::wstring& value) { value = text; }
   void fill(RemoteStatusSnapshot& status) { status.device = device; }
   void fill(RemoteControlCallbacks::FileEntries& entries) { entries.push_back({L"a.wav", false, false}); }
   void fill(RemoteSeek& reached) { reached = {L"a.wav", 1.5, 60.0}; }
   void fill(RemoteRecordSnapshot&) {}
   void fill(RemotePlaybackSnapshot&) {}
-
-  static void note(std::string& call, bool value) { call += value ? " true" : " false"; }
-  template <typename Number>
-  requires std::is_arithmetic_v<Number>
-  static void note(std::string& call, Number value) { call.append(" ").append(std::to_string(value)); }
-  static void note(std::string& call, const std::string& value) { call.append(" ").append(value); }
-  static void note(std::string& call, const std::wstring& value) {
-    call.append(" ").append(platform::Utf8FromWide(value));
-  }
-  template <typename Value>
-  static void note(std::string& call, const std::optional<Value>& value) {
-    value ? note(call, *value) : note(call, std::string("-"));
-  }
-  template <typename... Values>
-  static void noteAll(std::string& call, const Values&... values) {
-    (note(call, values), ...);
-  }
-  template <typename Value, size_t size>
-  static void note(std::string& call, const std::array<Value, size>& values) {
-    std::apply([&call](const auto&... each) { noteAll(call, each...); }, values);
-  }
-  static void note(std::string& call, const std::vector<std::wstring>& values) {
-    for (const std::wstring& value : values) {
-      note(call, value);
-    }
-  }
-  static void note(std::string& call, const RemoteHostConfigPatch& p) {
-    noteAll(call, p.runAtStartupEnabled, p.rememberSettingsEnabled, p.autoStartInstancesEnabled,
-            p.scheduleSystemRebootEnabled, p.scheduleRebootMinutes, p.networkPriority, p.pluginPath);
-  }
-  static void note(std::string& call, const RemoteCpuSteeringPatch& p) { note(call, p.masks); }
-  static void note(std::string& call, const RemoteAudioConfigPatch& p) {
-    noteAll(call, p.device, p.sampleRate, p.bufferSize, p.autoStartAsioEnabled, p.mmcssEnabled, p.enginePriority,
-            p.uiPriority, p.audioPriority);
-  }
-  static void note(std::string& call, const RemoteInstancePatch& p) {
-    noteAll(call, p.name, p.inputChannel, p.outputChannel, p.inputGainDb, p.outputGainDb, p.firstParamPercent,
-            p.bypassEnabled, p.testSignalEnabled);
-  }
-  static void note(std::string& call, const RemoteRecordChannelPatch& p) { noteAll(call, p.enabled, p.name); }
-  static void note(std::string& call, const RemoteItemAction& p) {
-    noteAll(call, p.action, p.tab, p.item, p.mode, p.preserve);
-  }
 };
 
 }  // namespace tarnwick::remote

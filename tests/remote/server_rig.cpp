@@ -2,11 +2,24 @@
 
 namespace tarnwick::remote {
 
-uint16_t FreePort() {
+namespace {
+
+uint16_t freePort() {
   platform::StartSockets();
   platform::Socket socket = platform::Socket::Tcp();
   socket.bind(kLoopback, 0);
   return socket.localPort();
+}
+
+}  // namespace
+
+Connection::Connection() {
+  platform::StartSockets();
+  platform::Socket listening = platform::Socket::Tcp();
+  const bool made =
+      listening.bind(kLoopback, 0) && listening.listen() && client.connect(kLoopback, listening.localPort());
+  server = listening.accept();
+  EXPECT_TRUE(made && server.setBlocking(false) && server.setSendBuffer(65536));
 }
 
 RemoteControlCallbacks Application::callbacks() {
@@ -18,28 +31,39 @@ RemoteControlCallbacks Application::callbacks() {
       return true;
     };
   };
-  given.status = teller(&Application::status);
+  given.status = [this](RemoteStatusSnapshot& out) {
+    const std::lock_guard lock(mutex);
+    ++asked;
+    out = status;
+    return tellsStatus;
+  };
   given.record = teller(&Application::record);
   given.playback = teller(&Application::playback);
   given.stopHost = [] { return true; };
   return given;
 }
 
-ServerRig::ServerRig() {
+ServerRig::ServerRig(ClientLimits limits)
+    : port(freePort()),
+      context{port,
+              steering,
+              networkPriority,
+              cpuUsage,
+              [this](const std::wstring& line) { lines.push_back(line); },
+              [] {
+                return std::vector<std::wstring>{L"stage-pc", L"stage-pc.lan"};
+              },
+              limits} {
   // Past the readings that only prime, so that the usage stays the same.
   cpuUsage.usage();
   cpuUsage.usage();
 }
 
-ServerContext ServerRig::context(uint16_t onPort) {
-  return {onPort,
-          steering,
-          networkPriority,
-          cpuUsage,
-          [this](const std::wstring& line) { lines.push_back(line); },
-          [] {
-            return std::vector<std::wstring>{L"stage-pc", L"stage-pc.lan"};
-          }};
+void ServerRig::awaitPush() {
+  const auto asked = [](Application& a) { return a.asked; };
+  const int before = change(asked);
+  // The first may have been on its way with the state before.
+  EXPECT_TRUE(Soon([&] { return change(asked) >= before + 2; }));
 }
 
 system::CpuTimeSource ServerRig::fakeTimes() {
@@ -94,9 +118,12 @@ std::string Client::receiveAll(size_t most) {
 }
 
 bool Client::ended() {
-  const auto start = steady_clock::now();
-  receiveAll();
-  return steady_clock::now() - start < kPatience;
+  char scratch[16384];
+  int64_t count = 1;
+  while (count > 0) {
+    count = socket_.receive(scratch, sizeof scratch);
+  }
+  return count == 0;
 }
 
 std::string Exchange(uint16_t port, std::string_view request) {
@@ -141,11 +168,7 @@ std::optional<std::pair<uint8_t, std::string>> WebSocketTester::frame() {
 std::string WebSocketTester::textWith(std::string_view part) {
   skipped.clear();
   const auto end = steady_clock::now() + kPatience;
-  while (steady_clock::now() < end) {
-    auto next = frame();
-    if (!next) {
-      return "connection ended";
-    }
+  for (auto next = frame(); next && steady_clock::now() < end; next = frame()) {
     if (next->first == 0x81 && next->second.find(part) != std::string::npos) {
       return next->second;
     }
@@ -165,6 +188,10 @@ std::string MaskedFrame(uint8_t opcode, std::string_view payload) {
     out.push_back(static_cast<char>(payload[k] ^ static_cast<char>(0x11 * (k % 4 + 1))));
   }
   return out;
+}
+
+std::string RequestFrame(std::string_view members) {
+  return MaskedFrame(1, "{\"type\":\"request\"," + std::string(members) + "}");
 }
 
 }  // namespace tarnwick::remote

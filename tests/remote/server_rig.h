@@ -11,6 +11,7 @@
 
 #include "platform/socket.h"
 #include "remote/server.h"
+#include "support/eventually.h"
 
 namespace tarnwick::remote {
 
@@ -18,9 +19,22 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 inline constexpr uint32_t kLoopback = 0x7F000001;
-inline constexpr milliseconds kPatience{5000};
+// For what happens at once on a machine that has nothing else to do.
+inline constexpr milliseconds kPatience{60'000};
+// No client is given up for being slow, however busy the machine is.
+inline constexpr ClientLimits kPatient{
+    .pause = 10 * kPatience, .exchange = 10 * kPatience, .body = 10 * kPatience, .frame = 10 * kPatience};
 
-uint16_t FreePort();
+inline bool Soon(const std::function<bool()>& holds) {
+  return tests::Eventually(holds, kPatience);
+}
+
+// Two ends of a connection. The server's end has a small buffer and does not wait, as those of the server.
+struct Connection {
+  Connection();
+  platform::Socket client = platform::Socket::Tcp();
+  platform::Socket server;
+};
 
 // What the callbacks tell; changed by the test while the server asks.
 struct Application {
@@ -28,30 +42,34 @@ struct Application {
   RemoteStatusSnapshot status;
   RemoteRecordSnapshot record;
   RemotePlaybackSnapshot playback;
+  bool tellsStatus = true;
+  int asked = 0;  // for the status
 
   RemoteControlCallbacks callbacks();
 };
 
 struct ServerRig {
-  ServerRig();
+  explicit ServerRig(ClientLimits limits = kPatient);
 
   Application application;
   system::CpuSteering steering;
   std::atomic<int32_t> networkPriority{2};
   system::CpuUsageSampler cpuUsage{fakeTimes()};
   std::vector<std::wstring> lines;  // of the log
-  uint16_t port = FreePort();
-  RemoteControlServer server{context(port), application.callbacks()};
+  uint16_t port;
+  ServerContext context;
+  RemoteControlServer server{context, application.callbacks()};
 
-  ServerContext context(uint16_t onPort);
   // One busy processor of two, told anew at every reading, as if each came a second after the one before.
   static system::CpuTimeSource fakeTimes();
   // Under the application's lock.
   template <typename Change>
-  void change(Change apply) {
+  auto change(Change apply) {
     const std::lock_guard lock(application.mutex);
-    apply(application);
+    return apply(application);
   }
+  // Waits until the push thread has seen the state as it is now. While a client is connected and nobody else asks.
+  void awaitPush();
 };
 
 // A connection of a client; every step fails after kPatience.
@@ -96,5 +114,7 @@ class WebSocketTester : public Client {
 
 // A client's frame: masked, final.
 std::string MaskedFrame(uint8_t opcode, std::string_view payload);
+// A request envelope with these members in such a frame.
+std::string RequestFrame(std::string_view members);
 
 }  // namespace tarnwick::remote

@@ -4,6 +4,7 @@
 #include <dirent.h>
 
 #include <cstdint>
+#include <cstdlib>
 #include <fstream>
 #include <memory>
 #include <string>
@@ -13,6 +14,7 @@
 namespace tarnwick::tests {
 
 struct ThreadMask {
+  int id = 0;
   std::string name;
   uint64_t mask = 0;
 };
@@ -25,6 +27,7 @@ inline std::vector<ThreadMask> ThreadMasks(const std::string& process) {
   while (const dirent* entry = directory ? readdir(directory.get()) : nullptr) {
     std::ifstream status(folder + "/" + entry->d_name + "/status");
     ThreadMask thread;
+    thread.id = std::atoi(entry->d_name);
     constexpr std::string_view kName = "Name:\t";
     constexpr std::string_view kAllowed = "Cpus_allowed:\t";
     bool complete = false;
