@@ -13,7 +13,17 @@ namespace {
 
 using std::chrono::milliseconds;
 
-std::wstring grantText(int32_t grant, int32_t value) {
+bool runComplete(const Application& app) {
+  const engine::DeviceSession& session = app.engine.session;
+  const engine::EngineCounters& counters = app.engine.counters;
+  const auto blocks = static_cast<int64_t>(counters.hostCount.load() + counters.skippedBlocks.load());
+  return app.engine.hostRunning.load() &&
+         blocks * session.blockLength >= FramesForSeconds(app.options.seconds, session.sampleRate.load());
+}
+
+}  // namespace
+
+std::wstring GrantText(int32_t grant, int32_t value) {
   switch (static_cast<platform::RealtimeGrant>(grant)) {
     case platform::RealtimeGrant::fifo:
       return L"real-time (SCHED_FIFO " + std::to_wstring(value) + L")";
@@ -27,28 +37,18 @@ std::wstring grantText(int32_t grant, int32_t value) {
   return L"nothing beyond the usual";
 }
 
-bool runComplete(const Application& app) {
-  const engine::DeviceSession& session = app.engine.session;
-  const engine::EngineCounters& counters = app.engine.counters;
-  const auto blocks = static_cast<int64_t>(counters.hostCount.load() + counters.skippedBlocks.load());
-  return app.engine.hostRunning.load() &&
-         blocks * session.blockLength >= FramesForSeconds(app.options.seconds, session.sampleRate.load());
-}
-
-}  // namespace
-
 void TellGrants(Application& app) {
   const engine::GrantedScheduling& granted = app.engine.granted;
   const std::wstring callback = granted.callback.load() < 0
                                     ? L""
-                                    : grantText(granted.callback.load(), granted.callbackValue.load()) +
+                                    : GrantText(granted.callback.load(), granted.callbackValue.load()) +
                                           L", priority level " + std::to_wstring(granted.callbackPriority.load());
   if (callback != app.told.callbackGrant && !callback.empty()) {
     app.log.add(L"Audio thread scheduling granted: " + callback + L".");
   }
   app.told.callbackGrant = callback;
   const std::wstring workers =
-      granted.workers.load() < 0 ? L"" : grantText(granted.workers.load(), granted.workersValue.load());
+      granted.workers.load() < 0 ? L"" : GrantText(granted.workers.load(), granted.workersValue.load());
   if (workers != app.told.workerGrant && !workers.empty()) {
     app.log.add(L"Worker thread scheduling granted: " + workers + L".");
   }

@@ -2,6 +2,7 @@
 // thread.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 namespace tarnwick::app {
@@ -16,6 +17,9 @@ struct Told {
   bool refusedBlocks = false;
 };
 
+// What the system granted a thread that asked for real-time scheduling, a platform::RealtimeGrant, in words: "nice
+// -20".
+std::wstring GrantText(int32_t grant, int32_t value);
 // Says in the log what scheduling the system granted the audio threads, when it has changed.
 void TellGrants(Application& app);
 // Says in the log, once each, that captured audio was lost and that blocks came two at a time.

@@ -39,6 +39,9 @@ struct RemoteControlCallbacks {
   std::function<bool(RemoteStatusSnapshot&)> status;
   std::function<bool(RemoteRecordSnapshot&)> record;
   std::function<bool(RemotePlaybackSnapshot&)> playback;
+  // Without the priority of the server's own threads, which it adds itself.
+  std::function<bool(RemoteGrants&)> grants;
+  std::function<bool(RemoteXruns&)> xruns;
 
   // Folders.
   std::function<bool(const std::wstring& path, FileEntries& entries, std::wstring& resolved, std::wstring& error)>

@@ -1,5 +1,7 @@
 #include "remote/documents.h"
 
+#include <array>
+
 #include "remote/documents_sections.h"
 
 namespace tarnwick::remote {
@@ -41,6 +43,27 @@ std::string PlaybackDocument(const RemotePlaybackSnapshot& playback) {
   text::JsonWriter json(PlaybackBytes(playback));
   WritePlayback(json, playback);
   return json.take();
+}
+
+std::string GrantsDocument(const RemoteGrants& grants) {
+  constexpr std::array<const char*, 4> kThreadGroups{"engine", "record", "playback", "networkUi"};
+  text::JsonWriter json(4 * kSmallBytes + grants.priorities.size() * kSmallBytes);
+  json.open('{').key("processRefused").boolean(grants.processRefused);
+  for (size_t k = 0; k < kThreadGroups.size(); ++k) {
+    json.key(kThreadGroups[k]).open('{').key("running").string(grants.groups[k].running);
+    json.key("refused").boolean(grants.groups[k].refused).close('}');
+  }
+  json.key("priorities").open('[');
+  for (const RemotePriorityGrant& priority : grants.priorities) {
+    json.open('{').key("work").string(priority.work).key("asked").string(priority.asked);
+    json.key("granted").string(priority.granted).key("met").boolean(priority.met).close('}');
+  }
+  return json.close(']').close('}').take();
+}
+
+std::string XrunsDocument(const RemoteXruns& xruns) {
+  text::JsonWriter json(kSmallBytes);
+  return json.open('{').key("count").natural(xruns.count).key("last").string(xruns.last).close('}').take();
 }
 
 std::string FileListDocument(const std::wstring& path, const std::vector<RemotePlaybackFileEntry>& entries) {

@@ -16,6 +16,8 @@ std::string JsonStringUtf8(std::string_view text);
 std::string StatusDocument(const RemoteStatusSnapshot& status);
 std::string RecordDocument(const RemoteRecordSnapshot& record);
 std::string PlaybackDocument(const RemotePlaybackSnapshot& playback);
+std::string GrantsDocument(const RemoteGrants& grants);
+std::string XrunsDocument(const RemoteXruns& xruns);
 std::string FileListDocument(const std::wstring& path, const std::vector<RemotePlaybackFileEntry>& entries);
 
 // {"error":TEXT}

@@ -144,6 +144,33 @@ struct RemotePlaybackSnapshot {
   std::vector<RemotePlaylist> playlists;
 };
 
+// The processors that the threads of one work group run on.
+struct RemoteGroupGrant {
+  std::wstring running;  // "2, 3"; empty when not known
+  bool refused = false;  // the system refused what was chosen
+};
+
+// A priority that threads of the program have asked for.
+struct RemotePriorityGrant {
+  std::wstring work;     // of these threads: "Audio callback"
+  std::wstring asked;    // "Realtime"
+  std::wstring granted;  // "nice -20"
+  bool met = true;       // they have what they asked for
+};
+
+// What the system granted of the choices in the status document.
+struct RemoteGrants {
+  bool processRefused = false;  // the program could not be limited to the processors of its groups
+  std::array<RemoteGroupGrant, system::kSteeringGroups> groups;  // by SteeringGroup; nothing of the other processes
+  std::vector<RemotePriorityGrant> priorities;
+};
+
+// Blocks that were late or lost by the report of the device or its server, since the device was started.
+struct RemoteXruns {
+  uint64_t count = 0;
+  std::wstring last;  // local time of the last report, "14:02:11"; empty before the first
+};
+
 // One entry of a file list.
 struct RemotePlaybackFileEntry {
   std::wstring name;  // of a drive or place: the path to go to

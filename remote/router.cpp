@@ -47,6 +47,17 @@ ApiAnswer snapshotOf(const Call& call) {
   return fill && fill(snapshot) ? ApiAnswer{kOk, document(snapshot)} : unavailable(call);
 }
 
+ApiAnswer grants(const Call& call) {
+  RemoteGrants granted;
+  if (!call.callbacks().grants || !call.callbacks().grants(granted)) {
+    return unavailable(call);
+  }
+  if (call.context.addGrants) {
+    call.context.addGrants(granted);
+  }
+  return {kOk, GrantsDocument(granted)};
+}
+
 template <auto callback>
 ApiAnswer fileList(const Call& call) {
   QueryReader reader(call.request.query);
@@ -124,6 +135,8 @@ constexpr Route kRoutes[] = {
      snapshotOf<&Callbacks::playback, RemotePlaybackSnapshot, PlaybackDocument>},
     {"GET", "/api/record/status", "", L"record snapshot unavailable",
      snapshotOf<&Callbacks::record, RemoteRecordSnapshot, RecordDocument>},
+    {"GET", "/api/cpu-steering/granted", "", L"grants unavailable", grants},
+    {"GET", "/api/device/xruns", "", L"xruns unavailable", snapshotOf<&Callbacks::xruns, RemoteXruns, XrunsDocument>},
     {"GET", "/api/playback/files", "", L"playback file list failed", fileList<&Callbacks::playbackFiles>},
     {"GET", "/api/plugin/files", "", L"plugin file list failed", fileList<&Callbacks::pluginFiles>},
     {"GET", "/api/playback/search", "", L"playback search failed", search},

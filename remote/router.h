@@ -31,6 +31,7 @@ struct RouterContext {
   uint16_t port = 0;                                    // told by "/healthz"
   std::function<void(RemoteStatusSnapshot&)> addUsage;  // processor usage, which the status callback does not know
   std::function<void(const std::string&)> broadcast;    // one text message to all WebSocket clients
+  std::function<void(RemoteGrants&)> addGrants{};       // the server's own threads
 };
 
 // Answers one request. Any thread, several at once; no exception leaves it. Waits as long as the callback does.

@@ -1,6 +1,8 @@
 // Start and stop.
 #include "remote/server.h"
 
+#include <algorithm>
+
 #include "platform/threads.h"
 #include "remote/server_state.h"
 #include "remote/websocket_frames.h"
@@ -47,13 +49,24 @@ void join(std::thread& thread) {
   thread = std::thread();
 }
 
+RemotePriorityGrant networkGrant(const ServerState& server) {
+  const system::Priority& asked = system::PriorityAt(server.context.networkPriority);
+  const int32_t level = server.networkLevel;
+  const auto* granted = std::find_if(system::kPriorities.begin(), system::kPriorities.end(),
+                                     [level](const system::Priority& row) { return row.threadPriority == level; });
+  const bool known = granted != system::kPriorities.end();
+  return {L"Network and pages", asked.name, known ? granted->name : L"level " + std::to_wstring(level),
+          level == asked.threadPriority};
+}
+
 }  // namespace
 
 ServerState::ServerState(ServerContext serverContext, RemoteControlCallbacks serverCallbacks)
     : context(std::move(serverContext)),
       callbacks(std::move(serverCallbacks)),
       router{callbacks, context.port, [this](RemoteStatusSnapshot& status) { AddUsage(*this, status); },
-             [this](const std::string& text) { clients.broadcast(TextFrame(text)); }} {}
+             [this](const std::string& text) { clients.broadcast(TextFrame(text)); },
+             [this](RemoteGrants& grants) { grants.priorities.push_back(networkGrant(*this)); }} {}
 
 void AddUsage(ServerState& server, RemoteStatusSnapshot& status) {
   system::CpuUsage usage = server.context.cpuUsage.usage();
@@ -66,11 +79,11 @@ void AddUsage(ServerState& server, RemoteStatusSnapshot& status) {
 }
 
 void ThreadScheduling::apply() {
-  system::ApplyIfChanged(context_.steering, system::SteeringGroup::networkUi, steering_);
-  const int32_t priority = context_.networkPriority.load(std::memory_order_relaxed);
+  system::ApplyIfChanged(server_.context.steering, system::SteeringGroup::networkUi, steering_);
+  const int32_t priority = server_.context.networkPriority.load(std::memory_order_relaxed);
   if (priority != priority_) {
     priority_ = priority;
-    platform::SetThreadPriorityLevel(system::PriorityAt(priority).threadPriority);
+    server_.networkLevel = platform::SetThreadPriorityLevel(system::PriorityAt(priority).threadPriority);
   }
 }
 

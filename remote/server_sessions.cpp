@@ -28,7 +28,7 @@ constexpr std::chrono::seconds kPeerTimeout{30};  // a phone that left the netwo
 class SessionInput {
  public:
   SessionInput(ServerState& server, WebSocketClient& client, std::string received)
-      : server_(server), client_(client), buffer_(std::move(received)), scheduling_(server.context) {}
+      : server_(server), client_(client), buffer_(std::move(received)), scheduling_(server) {}
 
   bool read(std::span<char> bytes) {
     while (!bytes.empty()) {

@@ -32,6 +32,8 @@ struct ServerState {
 
   std::atomic<bool> running{false};  // every loop looks at it at least every 250 ms
 
+  std::atomic<int32_t> networkLevel{0};  // thread priority granted to the thread that asked last
+
   std::mutex socketMutex;
   platform::Socket tcpSocket;  // replaced while no thread runs; guarded otherwise only against `shut`
   platform::Socket udpSocket;  // the beacon sends under the lock, and not once `running` is false
@@ -71,12 +73,12 @@ void AddUsage(ServerState& server, RemoteStatusSnapshot& status);
 // One thread's processors and priority; belongs to the thread.
 class ThreadScheduling {
  public:
-  explicit ThreadScheduling(const ServerContext& context) : context_(context) {}
+  explicit ThreadScheduling(ServerState& server) : server_(server) {}
   // Applies what has changed since the last call.
   void apply();
 
  private:
-  const ServerContext& context_;
+  ServerState& server_;
   system::ThreadSteering steering_;
   std::optional<int32_t> priority_;
 };

@@ -51,7 +51,7 @@ void sendBeacons(ServerState& server, const std::wstring& serverName) {
 
 void AcceptLoop(ServerState& server) {
   platform::SetThreadName("twk-accept");
-  ThreadScheduling scheduling(server.context);
+  ThreadScheduling scheduling(server);
   while (server.running) {
     scheduling.apply();
     ReapSessions(server);
@@ -69,7 +69,7 @@ void AcceptLoop(ServerState& server) {
 
 void BeaconLoop(ServerState& server) {
   platform::SetThreadName("twk-beacon");
-  ThreadScheduling scheduling(server.context);
+  ThreadScheduling scheduling(server);
   std::wstring serverName = platform::MachineName();
   if (serverName.empty()) {
     serverName = L"Tarnwick";
@@ -85,7 +85,7 @@ void BeaconLoop(ServerState& server) {
 
 void PushLoop(ServerState& server) {
   platform::SetThreadName("twk-push");
-  ThreadScheduling scheduling(server.context);
+  ThreadScheduling scheduling(server);
   Clock::time_point next = Clock::now();
   Pusher pusher(server.clients, server.callbacks, server.router.addUsage, next);
   while (server.running) {

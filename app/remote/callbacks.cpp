@@ -4,6 +4,7 @@
 
 #include "app/plugin_files.h"
 #include "app/power.h"
+#include "app/remote/grants.h"
 #include "app/remote/patches.h"
 #include "app/remote/status.h"
 
@@ -143,6 +144,12 @@ void addStateCallbacks(Application& app, RemoteControlCallbacks& callbacks) {
   callbacks.status = [&app](remote::RemoteStatusSnapshot& status) {
     return platform::SendRecord(app.ui, status, [&app](remote::RemoteStatusSnapshot& record) {
       FillRemoteStatus(app, record);
+      return true;
+    });
+  };
+  callbacks.grants = [&app](remote::RemoteGrants& grants) {
+    return platform::SendRecord(app.ui, grants, [&app](remote::RemoteGrants& record) {
+      FillRemoteGrants(app, record);
       return true;
     });
   };

@@ -202,6 +202,20 @@ const link = {
   },
 };
 
+// Asks for a document every two seconds while the page is seen. take(null) when the program does not have it.
+function keepAsking(path, take) {
+  const ask = async () => {
+    if (!document.hidden && link.connected) {
+      const {ok, status, body} = await link.request('GET', path);
+      if (status !== 0) {
+        take(ok ? body : null);
+      }
+    }
+  };
+  setInterval(ask, 2000);
+  link.on('connection', (connected) => connected && ask());
+}
+
 function stateOf(status) {
   if (!link.connected) {
     return ['lost', status ? 'Connection lost' : link.refusal ? 'Refused' : 'Connecting'];

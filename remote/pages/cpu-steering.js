@@ -11,11 +11,12 @@ class Group {
     this.key = key;
     this.cells = [];
     this.chosen = make('span', {className: 'chosen'});
+    this.granted = make('p', {className: 'granted'});
     this.all = make('button', {type: 'button'}, 'All CPUs');
     this.all.setAttribute('aria-label', `${label}: all CPUs`);
     this.cpus = make('div', {className: 'cpus'});
     this.element = make('section', {className: 'panel', role: 'group', 'aria-label': label},
-        make('div', {className: 'group-head'}, make('h2', {}, label), this.chosen, this.all), this.cpus);
+        make('div', {className: 'group-head'}, make('h2', {}, label), this.chosen, this.all), this.granted, this.cpus);
     // The value is the list of processors as a text, so that equal choices are equal values.
     this.setting = new Setting((text) => this.show(text), (text) => act(this.all, '/api/cpu-steering/config', {
       [`${key}Mask`]: processorsOf(text).reduce((mask, cpu) => mask | (1n << BigInt(cpu)), 0n).toString(),
@@ -69,6 +70,41 @@ class Group {
   }
 }
 
+// How the processors that a group's threads run on compare with the chosen ones: [words, whether they differ].
+function grantOf({running, refused}, chosen, cpuCount) {
+  const [runs, asked] = [processorsOf(running), processorsOf(chosen).filter((cpu) => cpu < cpuCount)];
+  if (runs.length === 0) {
+    return ['', false];
+  }
+  const place = runs.length === cpuCount ? 'all CPUs' : running;
+  if (refused) {
+    return [`The system refused the choice: runs on ${place}`, true];
+  }
+  if (asked.length === 0) {
+    return [runs.length === cpuCount ? `Runs on ${place}` : `Runs on ${place}, the CPUs of the other groups`, false];
+  }
+  return runs.join() === asked.join() ? [`Runs on ${place}`, false] : [`Asked for ${chosen}, runs on ${place}`, true];
+}
+
+// The processors and priorities that the system granted; null when the program does not tell.
+function takeGrants(grants) {
+  for (const group of groups ?? []) {
+    const told = grants?.[group.key];
+    const [words, differs] = told ? grantOf(told, group.setting.known, link.status.cpuSteering.cpuCount) : ['', false];
+    setText(group.granted, words);
+    group.granted.classList.toggle('differs', differs);
+  }
+  byId('process-refused').hidden = !grants?.processRefused;
+  const rows = grants?.priorities ?? [];
+  byId('priorities').hidden = rows.length === 0;
+  const texts = JSON.stringify(rows);
+  if (texts !== takeGrants.shown) {
+    takeGrants.shown = texts;
+    byId('priority-rows').replaceChildren(...rows.flatMap(({work, asked, granted, met}) => [make('dt', {}, work),
+      make('dd', {className: met ? '' : 'differs'}, met ? `${granted}, as asked` : `asked for ${asked}, got ${granted}`)]));
+  }
+}
+
 let groups = null;
 
 link.on('monitor', ({cpuSteering}) => {
@@ -80,4 +116,5 @@ link.on('monitor', ({cpuSteering}) => {
     group.take(cpuSteering);
   }
 });
+keepAsking('/api/cpu-steering/granted', takeGrants);
 startPage();

@@ -170,6 +170,13 @@ if (matchMedia('(max-width: 999px)').matches) {
   }
 }
 
+// Blocks that the device or its server reported as late or lost.
+keepAsking('/api/device/xruns', (xruns) => {
+  const count = xruns?.count ?? 0;
+  byId('late-title').hidden = byId('fact-late').hidden = count === 0;
+  setText(byId('fact-late'), count === 0 ? ''
+      : `${count} late ${count === 1 ? 'block' : 'blocks'} reported by the device, last ${xruns.last}`);
+});
 link.on('monitor', takeStatus);
 link.on('meters', (message) => table.takeMeters(message.instances));
 link.on('connection', (connected) => {

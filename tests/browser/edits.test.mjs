@@ -149,7 +149,7 @@ test('the focus goes on after the last instance was removed and the first one ad
   await program.becomes(({instanceCount}) => instanceCount === 1, 'one left', page);
   await page.locator('#remove').focus();
   await page.keyboard.down('Enter');
-  await until(async () => (await focused()) === 'add', 'the next step has the focus', 3000);
+  await until(async () => (await focused()) === 'add', 'the next step has the focus');
   for (let repeat = 0; repeat < 5; ++repeat) {
     await page.keyboard.down('Enter');
   }

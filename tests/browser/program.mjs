@@ -11,18 +11,17 @@ import {chromium} from 'playwright-core';
 const root = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '../..');
 export const programPath = process.env.TARNWICK ?? path.join(root, 'build/linux-release/tarnwick');
 
-// Waits until check() gives something; fails with its last answer.
-export async function until(check, what, milliseconds = 5000) {
-  const end = Date.now() + milliseconds;
-  let last;
-  do {
-    last = await check();
-    if (last) {
-      return last;
+const kPatience = 60000;  // ms for what happens at once on a machine that has nothing else to do
+
+// Waits until check() gives something, and gives it on.
+export async function until(check, what) {
+  for (const end = Date.now() + kPatience; Date.now() < end; await pause(40)) {
+    const answer = await check();
+    if (answer) {
+      return answer;
     }
-    await pause(40);
-  } while (Date.now() < end);
-  throw new Error(`not within ${milliseconds} ms: ${what}`);
+  }
+  throw new Error(`not within ${kPatience} ms: ${what}`);
 }
 
 function freePort() {
@@ -62,7 +61,7 @@ export class Program {
     }
     this.process.once('error', (fault) => this.output += fault);
     try {
-      await until(() => this.get('/healthz').then(() => true, () => false), 'the program answers', 15000);
+      await until(() => this.get('/healthz').then(() => true, () => false), 'the program answers');
     } catch (fault) {
       this.process.kill('SIGKILL');
       throw new Error(`${fault.message}\n${this.output}`);
@@ -101,7 +100,7 @@ export async function startBrowser() {
   browser = await chromium.launch({
     executablePath: process.env.CHROMIUM ?? '/usr/bin/chromium',
     args: ['--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run', '--disable-background-networking',
-           '--disable-component-update', '--disable-sync'],
+           '--disable-component-update', '--disable-sync', '--host-resolver-rules=MAP *.example 127.0.0.1'],
   });
 }
 
@@ -110,7 +109,7 @@ export const stopBrowser = () => browser?.close();
 // A page that is connected. What went wrong in it is in `faults`.
 export async function openPage(program, where, viewport = {width: 1440, height: 900}, more = {}) {
   const page = await browser.newPage({viewport, ...more});
-  page.setDefaultTimeout(8000);
+  page.setDefaultTimeout(kPatience);
   page.faults = [];
   page.on('pageerror', (fault) => page.faults.push(fault.message));
   page.on('console', (line) => ['error', 'warning'].includes(line.type()) && page.faults.push(line.text()));
@@ -120,8 +119,8 @@ export async function openPage(program, where, viewport = {width: 1440, height: 
   return page;
 }
 
-// Presses a button by mouse, or by a key, until the page has counted its second, or for less.
-export async function hold(page, selector, {key, milliseconds} = {}) {
+// Presses a button by mouse, or by a key, until the page has counted its second.
+export async function hold(page, selector, {key} = {}) {
   const target = page.locator(selector);
   if (key) {
     await target.focus();
@@ -132,10 +131,16 @@ export async function hold(page, selector, {key, milliseconds} = {}) {
     await target.hover();
     await page.mouse.down();
   }
-  await (milliseconds ? pause(milliseconds)
-                      : until(() => target.evaluate((one) => !one.classList.contains('held')), `${selector} is held`));
+  await until(() => target.evaluate((one) => !one.classList.contains('held')), `${selector} is held`);
   await (key ? page.keyboard.up(key) : page.mouse.up());
 }
+
+// A press that ends as it begins: the page's clock has no time to run between.
+export const tap = (page, selector) => page.locator(selector).evaluate((button) => {
+  for (const type of ['pointerdown', 'pointerup', 'click']) {
+    button.dispatchEvent(new PointerEvent(type, {bubbles: true, detail: 1, pointerType: 'mouse'}));
+  }
+});
 
 export const note = (page) => page.locator('.note').allTextContents().then((texts) => texts.join('\n'));
 export {pause};

@@ -121,6 +121,12 @@ TEST(Documents, HaveTheirMembersInOrder) {
       {StatusDocument(status), "{" + members + "}"},
       {RecordDocument(record), recordText},
       {PlaybackDocument(playback), playbackText},
+      {GrantsDocument(
+           {true, {{{L"2, 3", true}, {}, {}, {L"0", false}, {}}}, {{L"Workers", L"High", L"nice -5", false}}}),
+       R"({"processRefused":true,"engine":{"running":"2, 3","refused":true},"record":{"running":"","refused":false},)"
+       R"("playback":{"running":"","refused":false},"networkUi":{"running":"0","refused":false},"priorities":[)"
+       R"({"work":"Workers","asked":"High","granted":"nice -5","met":false}]})"},
+      {XrunsDocument({3, L"14:02:11"}), R"({"count":3,"last":"14:02:11"})"},
       {FileListDocument(L"/m", {{L"C:\\", true, true}, {L"a", false, false}}),
        R"({"path":"/m","entries":[{"name":"C:\\","isDirectory":true,"isDrive":true},)"
        R"({"name":"a","isDirectory":false,"isDrive":false}]})"},

@@ -69,18 +69,18 @@ struct FakeApplication {
 
   FakeApplication() {
     using C = RemoteControlCallbacks;
-    record("status", &C::status, "record", &C::record, "playback", &C::playback, "playbackFiles", &C::playbackFiles,
-           "pluginFiles", &C::pluginFiles, "search", &C::playbackSearch, "host", &C::hostConfig, "steering",
-           &C::cpuSteering, "audio", &C::audioConfig, "instance", &C::instance, "channel", &C::recordChannel,
-           "startHost", &C::startHost, "stopHost", &C::stopHost, "startAsio", &C::startAsio, "refreshAsio",
-           &C::refreshAsio, "stopAsio", &C::stopAsio, "reboot", &C::reboot, "shutdown", &C::shutdown, "openCpuSteering",
-           &C::openCpuSteering, "openRecord", &C::openRecord, "openPlayback", &C::openPlayback, "addInstance",
-           &C::addInstance, "removeLastInstance", &C::removeLastInstance, "toggleBypassAll", &C::toggleBypassAll,
-           "toggleTestSignalAll", &C::toggleTestSignalAll, "toggleRecord", &C::toggleRecord, "addPath", &C::addPath,
-           "addPaths", &C::addPaths, "mode", &C::playMode, "volume", &C::playbackVolume, "normalize",
-           &C::playbackNormalize, "waveform", &C::playbackWaveform, "outputs", &C::playbackOutputs, "fades",
-           &C::playbackFades, "tab", &C::playbackTab, "item", &C::playbackItem, "seek", &C::playbackSeek, "control",
-           &C::playbackControl);
+    record("status", &C::status, "record", &C::record, "playback", &C::playback, "grants", &C::grants, "xruns",
+           &C::xruns, "playbackFiles", &C::playbackFiles, "pluginFiles", &C::pluginFiles, "search", &C::playbackSearch,
+           "host", &C::hostConfig, "steering", &C::cpuSteering, "audio", &C::audioConfig, "instance", &C::instance,
+           "channel", &C::recordChannel, "startHost", &C::startHost, "stopHost", &C::stopHost, "startAsio",
+           &C::startAsio, "refreshAsio", &C::refreshAsio, "stopAsio", &C::stopAsio, "reboot", &C::reboot, "shutdown",
+           &C::shutdown, "openCpuSteering", &C::openCpuSteering, "openRecord", &C::openRecord, "openPlayback",
+           &C::openPlayback, "addInstance", &C::addInstance, "removeLastInstance", &C::removeLastInstance,
+           "toggleBypassAll", &C::toggleBypassAll, "toggleTestSignalAll", &C::toggleTestSignalAll, "toggleRecord",
+           &C::toggleRecord, "addPath", &C::addPath, "addPaths", &C::addPaths, "mode", &C::playMode, "volume",
+           &C::playbackVolume, "normalize", &C::playbackNormalize, "waveform", &C::playbackWaveform, "outputs",
+           &C::playbackOutputs, "fades", &C::playbackFades, "tab", &C::playbackTab, "item", &C::playbackItem, "seek",
+           &C::playbackSeek, "control", &C::playbackControl);
   }
 
  private:
@@ -110,6 +110,8 @@ struct FakeApplication {
   void fill(RemoteControlCallbacks::FileEntries& entries) { entries.push_back({L"a.wav", false, false}); }
   void fill(RemoteSeek& reached) { reached = {L"a.wav", 1.5, 60.0}; }
   void fill(RemoteRecordSnapshot&) {}
+  void fill(RemoteGrants&) {}
+  void fill(RemoteXruns&) {}
   void fill(RemotePlaybackSnapshot&) {}
 };
 

@@ -2,11 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <limits>
-
 #include "remote/fake_callbacks.h"
 #include "remote/http_query.h"
-#include "remote/patch_parser.h"
 
 namespace tarnwick::remote {
 namespace {
@@ -16,7 +13,10 @@ struct RouterClient {
   std::string broadcasts;
   RouterContext context{application.callbacks, 20831,
                         [](RemoteStatusSnapshot& status) { status.cpuUsagePercent = 12.5f; },
-                        [this](const std::string& text) { broadcasts += text; }};
+                        [this](const std::string& text) { broadcasts += text; },
+                        [](RemoteGrants& grants) {
+                          grants.priorities.push_back({L"Network", L"High", L"High"});
+                        }};
 
   // `target` as in a request line.
   std::string ask(std::string_view method, std::string_view target, std::string_view body = "") {
@@ -33,16 +33,30 @@ std::string errorAnswer(int status, const std::string& text) {
 
 enum class Words { own, callback };  // which a refusal is told in when the callback explains it
 
-struct ActionCase {
+struct RouteCase {
   std::string target;
   const char* called;
-  const char* action;
-  const char* error = "";  // empty: it can only be that nobody takes it over
+  std::string gives;       // an action's name, or a document's beginning
+  std::string error = {};  // empty: it can only be that nobody takes it over
   Words words = Words::own;
   const char* body = "";
 };
 
-const ActionCase kActions[] = {
+const RouteCase kReads[] = {
+    {"/api/status", "status", R"({"service":"Tarnwick","running")", "snapshot unavailable"},
+    {"/api/record/status", "record", R"({"windowOpen":false,"recordRunning")", "record snapshot unavailable"},
+    {"/api/playback/status", "playback", R"({"windowOpen":false,"loaded")", "playback snapshot unavailable"},
+    {"/api/cpu-steering/granted", "grants", R"({"processRefused":false,"engine":)", "grants unavailable"},
+    {"/api/device/xruns", "xruns", R"({"count":0,"last":""})", "xruns unavailable"},
+    {"/api/playback/files?path=/m", "playbackFiles /m", R"({"path":"","entries":[{"name":"a.wav")",
+     "playback file list failed", Words::callback},
+    {"/api/plugin/files", "pluginFiles ", R"({"path":"","entries":[{"name":"a.wav")", "plugin file list failed",
+     Words::callback},
+    {"/api/playback/search?root=/m&q=b", "search /m b", R"({"path":"/m","entries":[{"name":"a.wav")",
+     "playback search failed"},
+};
+
+const RouteCase kActions[] = {
     {"/api/host/start", "startHost", "start", "host start failed", Words::callback},
     {"/api/host/stop", "stopHost", "stop"},
     {"/api/asio/refresh", "refreshAsio", "asio-refresh"},
@@ -72,7 +86,7 @@ const ActionCase kActions[] = {
      "record-config", "record config failed"},
     {"/api/instances/126/config?name=A\tb&inputChannel=-1&outputChannel=7&inputGainDb=-6.5&outputGainDb=1e1&"
      "firstParamPercent=33&bypassEnabled=true&testSignalEnabled=false",
-     "instance 126 Ab -1 7 -6.5 10 33 true false", "patch-instance\",\"index\":126", "instance patch rejected"},
+     "instance 126 Ab -1 7 -6.5 10 33 true false", "patch-instance\",\"index\":126}", "instance patch rejected"},
     {"/api/playback/add-path?path=/m/a.wav", "addPath /m/a.wav", "playback-add-path", "playback add path failed",
      Words::callback},
     {"/api/playback/add-paths", "addPaths a.wav \xC3\xB6\xF0\x9F\x8E\xB8", "playback-add-paths",
@@ -88,28 +102,37 @@ const ActionCase kActions[] = {
      Words::callback},
 };
 
-TEST(Router, ActionsAreHandedOnAndAnswered) {
-  for (const ActionCase& c : kActions) {
-    RouterClient client;
-    std::string accepted = std::string("202 {\"accepted\":true,\"action\":\"") + c.action;
-    accepted += accepted.ends_with("126") ? "}" : "\"}";
-    EXPECT_EQ(client.ask("POST", c.target, c.body), accepted);
-    EXPECT_EQ(client.application.calls, c.called) << c.target;
-    EXPECT_EQ(client.ask("GET", c.target, c.body), errorAnswer(404, "not found")) << c.target;
-    EXPECT_EQ(client.application.calls, "");
+void expectRoute(const char* method, const RouteCase& c) {
+  const bool reads = method == std::string("GET");
+  RouterClient client;
+  const auto ask = [&] { return client.ask(method, c.target, c.body); };
+  const std::string begins = reads ? "200 " + c.gives : "202 {\"accepted\":true,\"action\":\"" + c.gives;
+  EXPECT_TRUE(ask().starts_with(begins)) << c.target;
+  EXPECT_EQ(client.application.calls, c.called) << c.target;
+  EXPECT_EQ(client.ask(reads ? "POST" : "GET", c.target, c.body), errorAnswer(404, "not found")) << c.target;
+  EXPECT_EQ(client.application.calls, "");
 
-    const std::string error = c.error;
-    const std::string refused = error.empty() ? errorAnswer(503, "action unavailable")
-                                              : errorAnswer(error == "snapshot unavailable" ? 503 : 400, error);
-    client.application.answer = false;
-    EXPECT_EQ(client.ask("POST", c.target, c.body), refused);
-    client.application.text = L"say \"why\"";
-    EXPECT_EQ(client.ask("POST", c.target, c.body),
-              c.words == Words::callback ? errorAnswer(400, "say \\\"why\\\"") : refused);
-    client.application.callbacks = {};
-    EXPECT_EQ(client.ask("POST", c.target, c.body), error.empty() ? accepted : refused);
+  const std::string refused = c.error.empty() ? errorAnswer(503, "action unavailable")
+                                              : errorAnswer(c.error.ends_with("unavailable") ? 503 : 400, c.error);
+  client.application.answer = false;
+  EXPECT_EQ(ask(), refused);
+  client.application.text = L"say \"why\"";
+  EXPECT_EQ(ask(), c.words == Words::callback ? errorAnswer(400, "say \\\"why\\\"") : refused);
+  client.application.callbacks = {};
+  EXPECT_TRUE(ask().starts_with(c.error.empty() ? begins : refused)) << c.target;
+}
+
+TEST(Router, RequestsAreHandedOnAndAnswered) {
+  for (const RouteCase& c : kReads) {
+    expectRoute("GET", c);
+  }
+  for (const RouteCase& c : kActions) {
+    expectRoute("POST", c);
   }
   RouterClient client;
+  EXPECT_NE(client.ask("GET", "/api/status").find("\"cpuUsagePercent\":12.5,"), std::string::npos);
+  EXPECT_NE(client.ask("GET", "/api/cpu-steering/granted").find("[{\"work\":\"Network\""), std::string::npos);
+  EXPECT_EQ(client.ask("POST", "/api/host/stop"), "202 {\"accepted\":true,\"action\":\"stop\"}");
   client.application.refused = "startAsio";
   EXPECT_EQ(client.ask("POST", "/api/asio/start"), errorAnswer(503, "action unavailable"));
   client.application.callbacks.stopHost = []() -> bool { throw 1; };
@@ -123,43 +146,6 @@ TEST(Router, ActionsAreHandedOnAndAnswered) {
   }
 }
 
-TEST(Router, ReadsAreAnsweredWithDocuments) {
-  struct Case {
-    std::string target;
-    const char* called;
-    std::string begins;
-    int status;  // of a refusal
-    std::string error;
-    std::string explained = error;  // the error when the callback fills "why"
-  };
-  const Case cases[] = {
-      {"/api/status", "status", R"({"service":"Tarnwick","running")", 503, "snapshot unavailable"},
-      {"/api/record/status", "record", R"({"windowOpen":false,"recordRunning")", 503, "record snapshot unavailable"},
-      {"/api/playback/status", "playback", R"({"windowOpen":false,"loaded")", 503, "playback snapshot unavailable"},
-      {"/api/playback/files?path=/m", "playbackFiles /m", R"({"path":"why","entries":[{"name":"a.wav")", 400,
-       "playback file list failed", "why"},
-      {"/api/plugin/files", "pluginFiles ", R"({"path":"why","entries":[{"name":"a.wav")", 400,
-       "plugin file list failed", "why"},
-      {"/api/playback/search?root=/m&q=b", "search /m b", R"({"path":"/m","entries":[{"name":"a.wav")", 400,
-       "playback search failed"},
-  };
-  for (const Case& c : cases) {
-    RouterClient client;
-    client.application.text = L"why";
-    const std::string answer = client.ask("GET", c.target);
-    EXPECT_TRUE(answer.starts_with("200 " + c.begins)) << answer;
-    EXPECT_EQ(client.application.calls, c.called);
-    EXPECT_EQ(client.ask("POST", c.target), errorAnswer(404, "not found"));
-    client.application.answer = false;
-    EXPECT_EQ(client.ask("GET", c.target), errorAnswer(c.status, c.explained));
-    client.application.text.clear();
-    EXPECT_EQ(client.ask("GET", c.target), errorAnswer(c.status, c.error));
-    client.application.callbacks = {};
-    EXPECT_EQ(client.ask("GET", c.target), errorAnswer(c.status, c.error));
-  }
-  EXPECT_NE(RouterClient().ask("GET", "/api/status").find("\"cpuUsagePercent\":12.5,"), std::string::npos);
-}
-
 TEST(Router, RequestsThatAreRefusedReachNobody) {
   const std::string notFound = errorAnswer(404, "not found");
   const std::string host = errorAnswer(400, "host config patch rejected");
@@ -167,7 +153,7 @@ TEST(Router, RequestsThatAreRefusedReachNobody) {
   const std::string audio = errorAnswer(400, "audio config patch rejected");
   const std::string instance = errorAnswer(400, "instance patch rejected");
   const std::string tooLong(4097, 'a');
-  const std::string deep(1'000'000, '[');
+  const std::string deep(200'000, '[');
   struct Case {
     std::string method, target, answer, body = {};
   };
@@ -208,7 +194,7 @@ TEST(Router, RequestsThatAreRefusedReachNobody) {
   };
   for (const std::string& body :
        {"{\"paths\":" + deep, deep + std::string(deep.size(), ']'), "{\"paths\":[\"" + tooLong + "\"]}",
-        std::string(5'000'000, ' ') + R"({"paths":["a"]})", std::string("{}"), std::string(R"({"paths":"a"})"),
+        std::string(4'300'000, ' ') + R"({"paths":["a"]})", std::string("{}"), std::string(R"({"paths":"a"})"),
         std::string(R"({"paths":["a",1]})"), std::string(R"({"paths":["\ud800"]})")}) {
     cases.push_back({"POST", "/api/playback/add-paths", errorAnswer(400, "playback add paths failed"), body});
   }
@@ -219,22 +205,8 @@ TEST(Router, RequestsThatAreRefusedReachNobody) {
   }
 }
 
-// The application brings a value into its range, however far outside it is.
-TEST(Router, GainsMayBeOfAnySize) {
-  constexpr double kLargest = std::numeric_limits<double>::max();
-  const std::string zeros(400, '0');
-  const std::pair<std::string, double> cases[] = {
-      {"-1E+400", -kLargest},     {"1e99999999999999999999", kLargest}, {"0." + zeros + "1e900", kLargest},
-      {"-0." + zeros + "1", 0.0}, {"1" + zeros + "e-900", 0.0},         {"0e400", 0.0},
-  };
-  for (const auto& [text, expected] : cases) {
-    const auto patch = ParseInstancePatch({{"inputGainDb", text}});
-    ASSERT_TRUE(patch) << text;
-    EXPECT_EQ(patch->inputGainDb, expected) << text;
-  }
-}
-
-TEST(Router, NamesAreCutAtACharacterAndPathsAreNot) {
+// The application brings a gain into its range, however far outside it is.
+TEST(Router, NamesAreCutAtACharacterAndPathsAndGainsAreNot) {
   std::string guitars;
   for (int k = 0; k < 4096; ++k) {  // as long as a text may be
     guitars += "\xF0\x9F\x8E\xB8";
@@ -242,6 +214,8 @@ TEST(Router, NamesAreCutAtACharacterAndPathsAreNot) {
   RouterClient client;
   client.ask("POST", "/api/instances/0/config?name=\x01" + guitars.substr(0, 800));
   EXPECT_EQ(client.application.calls, "instance 0 " + guitars.substr(0, 128 * 4) + " - - - - - - -");
+  client.ask("POST", "/api/instances/0/config?inputGainDb=-1E%2B400&outputGainDb=0." + std::string(400, '0') + "1e900");
+  EXPECT_EQ(client.application.calls, "instance 0 - - - -1.79769e+308 1.79769e+308 - - -");
   client.ask("POST", "/api/playback/add-path?path=" + guitars);
   EXPECT_EQ(client.application.calls, "addPath " + guitars);
 }
