@@ -45,8 +45,8 @@ std::wstring nodeName() {
 }
 
 std::string settingsText(const std::wstring& path) {
-  constexpr size_t kMostBytes = size_t{1} << 20;
-  return ReadWholeFile(path, kMostBytes).bytes;
+  constexpr size_t kMostSettingsBytes = size_t{1} << 20;
+  return ReadWholeFile(path, kMostSettingsBytes).bytes;
 }
 
 }  // namespace
