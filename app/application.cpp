@@ -27,6 +27,7 @@ Application::Application(Options programOptions, Surface programSurface, const s
       device(*this),
       engine(steering),
       host(engine, MakeHostUi(*this)) {
+  engine.totalsWanted = options.seconds > 0.0;
   if (options.virtualDevice.clock == sound::VirtualClock::fast) {
     // A clock that never waits has no deadlines, and at a raised priority it would keep a processor from all others.
     engine.mmcssEnabled = false;

@@ -117,9 +117,9 @@ bool StartAsio(Engine& engine, const AudioBackEnd& backEnd, const SessionRequest
   hooks.resetTiming = [&engine] { ResetTiming(engine); };
   hooks.prepareMeters = [&engine](int32_t blockLength, double rate) {
     engine.pink.block.assign(static_cast<size_t>(blockLength), 0.0f);
-    engine.instanceMeters.prepare(rate);
-    engine.inputMeters.prepare(rate);
-    engine.outputMeters.prepare(rate);
+    engine.instanceMeters.prepare(rate, blockLength);
+    engine.inputMeters.prepare(rate, blockLength);
+    engine.outputMeters.prepare(rate, blockLength);
   };
   std::wstring failure;
   if (!OpenSession(engine.session, backEnd, request, hooks, &failure)) {

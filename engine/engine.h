@@ -61,7 +61,7 @@ struct Engine {
   MeterBank instanceMeters{kMaximumInstances};
   MeterBank inputMeters{kMeteredChannels};
   MeterBank outputMeters{kMeteredChannels};
-  std::vector<ChannelTotals> outputTotals;  // one per metered output; callback writes while the host runs
+  std::vector<ChannelTotals> outputTotals;  // one per metered output; callback writes while the host runs, if wanted
   InstanceTable instances{instanceMeters};
   PinkNoise pink;
   EngineCounters counters;
@@ -76,6 +76,7 @@ struct Engine {
   std::atomic<bool> hostRunning{false};
   std::atomic<bool> hostStopping{false};
   std::atomic<bool> meteringEnabled{false};  // never switched off again
+  std::atomic<bool> totalsWanted{false};     // a closing summary was asked for: outputTotals are kept
   std::atomic<bool> glitchesArmed{false};
   std::atomic<bool> testSignalAll{false};
   std::atomic<int64_t> hostStartTimestamp{-1};  // counter ticks

@@ -138,6 +138,7 @@ void FeedOutputMeters(Engine& engine, int32_t half, int32_t n, bool intoTotals) 
   if (!engine.meteringEnabled.load(std::memory_order_relaxed)) {
     return;
   }
+  const bool totalling = intoTotals && engine.totalsWanted.load(std::memory_order_relaxed);
   engine.outputMeters.adoptRate(engine.session.sampleRate.load(std::memory_order_relaxed));
   const MeterWindow& window = engine.outputMeters.window();
   const int32_t channels = std::min(engine.session.numOutputs, kMeteredChannels);
@@ -150,7 +151,7 @@ void FeedOutputMeters(Engine& engine, int32_t half, int32_t n, bool intoTotals) 
     ChannelTotals& totals = engine.outputTotals[static_cast<size_t>(k)];
     forChannel(OutputType(engine.session, k), buffer, n, [&](const float* samples, int32_t count) {
       const double squares = FeedRing(ring, window, samples, count);
-      if (intoTotals) {
+      if (totalling) {
         totals.squares += squares;
         totals.peak = std::max(totals.peak, sound::PeakOfBlock(samples, count));
         totals.frames += count;

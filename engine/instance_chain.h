@@ -18,7 +18,7 @@ void SumInstance(Engine& engine, const InstanceSlot& slot, int32_t half, int32_t
 void ClearOutputs(Engine& engine, int32_t half, int32_t n) noexcept;
 
 // Feed the channel meters of the first kMeteredChannels channels while metering is on; `intoTotals` adds the outputs to
-// the totals since the host started as well.
+// the totals since the host started as well, where these are wanted.
 void FeedInputMeters(Engine& engine, int32_t half, int32_t n) noexcept;
 void FeedOutputMeters(Engine& engine, int32_t half, int32_t n, bool intoTotals) noexcept;
 

@@ -11,13 +11,16 @@ void MultiplyBlock(float* data, float gain, int32_t n) noexcept;
 // out[k] = clamp(out[k] + in[k], -1, +1), where a sample of `in` that is not a number counts as 0.
 void AddClampedBlock(float* out, const float* in, int32_t n) noexcept;
 
-// Sums of squares of a block that enters a ring and of the samples that it overwrites there, in double precision.
-struct RingSums {
-  double entering = 0.0;
-  double leaving = 0.0;
+// Sum of the squares of a block, in double precision; every square is exact.
+double SumOfSquares(const float* in, int32_t n) noexcept;
+// The forms that SumOfSquares chooses from: for every processor, and for one with wider vectors; null where this is
+// none.
+using SumForm = double (*)(const float* in, int32_t n) noexcept;
+struct SumForms {
+  SumForm narrow = nullptr;
+  SumForm wide = nullptr;
 };
-// Adds up both and copies `in` over `ring`. The two do not overlap.
-RingSums ExchangeSquares(float* ring, const float* in, int32_t n) noexcept;
+SumForms SumOfSquaresForms() noexcept;
 
 // Largest magnitude of a block; samples that are not numbers are left out.
 float PeakOfBlock(const float* in, int32_t n) noexcept;

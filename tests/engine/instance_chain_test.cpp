@@ -63,6 +63,16 @@ TEST(InstanceChain, MeterFollowsTheGainedInput) {
   rig.device.fillInput(0, 1.0f);
   rig.device.runBlock();
   EXPECT_NEAR(slot.meterDb, -6.02f, 0.01f);
+  rig.device.fillInput(0, 0.5f);
+  for (const auto& [rate, window] : {std::pair(96000.0, 9600), {48000.0, 4800}, {48000.0, 4800}}) {
+    rig.device.callbacks.sampleRateDidChange(rig.device.callbacks.context, rate);
+    rig.device.runBlock();
+    EXPECT_NEAR(slot.meterDb, -12.04f, 0.01f) << "from the first block at the new rate on";
+    for (const MeterBank* bank : {&rig.engine.instanceMeters, &rig.engine.inputMeters, &rig.engine.outputMeters}) {
+      EXPECT_EQ(bank->window().length, window);
+      EXPECT_EQ(bank->ring(0).fillCount, 64);
+    }
+  }
   rig.device.fillInput(0, 0.0f);
   for (int block = 0; block < 160; ++block) {
     rig.device.runBlock();
@@ -76,6 +86,33 @@ TEST(InstanceChain, MeterFollowsTheGainedInput) {
   slot.config.inputChannel = 0;
   rig.device.runBlock();
   EXPECT_EQ(slot.meterDb, -100.0f) << "metering off";
+}
+
+// Blocks of integers are metered in pieces of 256 samples.
+TEST(InstanceChain, ChannelMetersHearTheWholeBlock) {
+  constexpr int32_t kLength = 600;
+  for (const int32_t type : {platform::kInt24LSB, platform::kFloat32LSB}) {
+    RunningRig rig(type, kLength);
+    rig.addInstance(0, 0);
+    std::vector<float> block(kLength);
+    std::fill(block.begin() + 256, block.begin() + 512, 0.25f);
+    std::fill(block.begin() + 512, block.end(), -0.5f);
+    for (auto& half : rig.device.inputBytes) {
+      sound::WriteBlock(type, half[0].data(), block.data(), kLength);
+    }
+    rig.device.runBlock();
+    const double squares = 256 * 0.0625 + 88 * 0.25;
+    const double level = 10.0 * std::log10(squares / kLength);
+    EXPECT_NEAR(RingLevelDb(rig.engine.inputMeters.ring(0)), level, 1e-4) << "type " << type;
+    EXPECT_NEAR(RingLevelDb(rig.engine.outputMeters.ring(0)), level, 1e-4) << "type " << type;
+    const ChannelTotals& totals = rig.engine.outputTotals[0];
+    EXPECT_EQ(totals.frames, 0) << "nobody wants them";
+    rig.engine.totalsWanted = true;
+    rig.device.runBlock();
+    EXPECT_EQ(totals.frames, kLength) << "type " << type;
+    EXPECT_EQ(totals.peak, 0.5f) << "type " << type;
+    EXPECT_NEAR(totals.squares, squares, 1e-9) << "type " << type;
+  }
 }
 
 TEST(InstanceChain, PinkSignalReplacesTheInput) {
