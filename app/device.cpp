@@ -85,7 +85,8 @@ void RefreshDevices(Application& app) {
   if (list.selected.empty()) {
     list.selected = app.device.wanted;  // one that was off may be on again
   }
-  engine::RefreshDeviceList(app.engine, app.device.backEnd, list, app.host.ui, mainWindow(app));
+  engine::RefreshDeviceList(app.engine, app.device.backEnd, list, app.preferences.sampleRate, app.host.ui,
+                            mainWindow(app));
   app.changed(Changed::state);
 }
 

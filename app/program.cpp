@@ -32,7 +32,7 @@ int listDevices(Application& app) {
   // The list's own status lines are not part of the answer.
   engine::HostUi quiet = app.host.ui;
   quiet.log = [](const std::wstring&) {};
-  engine::RefreshDeviceList(app.engine, app.device.backEnd, app.device.list, quiet);
+  engine::RefreshDeviceList(app.engine, app.device.backEnd, app.device.list, app.preferences.sampleRate, quiet);
   for (const std::wstring& device : app.device.list.devices) {
     app.surface.print(device + L"\n");
   }

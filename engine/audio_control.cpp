@@ -23,10 +23,11 @@ bool isOwn(const AudioBackEnd& backEnd, const std::wstring& name) {
   return std::find(backEnd.ownDevices.begin(), backEnd.ownDevices.end(), name) != backEnd.ownDevices.end();
 }
 
-bool deviceAnswers(const AudioBackEnd& backEnd, const std::wstring& name, void* systemReference) {
+bool deviceAnswers(const AudioBackEnd& backEnd, const std::wstring& name, double sampleRate, void* systemReference) {
   const std::unique_ptr<AudioDriver> driver = backEnd.loadAsioDriver(name);
   AudioInitRequest init;
   init.systemReference = systemReference;
+  init.sampleRate = sampleRate;
   if (!driver || driver->ASIOInit(init) != ASE_OK) {
     return false;
   }
@@ -63,8 +64,8 @@ bool Refuse(const HostUi& ui, const std::wstring& text, std::wstring* error, boo
   return false;
 }
 
-void RefreshDeviceList(Engine& engine, const AudioBackEnd& backEnd, DeviceList& list, const HostUi& ui,
-                       void* systemReference) {
+void RefreshDeviceList(Engine& engine, const AudioBackEnd& backEnd, DeviceList& list, double sampleRate,
+                       const HostUi& ui, void* systemReference) {
   const std::wstring remembered = list.selected;
   list = DeviceList{};
   std::vector<std::wstring> names = backEnd.asioGetDriverNames();
@@ -75,7 +76,7 @@ void RefreshDeviceList(Engine& engine, const AudioBackEnd& backEnd, DeviceList& 
   size_t installed = 0;
   size_t online = 0;
   for (const std::wstring& name : names) {
-    const bool answers = sessionUses(engine, name) || deviceAnswers(backEnd, name, systemReference);
+    const bool answers = sessionUses(engine, name) || deviceAnswers(backEnd, name, sampleRate, systemReference);
     if (answers) {
       list.devices.push_back(name);
     }

@@ -19,9 +19,10 @@ struct DeviceList {
 
 // Lists the drivers and keeps those whose device answers; the driver of a running session is not probed. The selection
 // is kept when its device is still there (compared without regard to case).
+// `sampleRate`: the one that a session would ask for; a device may answer at some rates only.
 // `systemReference`: the main window where there is one.
-void RefreshDeviceList(Engine& engine, const platform::AudioBackEnd& backEnd, DeviceList& list, const HostUi& ui,
-                       void* systemReference = nullptr);
+void RefreshDeviceList(Engine& engine, const platform::AudioBackEnd& backEnd, DeviceList& list, double sampleRate,
+                       const HostUi& ui, void* systemReference = nullptr);
 
 // Opens and starts the device ("ASIO Start"). Does nothing and succeeds when the session runs already.
 bool StartAsio(Engine& engine, const platform::AudioBackEnd& backEnd, const SessionRequest& request, const HostUi& ui,

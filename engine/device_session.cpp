@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstring>
 #include <cwchar>
 #include <string>
@@ -99,13 +100,18 @@ bool openSteps(DeviceSession& session, const AudioBackEnd& backEnd, const Sessio
     failure = L"Select an ASIO device.";
     return false;
   }
+  const double rate = request.sampleRate > 1.0 ? request.sampleRate : kFallbackRate;
+  if (rate > kHighestSampleRate) {
+    failure = L"The sample rate is too high: " + std::to_wstring(std::llround(kHighestSampleRate)) +
+              L" Hz is the highest. Choose a lower one.";
+    return false;
+  }
   failure = L"ASIO loadDriver failed for: " + request.deviceName;
   session.currentDriver = backEnd.loadAsioDriver(request.deviceName);
   if (!session.currentDriver) {
     return false;
   }
   session.deviceName = request.deviceName;
-  const double rate = request.sampleRate > 1.0 ? request.sampleRate : kFallbackRate;
   AudioInitRequest init;
   init.systemReference = request.systemReference;
   init.sampleRate = rate;

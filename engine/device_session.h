@@ -12,13 +12,12 @@
 
 #include "engine/callback_epoch.h"
 #include "platform/audio/audio_driver.h"
+#include "platform/session_limits.h"
 
 namespace tarnwick::engine {
 
 inline constexpr double kFallbackRate = 48000.0;
 inline constexpr int32_t kDefaultBlockLength = 256;
-// Also of what may be asked for; a driver that insists on more is refused.
-inline constexpr int32_t kLargestBlockLength = 65536;
 inline constexpr int32_t kMostChannels = 4096;  // in one direction
 // What is waited for a block of a device that has been stopped. None of a healthy one takes nearly as long.
 inline constexpr std::chrono::milliseconds kLongestBlock{3000};
@@ -67,7 +66,7 @@ inline int32_t OutputType(const DeviceSession& session, int32_t k) noexcept {
 struct SessionRequest {
   std::wstring deviceName;
   int32_t blockLength = kDefaultBlockLength;  // samples; below 1 means the driver's preferred length
-  double sampleRate = 0.0;                    // Hz; 1.0 or less means 48000
+  double sampleRate = 0.0;                    // Hz, kHighestSampleRate at most; 1.0 or less means 48000
   void* systemReference = nullptr;
 };
 

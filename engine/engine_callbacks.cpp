@@ -15,6 +15,8 @@ void* bufferSwitchTimeInfo(void* context, void* /*timeInfo*/, int32_t index, boo
   return nullptr;
 }
 
+// A driver is taken at its word, also above kHighestSampleRate: the meters then average over less than a tenth of a
+// second, as much as their storage holds.
 void sampleRateDidChange(void* context, double rate) {
   auto& engine = *static_cast<Engine*>(context);
   if (rate > 1.0) {

@@ -5,6 +5,8 @@
 #include <memory>
 #include <vector>
 
+#include "platform/session_limits.h"
+
 namespace tarnwick::engine {
 
 inline constexpr float kNoSignalDb = -100.0f;     // an instance without a source
@@ -72,7 +74,7 @@ struct ChannelTotals {
 // storage is large enough for kMaximumMeterRate, so that a device that changes its rate needs no allocation.
 class MeterBank {
  public:
-  static constexpr double kMaximumMeterRate = 384000.0;
+  static constexpr double kMaximumMeterRate = platform::kHighestSampleRate;
 
   explicit MeterBank(int32_t rings);
 

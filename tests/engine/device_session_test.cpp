@@ -38,8 +38,12 @@ TEST(DeviceSession, OperationsInTheirOrder) {
   EXPECT_EQ(rig.user.log.back(), L"ASIO started: Fake (buffer=64)");
   EXPECT_TRUE(rig.engine.asioRunning);
   EXPECT_EQ(rig.engine.session.bufferInfos.size(), 4u);
-  EXPECT_TRUE(rig.engine.session.bufferInfos[1].isInput);
-  EXPECT_FALSE(rig.engine.session.bufferInfos[2].isInput);
+  const char* const names[] = {"In 0", "In 1", "Out 0", "Out 1"};
+  for (size_t k = 0; k < 4; ++k) {
+    const AudioBufferInfo& info = rig.engine.session.bufferInfos[k];
+    EXPECT_EQ((info.isInput ? "In " : "Out ") + std::to_string(info.channelNum), names[k]);
+    EXPECT_EQ(rig.engine.session.channelInfos[k].name, std::string(names[k]));
+  }
 
   rig.device.calls.clear();
   EXPECT_TRUE(StopAsio(rig.engine, rig.user.ui(), nullptr, false));
@@ -48,6 +52,33 @@ TEST(DeviceSession, OperationsInTheirOrder) {
   EXPECT_EQ(rig.engine.session.blockLength, 0);
   EXPECT_EQ(rig.engine.session.sampleRate, 48000.0);
   EXPECT_TRUE(StopAsio(rig.engine, rig.user.ui(), nullptr, false)) << "stopping what is stopped succeeds";
+}
+
+TEST(DeviceSession, OutputsAreAnnouncedToADriverThatWantsIt) {
+  for (const bool wanted : {true, false}) {
+    EngineRig rig;
+    rig.device.results["ASIOOutputReady"] = wanted ? ASE_OK : ASE_NotPresent;
+    ASSERT_TRUE(rig.startDevice());
+    rig.device.calls.clear();
+    rig.device.runBlock();
+    EXPECT_EQ(rig.device.calls, std::vector<std::string>(wanted ? 1 : 0, "ASIOOutputReady"));
+  }
+}
+
+TEST(DeviceSession, RatesEndWhereTheMetersDo) {
+  EngineRig rig;
+  std::wstring error;
+  EXPECT_FALSE(rig.startDevice(64, 384001.0, &error));
+  EXPECT_EQ(error, L"The sample rate is too high: 384000 Hz is the highest. Choose a lower one.");
+  EXPECT_TRUE(rig.device.calls.empty());
+  ASSERT_TRUE(rig.startDevice(64, 384000.0));
+  rig.device.callbacks.sampleRateDidChange(rig.device.callbacks.context, 1e9);
+  rig.engine.meteringEnabled = true;
+  rig.device.fillInput(0, 0.5f);
+  for (int block = 0; block < 1300; ++block) {
+    rig.device.runBlock();
+  }
+  EXPECT_NEAR(RingLevelDb(rig.engine.inputMeters.ring(0)), -6.02f, 0.01f);
 }
 
 TEST(DeviceSession, ABlockThatTheDriverKeepsDoesNotHoldUpTheStop) {
@@ -192,7 +223,8 @@ TEST(DeviceList, KeepsWhatAnswers) {
     list.selected = L"fake b";
     AudioBackEnd backEnd = rig.device.backEnd(c.names, L"Broken");
     backEnd.ownDevices = {L"Own"};
-    RefreshDeviceList(rig.engine, backEnd, list, rig.user.ui());
+    RefreshDeviceList(rig.engine, backEnd, list, 96000.0, rig.user.ui());
+    EXPECT_EQ(rig.device.init.sampleRate, c.devices.empty() ? 48000.0 : 96000.0) << "probed at another rate";
     EXPECT_EQ(list.devices, c.devices);
     EXPECT_EQ(list.placeholder, c.placeholder);
     EXPECT_EQ(list.selected, c.selected);
@@ -206,7 +238,7 @@ TEST(DeviceList, ARunningSessionIsNotProbed) {
   ASSERT_TRUE(rig.startDevice());
   rig.device.calls.clear();
   DeviceList list;
-  RefreshDeviceList(rig.engine, rig.device.backEnd(), list, rig.user.ui());
+  RefreshDeviceList(rig.engine, rig.device.backEnd(), list, 48000.0, rig.user.ui());
   EXPECT_TRUE(rig.device.calls.empty());
   EXPECT_EQ(list.devices, std::vector<std::wstring>{L"Fake"});
 }

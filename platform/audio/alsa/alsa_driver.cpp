@@ -9,13 +9,12 @@
 
 #include "platform/audio/alsa/alsa_buffers.h"
 #include "platform/audio/alsa/alsa_parameters.h"
+#include "platform/session_limits.h"
 
 namespace tarnwick::platform {
 namespace {
 
 constexpr int32_t kPreferredBlock = 256;
-constexpr double kLowestRate = 1000.0;
-constexpr double kHighestRate = 1'000'000.0;
 
 }  // namespace
 
@@ -38,7 +37,7 @@ AlsaDriver::~AlsaDriver() {
 }
 
 AsioError AlsaDriver::init(const AudioInitRequest& request) {
-  if (!(request.sampleRate >= kLowestRate && request.sampleRate <= kHighestRate)) {
+  if (!(request.sampleRate >= kLowestSampleRate && request.sampleRate <= kHighestSampleRate)) {
     return ASE_NoClock;
   }
   if (!openStreams()) {
