@@ -1,8 +1,32 @@
+#include <algorithm>
 #include <utility>
 
 #include "platform/audio/audio_driver.h"
+#include "platform/text.h"
 
 namespace tarnwick::platform {
+namespace {
+
+std::wstring cut(const std::wstring& name, size_t length) {
+  // Not through the middle of a character of two units.
+  const bool split = name.size() > length && (static_cast<uint32_t>(name[length - 1]) & 0xFC00U) == 0xD800U;
+  return Trimmed(name.substr(0, length - (split ? 1 : 0)));
+}
+
+}  // namespace
+
+std::wstring DistinctDriverName(const std::wstring& name, const std::vector<std::wstring>& taken) {
+  const auto isTaken = [&taken](const std::wstring& candidate) {
+    return std::any_of(taken.begin(), taken.end(),
+                       [&candidate](const std::wstring& other) { return EqualIgnoringCase(other, candidate); });
+  };
+  std::wstring distinct = cut(name, kMaximumDriverName);
+  for (int number = 2; isTaken(distinct); ++number) {
+    const std::wstring suffix = L" (" + std::to_wstring(number) + L")";
+    distinct = cut(name, kMaximumDriverName - suffix.size()) + suffix;
+  }
+  return distinct;
+}
 
 AudioBackEnd CombineBackEnds(std::vector<AudioBackEnd> backEnds) {
   auto all = std::make_shared<const std::vector<AudioBackEnd>>(std::move(backEnds));

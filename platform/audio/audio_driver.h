@@ -54,10 +54,11 @@ inline constexpr int32_t kAsioResetRequest = 3;
 inline constexpr int32_t kAsioResyncRequest = 5;
 inline constexpr int32_t kAsioLatenciesChanged = 6;
 
-// One channel's pair of device buffers, each of block length x BytesPerSample(type) bytes. The driver fills `buffers` in
-// ASIOCreateBuffers. An output's stay the same until ASIODisposeBuffers, and the half of the block before stays as the
-// host has left it. An input's may be others in every block: before it calls bufferSwitch a driver may set buffers[half]
-// of its inputs anew, on that thread. So the host looks at inputs within the block only, and does not write to them.
+// One channel's pair of device buffers, each of block length x BytesPerSample(type) bytes. The driver fills `buffers`
+// in ASIOCreateBuffers. An output's stay the same until ASIODisposeBuffers, and the half of the block before stays as
+// the host has left it. An input's may be others in every block: before it calls bufferSwitch a driver may set
+// buffers[half] of its inputs anew, on that thread. So the host looks at inputs within the block only, and does not
+// write to them.
 struct AudioBufferInfo {
   bool isInput = false;
   int32_t channelNum = 0;
@@ -141,6 +142,10 @@ struct AudioBackEnd {
   // Those of the names that the program brings itself: no device of the machine answers behind them.
   std::vector<std::wstring> ownDevices;
 };
+
+// `name` cut to kMaximumDriverName, in whole characters; where `taken` has it (compared without regard to case), with
+// the first number behind it that makes it another: "Name (2)".
+std::wstring DistinctDriverName(const std::wstring& name, const std::vector<std::wstring>& taken);
 
 // The drivers of several back ends as one list, in the order given; the first that loads a name has it.
 AudioBackEnd CombineBackEnds(std::vector<AudioBackEnd> backEnds);

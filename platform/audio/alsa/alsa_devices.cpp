@@ -83,10 +83,10 @@ std::vector<AlsaCardDevice> AlsaCardDevices() {
 std::vector<AlsaDevice> NameAlsaDevices(const std::vector<AlsaCardDevice>& found,
                                         const std::vector<AlsaDevice>& taken) {
   std::vector<AlsaDevice> named;
-  const auto isTaken = [&](const std::wstring& name) {
-    const auto hasName = [&](const AlsaDevice& device) { return device.name == name; };
-    return std::any_of(named.begin(), named.end(), hasName) || std::any_of(taken.begin(), taken.end(), hasName);
-  };
+  std::vector<std::wstring> names;
+  for (const AlsaDevice& device : taken) {
+    names.push_back(device.name);
+  }
   // By PCM: two cards of one make are two cards of one device each.
   const auto cardOf = [](const AlsaCardDevice& device) { return device.pcm.substr(0, device.pcm.find(',')); };
   for (const AlsaCardDevice& device : found) {
@@ -97,11 +97,8 @@ std::vector<AlsaDevice> NameAlsaDevices(const std::vector<AlsaCardDevice>& found
       full += L", " + device.device;
     }
     AlsaDevice entry;
-    entry.name = Trimmed(full.substr(0, kMaximumDriverName));
-    for (int number = 2; isTaken(entry.name); ++number) {
-      const std::wstring suffix = L" (" + std::to_wstring(number) + L")";
-      entry.name = Trimmed(full.substr(0, kMaximumDriverName - suffix.size())) + suffix;
-    }
+    entry.name = DistinctDriverName(full, names);
+    names.push_back(entry.name);
     entry.capturePcm = device.captures ? device.pcm : "";
     entry.playbackPcm = device.plays ? device.pcm : "";
     entry.periods = device.usb ? kUsbPeriods : entry.periods;

@@ -76,15 +76,6 @@ std::optional<std::wstring> existingModule(std::wstring module) {
   return path;
 }
 
-std::wstring shownName(std::wstring name) {
-  if (name.size() > kMaximumDriverName) {
-    // Not through the middle of a character.
-    const bool split = IS_HIGH_SURROGATE(name[kMaximumDriverName - 1]);
-    name.resize(kMaximumDriverName - (split ? 1 : 0));
-  }
-  return name;
-}
-
 std::optional<AsioEntry> readEntry(const Key& drivers, const std::wstring& subkey) {
   const Key key(drivers.get(), subkey);
   if (key.get() == nullptr) {
@@ -106,7 +97,7 @@ std::optional<AsioEntry> readEntry(const Key& drivers, const std::wstring& subke
     return std::nullopt;
   }
   entry.module = *path;
-  entry.name = shownName(key.text(L"description").value_or(subkey));
+  entry.name = key.text(L"description").value_or(subkey);
   return entry;
 }
 
@@ -114,6 +105,7 @@ std::optional<AsioEntry> readEntry(const Key& drivers, const std::wstring& subke
 
 std::vector<AsioEntry> InstalledAsioDrivers() {
   std::vector<AsioEntry> entries;
+  std::vector<std::wstring> names;
   const Key drivers(HKEY_LOCAL_MACHINE, L"software\\asio");
   if (drivers.get() == nullptr) {
     return entries;
@@ -124,6 +116,8 @@ std::vector<AsioEntry> InstalledAsioDrivers() {
       break;
     }
     if (auto entry = readEntry(drivers, *subkey)) {
+      entry->name = DistinctDriverName(entry->name, names);
+      names.push_back(entry->name);
       entries.push_back(std::move(*entry));
     }
   }

@@ -15,7 +15,7 @@
 namespace tarnwick::platform {
 
 struct AsioEntry {
-  std::wstring name;    // as shown: at most kMaximumDriverName characters
+  std::wstring name;    // as shown: at most kMaximumDriverName characters, no two alike
   GUID classId = {};    // also the identifier of the driver's interface
   std::wstring module;  // full path of the driver's file
 };

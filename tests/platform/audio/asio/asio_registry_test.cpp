@@ -93,6 +93,21 @@ TEST(AsioRegistry, ListsWhatCanBeLoaded) {
   }
 }
 
+TEST(AsioRegistry, EqualNamesAreNumbered) {
+  const tests::TestAsioRig rig;
+  Keys keys;
+  keys.module(rig.file);
+  const std::wstring name = L"Thirty-two characters of a name.";
+  keys.driver(L"zz 1", kClass, name);
+  keys.driver(L"zz 2", kClass, L"THIRTY-TWO characters of a name.");
+  keys.driver(L"zz 3", kClass, name + L"!");
+  const std::vector<AsioEntry> entries = InstalledAsioDrivers();
+  ASSERT_GE(entries.size(), 3u);
+  EXPECT_EQ(entries[entries.size() - 3].name, name);
+  EXPECT_EQ(entries[entries.size() - 2].name, L"THIRTY-TWO characters of a n (2)");
+  EXPECT_EQ(entries[entries.size() - 1].name, L"Thirty-two characters of a n (3)");
+}
+
 TEST(AsioRegistry, EndsAt64AndDoesNotCountWhatIsLeftOut) {
   const tests::TestAsioRig rig;
   Keys keys;
