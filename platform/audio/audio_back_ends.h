@@ -24,7 +24,8 @@ struct BackEndHooks {
   // wait lets the other threads' window messages through, which a driver's dialog that is owned by the main window
   // needs; until it is over the window's procedure must turn away what would act on the device. Windows only.
   std::function<void(bool waiting)> waiting;
-  // Blocks that came too late, as the device's system counts them, since ASIOStart.
+  // Blocks that came too late, as the device's system counts them: the total since ASIOStart, told within a second of
+  // each change and for the last time before ASIOStop has returned. A start begins with 0, which is not told.
   std::function<void(uint64_t total)> xruns;
 };
 

@@ -80,7 +80,7 @@ void JackEvents::wait(bool xrunsUntold, Clock::time_point until) {
 void JackEvents::run() {
   SetThreadName("jack events");
   bool lossTold = false;
-  uint64_t xrunsReported = 0;
+  uint64_t xrunsTold = 0;
   uint64_t xrunsLogged = 0;
   Clock::time_point nextXrunLine = Clock::now();
   while (!ending_.load()) {
@@ -90,13 +90,7 @@ void JackEvents::run() {
         hooks_.deviceLost(reason());
       }
     }
-    const uint64_t xruns = xruns_.load();
-    if (xruns != xrunsReported) {
-      xrunsReported = xruns;
-      if (hooks_.xruns) {
-        hooks_.xruns(xruns);
-      }
-    }
+    const uint64_t xruns = tellXruns(xrunsTold);
     if (xruns != xrunsLogged && Clock::now() >= nextXrunLine) {
       xrunsLogged = xruns;
       nextXrunLine = Clock::now() + kBetweenXrunLines;
@@ -104,6 +98,16 @@ void JackEvents::run() {
     }
     wait(xruns != xrunsLogged, nextXrunLine);
   }
+  tellXruns(xrunsTold);
+}
+
+uint64_t JackEvents::tellXruns(uint64_t& told) const {
+  const uint64_t total = xruns_.load();
+  if (total != told && hooks_.xruns) {
+    hooks_.xruns(total);
+  }
+  told = total;
+  return total;
 }
 
 std::wstring JackEvents::reason() const {

@@ -42,6 +42,7 @@ class JackEvents {
   using Clock = std::chrono::steady_clock;
 
   void run();
+  uint64_t tellXruns(uint64_t& told) const;  // the total
   void wait(bool xrunsUntold, Clock::time_point until);
   std::wstring reason() const;
 

@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "jack_rig.h"
+#include "platform/audio/jack/jack_events.h"
 
 namespace tarnwick::platform {
 namespace {
@@ -257,6 +258,29 @@ TEST_F(JackDriver, AServerThatChangesEndsTheSessionInSilence) {
     host.close();
     EXPECT_EQ(host.losses().size(), 1u) << "the second session is whole";
   }
+}
+
+TEST(JackEventsTest, ALossIsToldOnceAndEveryXrun) {
+  std::vector<std::wstring> losses;
+  std::atomic<uint64_t> xruns{0};
+  JackEvents events({.log = {},
+                     .deviceLost = [&](const std::wstring& reason) { losses.push_back(reason); },
+                     .waiting = {},
+                     .xruns = [&](uint64_t total) { xruns = total; }});
+  for (uint64_t start = 0; start < 2; ++start) {
+    ASSERT_TRUE(events.watch());
+    if (start == 1) {
+      events.lose(JackLoss::rateChanged, 44100, nullptr);
+      events.lose(JackLoss::serverEnded, 0, "again");
+    }
+    events.xrun();
+    EXPECT_TRUE(Eventually([&] { return xruns == 1; }));
+    events.xrun();
+    events.unwatch();
+    EXPECT_EQ(xruns, 2u) << "the last one, and counted anew";
+    xruns = 0;
+  }
+  EXPECT_EQ(losses, std::vector<std::wstring>{L"The JACK server's sample rate changed to 44100 Hz."});
 }
 
 TEST_F(JackDriver, LateBlocksAreCountedAndLoggedOnce) {
