@@ -4,6 +4,8 @@
 
 #include <csignal>
 #include <cstdio>
+#include <iostream>
+#include <streambuf>
 
 #include "app/program.h"
 #include "app/shutdown.h"
@@ -37,6 +39,26 @@ void watchForEnd(app::Application& application) {
   });
 }
 
+// Takes what is written to std::cerr nowhere.
+class Nowhere final : public std::streambuf {
+  int_type overflow(int_type letter) override { return traits_type::not_eof(letter); }
+  std::streamsize xsputn(const char*, std::streamsize count) override { return count; }
+};
+
+// The streams of C and C++ cost no system call: they end in this process.
+void dropStandardError() {
+  static char buffer[BUFSIZ];
+  static Nowhere& nowhere = *new Nowhere;  // flushed after everything else has ended
+  cookie_io_functions_t drop = {};
+  drop.write = [](void*, const char*, size_t size) { return static_cast<ssize_t>(size); };
+  if (std::FILE* sink = fopencookie(nullptr, "w", drop)) {
+    std::setvbuf(sink, buffer, _IOFBF, sizeof buffer);
+    stderr = sink;
+  }
+  std::cerr.rdbuf(&nowhere);
+  std::clog.rdbuf(&nowhere);
+}
+
 // Some effects write to standard error in every block, from the audio thread: a terminal or a pipe that nobody reads
 // would hold the audio up. The program keeps the real one for itself and leaves the effects one that never blocks.
 std::FILE* takeStandardError() {
@@ -51,6 +73,7 @@ std::FILE* takeStandardError() {
   }
   dup2(nowhere, STDERR_FILENO);
   close(nowhere);
+  dropStandardError();
   return own;
 #endif
 }
