@@ -5,25 +5,25 @@
 
 #include <map>
 #include <new>
+#include <sstream>
 #include <string>
 
 namespace tarnwick::platform {
 namespace {
 
 struct Recorded {
-  std::string hooks;                         // the hooks that ran, each with a blank before it
-  std::map<std::string, AsioError> results;  // of the hooks; ASE_OK where absent
-  std::string throwing;                      // the hook that throws
+  std::string hooks;  // that ran, divided by commas
+  std::string failing;
+  std::string throwing;
   AsioError state = ASE_OK;
   bool judges = true;
 
   AsioError note(const std::string& hook) {
-    hooks += " " + hook;
+    hooks += (hooks.empty() ? "" : ",") + hook;
     if (hook == throwing) {
       throw std::bad_alloc();
     }
-    const auto found = results.find(hook);
-    return found == results.end() ? ASE_OK : found->second;
+    return hook == failing ? ASE_NoMemory : ASE_OK;
   }
 };
 
@@ -70,14 +70,13 @@ AsioError create(AudioDriver& driver, std::vector<AudioBufferInfo> infos, int32_
 }
 
 AsioError perform(AudioDriver& driver, const std::string& operation) {
-  int32_t a = 0;
-  int32_t b = 0;
+  int32_t number = 0;
   AudioChannelInfo info;
   return operation == "init"        ? driver.ASIOInit({})
          : operation == "exit"      ? driver.ASIOExit()
-         : operation == "channels"  ? driver.ASIOGetChannels(a, b)
-         : operation == "sizes"     ? driver.ASIOGetBufferSize(a, b, a, b)
-         : operation == "latencies" ? driver.ASIOGetLatencies(a, b)
+         : operation == "channels"  ? driver.ASIOGetChannels(number, number)
+         : operation == "sizes"     ? driver.ASIOGetBufferSize(number, number, number, number)
+         : operation == "latencies" ? driver.ASIOGetLatencies(number, number)
          : operation == "create"    ? create(driver, {{.isInput = true}, {.channelNum = 2}})
          : operation == "info"      ? driver.ASIOGetChannelInfo(info)
          : operation == "start"     ? driver.ASIOStart()
@@ -86,104 +85,71 @@ AsioError perform(AudioDriver& driver, const std::string& operation) {
                                     : driver.ASIOControlPanel();
 }
 
-struct Step {
-  const char* operation;
-  AsioError result;
-  const char* hooks;
-};
-
-void go(RecordingDriver& driver, Recorded& recorded, const std::vector<Step>& steps) {
-  for (size_t k = 0; k < steps.size(); ++k) {
-    SCOPED_TRACE(std::to_string(k) + " " + steps[k].operation);
+// Operations one after the other, each with a mark for its result: "!" ASE_InvalidMode, "?" ASE_NotPresent,
+// "#" ASE_HWMalfunction, "~" ASE_NoMemory, none ASE_OK. The hooks that run stand behind a colon, divided by commas; not
+// given, an operation without a mark or with "~" runs its own and the others none.
+void go(RecordingDriver& driver, Recorded& recorded, const std::string& steps) {
+  static const std::map<char, AsioError> marks = {
+      {'!', ASE_InvalidMode}, {'?', ASE_NotPresent}, {'#', ASE_HWMalfunction}, {'~', ASE_NoMemory}};
+  std::istringstream stream(steps);
+  for (std::string step; stream >> step;) {
+    SCOPED_TRACE(step);
+    const size_t colon = step.find(':');
+    std::string operation = step.substr(0, colon);
+    const auto mark = marks.find(operation.back());
+    if (mark != marks.end()) {
+      operation.pop_back();
+    }
+    const bool runs = mark == marks.end() || mark->first == '~';
     recorded.hooks.clear();
-    EXPECT_EQ(perform(driver, steps[k].operation), steps[k].result);
-    EXPECT_EQ(recorded.hooks, steps[k].hooks);
+    EXPECT_EQ(perform(driver, operation), mark == marks.end() ? ASE_OK : mark->second);
+    EXPECT_EQ(recorded.hooks, colon != std::string::npos ? step.substr(colon + 1) : runs ? operation : "");
   }
 }
 
 TEST(OrderedDriver, OnlyWhatComesInOrderReachesTheBackEnd) {
   Recorded recorded;
   RecordingDriver driver(recorded);
-  std::vector<Step> unopened;
-  for (const char* operation :
-       {"exit", "channels", "sizes", "latencies", "create", "info", "start", "stop", "dispose", "panel"}) {
-    unopened.push_back({operation, ASE_NotPresent, ""});
-  }
+  const std::string unopened = "exit? channels? sizes? latencies? create? info? start? stop? dispose? panel?";
   go(driver, recorded, unopened);
-  go(driver, recorded, {{"init", ASE_OK, " init"},        {"init", ASE_InvalidMode, ""},
-                        {"start", ASE_InvalidMode, ""},   {"stop", ASE_OK, ""},
-                        {"dispose", ASE_InvalidMode, ""}, {"latencies", ASE_OK, " latencies"},
-                        {"panel", ASE_OK, " panel"},      {"create", ASE_OK, " create"},
-                        {"create", ASE_InvalidMode, ""},  {"init", ASE_InvalidMode, ""},
-                        {"start", ASE_OK, " start"},      {"start", ASE_InvalidMode, ""},
-                        {"stop", ASE_OK, " stop"},        {"stop", ASE_OK, ""},
-                        {"start", ASE_OK, " start"},      {"dispose", ASE_OK, " stop dispose"},
-                        {"start", ASE_InvalidMode, ""},   {"create", ASE_OK, " create"},
-                        {"start", ASE_OK, " start"},      {"exit", ASE_OK, " stop dispose exit"}});
+  go(driver, recorded,
+     "init init! start! dispose! stop: latencies panel create create! init! start start! stop stop: start "
+     "dispose:stop,dispose start! create start exit:stop,dispose,exit");
   go(driver, recorded, unopened);
 }
 
 TEST(OrderedDriver, AFailureLeavesTheStateBeforeIt) {
-  const struct {
-    const char* hook;
-    std::vector<Step> steps;
-  } cases[] = {
-      {"init", {{"init", -1, " init exit"}, {"create", ASE_NotPresent, ""}, {"exit", ASE_NotPresent, ""}}},
-      {"create",
-       {{"init", ASE_OK, " init"},
-        {"create", -1, " create"},
-        {"start", ASE_InvalidMode, ""},
-        {"exit", ASE_OK, " exit"}}},
-      {"start",
-       {{"init", ASE_OK, " init"},
-        {"create", ASE_OK, " create"},
-        {"start", -1, " start"},
-        {"stop", ASE_OK, ""},
-        {"start", -1, " start"},
-        {"exit", ASE_OK, " dispose exit"}}},
+  const std::pair<std::string, const char*> cases[] = {
+      {"init", "init~:init,exit create? exit?"},
+      {"create", "init create~ start! exit"},
+      {"start", "init create start~ stop: start~ exit:dispose,exit"},
       // What ends has ended, whatever the device says.
-      {"stop",
-       {{"init", ASE_OK, " init"},
-        {"create", ASE_OK, " create"},
-        {"start", ASE_OK, " start"},
-        {"stop", -1, " stop"},
-        {"stop", ASE_OK, ""},
-        {"dispose", ASE_OK, " dispose"}}},
-      {"dispose",
-       {{"init", ASE_OK, " init"},
-        {"create", ASE_OK, " create"},
-        {"exit", -1, " dispose exit"},
-        {"exit", ASE_NotPresent, ""}}},
+      {"stop", "init create start stop~ stop: dispose"},
+      {"dispose", "init create exit~:dispose,exit exit?"},
   };
-  for (const auto& c : cases) {
+  for (const auto& [hook, steps] : cases) {
     for (const bool throws : {false, true}) {
-      SCOPED_TRACE(c.hook + std::string(throws ? " throws" : ""));
+      SCOPED_TRACE(hook + (throws ? " throws" : " fails"));
       Recorded recorded;
-      (throws ? recorded.throwing : recorded.hooks) = c.hook;
-      recorded.results[c.hook] = ASE_NoMemory;
-      std::vector<Step> steps = c.steps;
-      for (Step& step : steps) {
-        step.result = step.result == -1 ? ASE_NoMemory : step.result;
-      }
+      (throws ? recorded.throwing : recorded.failing) = hook;
       RecordingDriver driver(recorded);
       go(driver, recorded, steps);
     }
   }
 }
 
-TEST(OrderedDriver, ALostDeviceCanOnlyBeClosed) {
+TEST(OrderedDriver, ALostDeviceCanOnlyBeClosedAndItsEndEndsWhatRuns) {
   Recorded recorded;
-  RecordingDriver driver(recorded);
-  go(driver, recorded, {{"init", ASE_OK, " init"}, {"create", ASE_OK, " create"}, {"start", ASE_OK, " start"}});
-  recorded.state = ASE_HWMalfunction;
-  go(driver, recorded,
-     {{"latencies", ASE_HWMalfunction, ""},
-      {"info", ASE_HWMalfunction, ""},
-      {"stop", ASE_OK, " stop"},
-      {"start", ASE_HWMalfunction, ""},
-      {"dispose", ASE_OK, " dispose"},
-      {"create", ASE_HWMalfunction, ""},
-      {"exit", ASE_OK, " exit"}});
+  {
+    RecordingDriver driver(recorded);
+    go(driver, recorded, "init create start");
+    recorded.state = ASE_HWMalfunction;
+    go(driver, recorded, "latencies# info# stop start# dispose create# exit");
+    recorded.state = ASE_OK;
+    go(driver, recorded, "init create start");
+    recorded.hooks.clear();
+  }
+  EXPECT_EQ(recorded.hooks, "stop,dispose,exit");
 }
 
 TEST(OrderedDriver, ChannelsAndBlockLengthsAreJudgedUnlessTheDeviceDoes) {
@@ -203,7 +169,7 @@ TEST(OrderedDriver, ChannelsAndBlockLengthsAreJudgedUnlessTheDeviceDoes) {
       RecordingDriver driver(recorded);
       driver.ASIOInit({});
       EXPECT_EQ(create(driver, c.infos, c.length), judges ? ASE_InvalidParameter : ASE_OK);
-      EXPECT_EQ(recorded.hooks, judges ? " init" : " init create");
+      EXPECT_EQ(recorded.hooks, judges ? "init" : "init,create");
       AudioChannelInfo beyond{.channel = 3};
       EXPECT_EQ(driver.ASIOGetChannelInfo(beyond), judges ? ASE_InvalidParameter : ASE_OK);
     }
@@ -222,16 +188,6 @@ TEST(OrderedDriver, ChannelsAndBlockLengthsAreJudgedUnlessTheDeviceDoes) {
       EXPECT_EQ(asked.isActive, channel == (isInput ? 1 : 2)) << isInput << channel;
     }
   }
-}
-
-TEST(OrderedDriver, ItsEndEndsWhatRuns) {
-  Recorded recorded;
-  {
-    RecordingDriver driver(recorded);
-    go(driver, recorded, {{"init", ASE_OK, " init"}, {"create", ASE_OK, " create"}, {"start", ASE_OK, " start"}});
-    recorded.hooks.clear();
-  }
-  EXPECT_EQ(recorded.hooks, " stop dispose exit");
 }
 
 }  // namespace
