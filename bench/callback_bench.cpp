@@ -1,11 +1,11 @@
-// What a whole callback costs, on one core: without effects beside a bare pass of memory copies over the same buffers,
-// by number of instances, with a trivial gain, and around a real effect beside that effect's bare process call.
-#include <fcntl.h>
-#include <unistd.h>
-
+// Cost of a whole callback on one core: without effects beside a bare pass of memory copies over the same buffers, on
+// devices of integers, by number of instances, with a trivial gain, and around a real effect beside that effect's bare
+// process call.
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <random>
+#include <utility>
 
 #include "bench/statistics.h"
 #include "engine/host.h"
@@ -13,6 +13,7 @@
 #include "platform/module.h"
 #include "platform/paths.h"
 #include "platform/text.h"
+#include "sound/sample_format.h"
 #include "support/engine_rig.h"
 
 namespace tarnwick::bench {
@@ -26,17 +27,19 @@ constexpr int kBlocks = 6000;
 struct BenchRig : tests::EngineRig {
   engine::Host host{engine, user.ui()};
 
-  BenchRig() {
+  explicit BenchRig(int32_t sampleType = platform::kFloat32LSB) {
+    device.sampleType = sampleType;
     device.inputs = device.outputs = kChannels;
     device.calls.reserve(1000);
     startDevice(kFrames);
     device.results["ASIOOutputReady"] = 0;
     std::mt19937 random(3);
     std::uniform_real_distribution<float> noise(-0.25f, 0.25f);
-    for (int32_t channel = 0; channel < kChannels; ++channel) {
-      for (int32_t k = 0; k < kFrames; ++k) {
-        device.input(channel, 0)[k] = noise(random);
-        device.input(channel, 1)[k] = noise(random);
+    float samples[kFrames];
+    for (auto& half : device.inputBytes) {
+      for (auto& channel : half) {
+        std::generate_n(samples, kFrames, [&] { return noise(random); });
+        sound::WriteBlock(sampleType, channel.data(), samples, kFrames);
       }
     }
     engine.session.outputReadySupported = false;  // the fake driver's notes are no part of a callback
@@ -105,9 +108,14 @@ void wholeCallback() {
   const double callback = rig.medianCallback();
   const double copies = medianCopies();
   std::printf(
-      "127 instances, no effect, %d in, %d out, %d frames: %.1f us a callback (limit 60), copies alone %.2f us, "
+      "127 instances, no effect, %d in, %d out, %d frames: %.1f us a callback (limit 20), copies alone %.2f us, "
       "ratio %.1f\n",
       kChannels, kChannels, kFrames, callback, copies, callback / copies);
+  for (const auto& [type, name] : {std::pair(platform::kInt32LSB, "32"), {platform::kInt24LSB, "24"}}) {
+    BenchRig integers(type);
+    integers.runBare(127);
+    std::printf("the same on a device of %s-bit integers: %.1f us a callback\n", name, integers.medianCallback());
+  }
 }
 
 double callbackWith(int32_t instances) {
@@ -158,11 +166,16 @@ double bareEffect(BenchRig& rig) {
 }
 
 void aroundEffect(const std::wstring& path, int32_t count) {
+  const std::wstring module = platform::ResolveModuleFile(path);
+  if (!platform::FileExists(module)) {
+    std::printf("%s is not there\n", platform::Utf8FromWide(path).c_str());
+    return;
+  }
   BenchRig idleRig;
   idleRig.runHost();
   const double idle = idleRig.medianCallback();
   BenchRig rig;
-  if (!rig.startHost(platform::ResolveModuleFile(path), count)) {
+  if (!rig.startHost(module, count)) {
     return;
   }
   const double callback = rig.medianCallback();
@@ -179,8 +192,6 @@ void aroundEffect(const std::wstring& path, int32_t count) {
 
 int main(int argc, char** argv) {
   using namespace tarnwick;
-  // Effects that chatter on standard error are not to be measured at it.
-  dup2(open("/dev/null", O_WRONLY), STDERR_FILENO);
   bench::wholeCallback();
   bench::byInstances();
   bench::trivialGain(platform::WideFromUtf8(TARNWICK_TEST_MODULES "/gain.vst3"));
