@@ -1,13 +1,10 @@
 #include "sound/wav_writer.h"
 
-#include <cerrno>
 #include <cmath>
 #include <cstring>
-#include <exception>
 #include <filesystem>
 #include <system_error>
 
-#include "platform/text.h"
 #include "sound/wav_format.h"
 
 namespace tarnwick::sound {
@@ -18,10 +15,6 @@ constexpr uint32_t kSampleBits = 32;
 constexpr uint32_t kDs64Bytes = 28;
 constexpr uint32_t kPlainFormatBytes = 18;
 constexpr uint32_t kExtensibleFormatBytes = 40;
-
-std::wstring reason(int code) {
-  return code == 0 ? L"the system gave no reason" : platform::WideFromUtf8(std::generic_category().message(code));
-}
 
 // Fills a header from the front.
 class HeaderBytes {
@@ -49,23 +42,10 @@ class HeaderBytes {
 
 WavWriter::~WavWriter() {
   if (created_) {
-    stream_.close();
+    file_.close();
     std::error_code ignored;
     std::filesystem::remove(wav::PathFromWide(path_), ignored);
   }
-}
-
-bool WavWriter::openStream(std::ios::openmode mode) {
-  try {
-    // Unbuffered: what was written is in the file, and after a failed write the header can still be put right.
-    stream_.rdbuf()->pubsetbuf(nullptr, 0);
-    stream_.clear();
-    errno = 0;
-    stream_.open(wav::PathFromWide(path_), std::ios::binary | std::ios::out | mode);
-  } catch (const std::exception&) {
-    stream_.setstate(std::ios::failbit);
-  }
-  return static_cast<bool>(stream_);
 }
 
 bool WavWriter::open(const std::wstring& path, int32_t channels, std::wstring* error) {
@@ -73,17 +53,10 @@ bool WavWriter::open(const std::wstring& path, int32_t channels, std::wstring* e
   channels_ = static_cast<uint32_t>(channels);
   std::error_code ignored;
   const auto kind = std::filesystem::status(wav::PathFromWide(path), ignored).type();
-  // A file that is there is opened without emptying it; anything but a file (a FIFO, a device) just to be written.
-  const bool isFile = kind == std::filesystem::file_type::regular;
-  if (!openStream(isFile ? std::ios::in : std::ios::trunc)) {
-    if (error) {
-      *error = L"\"" + path + L"\" cannot be created: " + reason(errno) + L".";
-    }
+  if (!file_.open(path, error)) {
     return false;
   }
   created_ = kind == std::filesystem::file_type::not_found;
-  seekable_ = stream_.tellp() != std::ofstream::pos_type(-1);
-  stream_.clear();
   return true;
 }
 
@@ -98,34 +71,34 @@ bool WavWriter::begin(double sampleRate, std::wstring* error) {
   }
   sampleRate_ = rate;
   created_ = false;
-  if (seekable_) {
-    stream_.close();
-    if (!openStream(std::ios::trunc)) {
-      return fail(error);
-    }
-  }
   const Header head = header(false);
-  return put(head.bytes.data(), head.size) || fail(error);
+  std::wstring words;
+  return (file_.clear(&words) && file_.write(head.bytes.data(), head.size, &words)) || fail(error, words);
 }
 
 bool WavWriter::write(const float* interleaved, size_t frames, std::wstring* error) {
-  if (failed_ || !put(interleaved, frames * channels_ * kSampleBytes)) {
-    return fail(error);
+  std::wstring words;
+  if (failed_ || !file_.write(interleaved, frames * channels_ * kSampleBytes, &words)) {
+    return fail(error, words);
   }
   frames_ += frames;
   return true;
 }
 
-bool WavWriter::refreshHeader() {
-  if (!seekable_ || sampleRate_ == 0) {
+bool WavWriter::refreshHeader(std::wstring* error) {
+  if (!file_.isSeekable() || sampleRate_ == 0) {
     return true;
   }
   const Header head = header(true);
-  stream_.clear();
-  stream_.seekp(0);
-  const bool written = put(head.bytes.data(), head.size);
-  stream_.seekp(0, std::ios::end);
-  return written && stream_;
+  const uint64_t end = head.size + frames_ * channels_ * kSampleBytes;
+  std::wstring words;
+  return (file_.seek(0, &words) && file_.write(head.bytes.data(), head.size, &words) && file_.seek(end, &words)) ||
+         fail(error, words);
+}
+
+bool WavWriter::sync(std::wstring* error) {
+  std::wstring words;
+  return refreshHeader(error) && (file_.sync(&words) || fail(error, words));
 }
 
 WavWriter::Header WavWriter::header(bool sizesKnown) const {
@@ -180,16 +153,10 @@ WavWriter::Header WavWriter::header(bool sizesKnown) const {
   return result;
 }
 
-bool WavWriter::put(const void* bytes, size_t size) {
-  errno = 0;
-  stream_.write(static_cast<const char*>(bytes), static_cast<std::streamsize>(size));
-  return static_cast<bool>(stream_);
-}
-
-bool WavWriter::fail(std::wstring* error) {
-  const int code = errno;
+// Only the first failure is told.
+bool WavWriter::fail(std::wstring* error, const std::wstring& words) {
   if (!failed_ && error) {
-    *error = L"\"" + path_ + L"\" cannot be written: " + reason(code) + L".";
+    *error = words;
   }
   failed_ = true;
   return false;

@@ -4,8 +4,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <fstream>
 #include <string>
+
+#include "platform/files.h"
 
 namespace tarnwick::sound {
 
@@ -32,8 +33,11 @@ class WavWriter {
   bool begin(double sampleRate, std::wstring* error);
   // Appends interleaved frames. After a failure the file keeps what it had and takes no more.
   bool write(const float* interleaved, size_t frames, std::wstring* error);
-  // Brings the header up to what has been written. False when that failed; true where it cannot be.
-  bool refreshHeader();
+  // Brings the header up to what has been written. True where it cannot be. After a failure, told in words unless one
+  // was told before, the file takes no more.
+  bool refreshHeader(std::wstring* error = nullptr);
+  // As refreshHeader, and header and samples are on the disk when this returns true. Waits for the disk.
+  bool sync(std::wstring* error);
 
  private:
   static constexpr size_t kMaximumHeader = 120;
@@ -42,17 +46,14 @@ class WavWriter {
     size_t size = 0;
   };
   Header header(bool sizesKnown) const;
-  bool openStream(std::ios::openmode mode);
-  bool put(const void* bytes, size_t size);
-  bool fail(std::wstring* error);
+  bool fail(std::wstring* error, const std::wstring& words);
 
-  std::ofstream stream_;
+  platform::OutputFile file_;
   std::wstring path_;
   uint64_t riffLimit_;
   uint32_t channels_ = 0;
   uint32_t sampleRate_ = 0;  // 0 until begin
   uint64_t frames_ = 0;      // completely written
-  bool seekable_ = false;
   bool failed_ = false;
   bool created_ = false;  // by open, and not begun yet
 };

@@ -106,8 +106,9 @@ void CaptureWriter::run() {
     drain();
     if (ending || platform::CounterNow() - refreshed >= platform::CounterFrequency()) {
       refreshed = platform::CounterNow();
-      if (!file_.refreshHeader() && writing_) {
-        report_.setError(L"its header could not be brought up to date.");
+      std::wstring error;
+      if (!file_.refreshHeader(&error) && writing_) {
+        report_.setError(error);
         report_.addLost(static_cast<uint64_t>(format_.blockLength));
         writing_ = false;
       }
