@@ -17,6 +17,7 @@
 #include "app/system_requests.h"
 #include "engine/engine.h"
 #include "engine/host.h"
+#include "engine/host_rows.h"
 #include "platform/power.h"
 #include "platform/ui_thread.h"
 #include "system/cpu_steering.h"

@@ -19,9 +19,7 @@ int validate(const std::wstring& path, const ProgramEntry& entry) {
   std::wstring reason;
   std::wstring className;
   if (!plugin::ValidateModule(path, &reason, &className)) {
-    std::wstring loaderWords;
-    const auto module = platform::Module::Load(platform::ResolveModuleFile(path), &loaderWords);
-    entry.printError(Utf8FromWide(path + L": " + reason + (module ? L"" : L" (" + loaderWords + L")")) + "\n");
+    entry.printError(Utf8FromWide(path + L": " + reason) + "\n");
     return 1;
   }
   entry.surface.print(L"Valid VST3 effect: " + className + L"\n");

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "app/application.h"
-#include "engine/callback.h"
+#include "engine/timing_report.h"
 #include "platform/clock.h"
 
 namespace tarnwick::app {
@@ -70,7 +70,7 @@ void TellFaults(Application& app) {
 void StartReports(Application& app) {
   app.ui.startTimer(milliseconds(1000), [&app] {
     LookAfterLostDevice(app);
-    if (const auto line = engine::TimingReport(app.engine, platform::TickMilliseconds())) {
+    if (const auto line = engine::TimingReport(app.engine, milliseconds(platform::TickMilliseconds()))) {
       app.log.add(*line);
     }
     TellGrants(app);

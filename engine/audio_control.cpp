@@ -4,6 +4,8 @@
 #include <cwchar>
 #include <iterator>
 
+#include "engine/engine_callbacks.h"
+#include "engine/timing_report.h"
 #include "platform/text.h"
 
 namespace tarnwick::engine {
@@ -52,17 +54,6 @@ std::wstring latencyPart(int32_t samples, double rate) {
 }
 
 }  // namespace
-
-bool Refuse(const HostUi& ui, const std::wstring& text, std::wstring* error, bool interactive, BoxKind kind,
-            const std::wstring& title) {
-  if (error) {
-    *error = text;
-  }
-  if (interactive) {
-    ui.messageBox(kind, title, text);
-  }
-  return false;
-}
 
 void RefreshDeviceList(Engine& engine, const AudioBackEnd& backEnd, DeviceList& list, double sampleRate,
                        const HostUi& ui, void* systemReference) {

@@ -3,9 +3,7 @@
 #include <chrono>
 #include <thread>
 
-#include "engine/callback.h"
 #include "engine/pool_control.h"
-#include "platform/clock.h"
 
 namespace tarnwick::engine {
 
@@ -17,15 +15,6 @@ Engine::~Engine() {
   while (pendingReleases.load() > 0) {
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
-}
-
-void ResetTiming(Engine& engine) {
-  engine.granted.callback.store(-1);  // the device's thread is a new one
-  EngineCounters& counters = engine.counters;
-  for (std::atomic<uint64_t>* counter : {&counters.timedTicks, &counters.timedCount, &counters.maxTicks}) {
-    counter->store(0);
-  }
-  counters.lastReportTick.store(platform::TickMilliseconds());
 }
 
 }  // namespace tarnwick::engine

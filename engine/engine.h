@@ -1,8 +1,10 @@
 // The audio engine's state: what the user-interface thread and the callback share. The operations stand in the files
-// beside this one: callback.h (the block), pool_control.h, audio_control.h (device), host.h (start and stop).
+// beside this one: callback.h (the block), timing_report.h, pool_control.h, audio_control.h (device), host.h (start and
+// stop), host_rows.h (instances).
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -14,7 +16,7 @@
 #include "engine/level_meter.h"
 #include "engine/pink_noise.h"
 #include "engine/realtime_thread_pool.h"
-#include "platform/threads.h"
+#include "platform/clock.h"
 #include "system/cpu_steering.h"
 
 namespace tarnwick::engine {
@@ -26,7 +28,7 @@ struct EngineCounters {
   std::atomic<uint64_t> timedTicks{0};
   std::atomic<uint64_t> timedCount{0};
   std::atomic<uint64_t> maxTicks{0};
-  std::atomic<uint64_t> lastReportTick{0};  // milliseconds
+  std::atomic<std::chrono::milliseconds> lastReportTick{};  // platform's millisecond tick
   // As timedTicks, timedCount and maxTicks, but of the blocks that the host has finished since it started.
   std::atomic<uint64_t> hostTicks{0};
   std::atomic<uint64_t> hostCount{0};
@@ -56,6 +58,7 @@ struct Engine {
   ~Engine();
 
   const system::CpuSteering& steering;
+  int64_t (*counterNow)() noexcept = &platform::CounterNow;  // ticks of CounterFrequency; set before any block
 
   DeviceSession session;
   MeterBank instanceMeters{kMaximumInstances};
@@ -94,11 +97,5 @@ struct Engine {
   // The present block's view, written by the callback before the instances start and read by them.
   const InstanceOrder* blockOrder = nullptr;
 };
-
-// The record that a driver gets to call the engine with.
-platform::AudioCallbacks EngineCallbacks(Engine& engine);
-
-// Sets every counter of the timing report to zero, and the report's clock to now.
-void ResetTiming(Engine& engine);
 
 }  // namespace tarnwick::engine

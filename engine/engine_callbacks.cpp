@@ -1,7 +1,7 @@
 // Where drivers enter: each call lands here on a thread of the driver's own.
-#include "engine/audio_control.h"
+#include "engine/engine_callbacks.h"
+
 #include "engine/callback.h"
-#include "engine/engine.h"
 
 namespace tarnwick::engine {
 namespace {

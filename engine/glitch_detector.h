@@ -1,13 +1,14 @@
 // Counts dropouts: one whole block of exact digital silence between two blocks of uninterrupted signal.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <vector>
 
 namespace tarnwick::engine {
 
 inline constexpr uint64_t kMaximumGlitchCount = 10000;
-inline constexpr double kGlitchGraceSeconds = 1.0;  // after host start nothing is counted
+inline constexpr std::chrono::seconds kGlitchGrace{1};  // after host start nothing is counted
 
 // One per instance. The callback writes all of it; the user-interface thread sizes it while no block can touch it and
 // reads and resets the count.

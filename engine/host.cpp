@@ -1,27 +1,25 @@
 #include "engine/host.h"
 
 #include <algorithm>
-#include <chrono>
-#include <cmath>
 #include <new>
 #include <system_error>
 #include <thread>
 #include <utility>
 
-#include "engine/atomic_word.h"
+#include "engine/host_rows.h"
 #include "engine/pool_control.h"
 #include "platform/clock.h"
 #include "platform/paths.h"
 #include "platform/text.h"
+#include "platform/threads.h"
+#include "plugin/instance_lifecycle.h"
 
 namespace tarnwick::engine {
 namespace {
 
-constexpr wchar_t kStopping[] = L"Stop is in progress. Please wait...";
-constexpr wchar_t kNoMemory[] = L"There is not enough memory for the instances.";
-
-double secondsSince(int64_t timestamp) {
-  return static_cast<double>(platform::CounterNow() - timestamp) / static_cast<double>(platform::CounterFrequency());
+std::chrono::duration<double> timeSinceStart(const Engine& engine) {
+  const int64_t ticks = engine.counterNow() - engine.hostStartTimestamp.load();
+  return std::chrono::duration<double>(static_cast<double>(ticks) / static_cast<double>(platform::CounterFrequency()));
 }
 
 std::wstring missingChannels(const InstanceConfig& config) {
@@ -31,41 +29,6 @@ std::wstring missingChannels(const InstanceConfig& config) {
          : noInput           ? L"the input channel"
          : noOutput          ? L"the output channel"
                              : L"";
-}
-
-std::wstring createFailure(size_t instanceNumber) {
-  return L"Failed to create VST3 instance #" + std::to_wstring(instanceNumber) + L".";
-}
-
-// A row without a choice takes over what the effect begins with.
-void applyFirstParameter(InstanceRow& row, plugin::PluginInstance& instance) {
-  if (row.setsFirstParameter) {
-    plugin::SetFirstParameter(instance, std::clamp(row.firstParamPercent / 100.0, 0.0, 1.0));
-  } else if (const auto value = plugin::FirstParameter(instance)) {
-    row.firstParamPercent = static_cast<int32_t>(std::lround(*value * 100.0));
-  }
-}
-
-// What the audio path gets of a row.
-InstanceConfig effectiveConfig(const Host& host, const InstanceRow& row) {
-  InstanceConfig config = row.config;
-  if (host.bypassAll) {
-    config.bypassEnabled = 1;
-  }
-  return config;
-}
-
-// Gives a free slot all that a block needs of it and publishes it as the last instance.
-void publishInstance(Host& host, const InstanceRow& row, plugin::PluginInstance* runner) {
-  Engine& engine = host.engine;
-  InstanceSlot* slot = engine.instances.prepareSlot();
-  const auto length = static_cast<size_t>(std::max(engine.session.blockLength, 0));
-  StoreConfig(slot->config, effectiveConfig(host, row));
-  slot->runner = runner;
-  slot->input.assign(length, 0.0f);
-  slot->output.assign(length, 0.0f);
-  ArmDetector(slot->glitch, engine.session.blockLength);
-  engine.instances.append(slot, engine.session.epoch);
 }
 
 // Everything that a start built. No block may be processing instances.
@@ -79,7 +42,7 @@ struct Refusal {
   BoxKind kind = BoxKind::warning;
 };
 
-// What can be told before anything is loaded; of the disk only when asked to.
+// The refusals that need nothing loaded; the disk is looked at only when asked to.
 Refusal startRefusal(const Host& host, bool lookAtFile) {
   if (!host.engine.asioRunning.load()) {
     return {std::wstring(L"Press ASIO Start first, then ") + L"start the instance host" + L".", BoxKind::information};
@@ -111,21 +74,13 @@ bool readyToStart(Host& host, std::wstring* error, bool interactive) {
   return refusal.text.empty() || Refuse(host.ui, refusal.text, error, interactive, refusal.kind);
 }
 
-// Publishes the rows' instances, with the first parameters that they ask for.
-void publishRows(Host& host) {
-  for (size_t i = 0; i < host.rows.size(); ++i) {
-    applyFirstParameter(host.rows[i], *host.module.instances[i]);
-    publishInstance(host, host.rows[i], host.module.instances[i].get());
-  }
-}
-
 bool createRunners(Host& host, std::wstring* error, bool interactive) {
   const DeviceSession& session = host.engine.session;
   for (size_t i = 0; i < host.rows.size(); ++i) {
     auto instance = plugin::CreateInstance(host.module, session.sampleRate.load(), session.blockLength);
     if (!instance) {
       plugin::UnloadModule(host.module);
-      return Refuse(host.ui, createFailure(i + 1), error, interactive, BoxKind::error);
+      return Refuse(host.ui, CreateFailure(i + 1), error, interactive, BoxKind::error);
     }
     host.module.instances.push_back(std::move(instance));
   }
@@ -152,15 +107,6 @@ void stopThread(Engine& engine, const std::function<bool()>& postStopFinished) {
   for (int tries = 0; tries < kTries && !postStopFinished(); ++tries) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
-}
-
-bool hasRow(const Host& host, int32_t index) {
-  return index >= 0 && static_cast<size_t>(index) < host.rows.size();
-}
-
-// Whether row `index` has a running instance.
-bool runs(const Host& host, int32_t index) {
-  return host.engine.hostRunning.load() && index >= 0 && index < host.engine.instances.count();
 }
 
 }  // namespace
@@ -202,7 +148,9 @@ bool StartHost(Host& host, std::wstring* error, bool interactive) {
     return false;
   }
   try {
-    publishRows(host);
+    for (size_t i = 0; i < host.rows.size(); ++i) {
+      PublishRow(host, host.rows[i], *host.module.instances[i]);
+    }
   } catch (const std::bad_alloc&) {
     releaseInstances(host);
     return Refuse(host.ui, kNoMemory, error, interactive, BoxKind::error);
@@ -210,7 +158,7 @@ bool StartHost(Host& host, std::wstring* error, bool interactive) {
   ReconfigurePool(engine, true);
   resetTotals(engine);
   engine.glitchesArmed.store(true);
-  engine.hostStartTimestamp.store(platform::CounterNow());
+  engine.hostStartTimestamp.store(engine.counterNow());
   engine.hostRunning.store(true);
   host.ui.log(L"Host running.");
   engine.meteringEnabled.store(true);
@@ -243,7 +191,7 @@ void StopHostAsync(Host& host) {
 void CompleteHostStop(Host& host) {
   Engine& engine = host.engine;
   if (engine.hostRunning.load()) {
-    host.lastRunSeconds = secondsSince(engine.hostStartTimestamp.load());
+    host.lastRun = timeSinceStart(engine);
     engine.hostRunning.store(false);
     AwaitCallbackIdle(engine.session.epoch);
     AwaitAnnouncements(engine.session);  // the last block's time counts as well
@@ -260,113 +208,8 @@ void CompleteHostStop(Host& host) {
   }
 }
 
-bool AddInstance(Host& host, const InstanceRow& row, std::wstring* error) {
-  Engine& engine = host.engine;
-  if (host.rows.size() >= kMaximumInstances) {
-    return Refuse(host.ui, L"No more than 127 instances are possible.", error, false);
-  }
-  if (engine.hostStopping.load()) {
-    return Refuse(host.ui, kStopping, error, false);
-  }
-  InstanceRow added = row;
-  added.firstParamPercent = std::clamp(added.firstParamPercent, 0, 100);
-  DeriveGains(added.config);
-  if (engine.hostRunning.load()) {
-    const DeviceSession& session = engine.session;
-    auto instance = plugin::CreateInstance(host.module, session.sampleRate.load(), session.blockLength);
-    if (!instance) {
-      return Refuse(host.ui, createFailure(host.rows.size() + 1), error, false);
-    }
-    applyFirstParameter(added, *instance);
-    host.module.instances.push_back(std::move(instance));
-    try {
-      publishInstance(host, added, host.module.instances.back().get());
-    } catch (const std::bad_alloc&) {
-      plugin::DestroyInstance(host.module, std::move(host.module.instances.back()));
-      host.module.instances.pop_back();
-      return Refuse(host.ui, kNoMemory, error, false);
-    }
-  }
-  host.rows.push_back(std::move(added));
-  ReconfigurePool(engine, false);
-  return true;
-}
-
-bool RemoveInstance(Host& host, int32_t index, std::wstring* error) {
-  Engine& engine = host.engine;
-  if (!hasRow(host, index)) {
-    return Refuse(host.ui, L"There is no such instance.", error, false);
-  }
-  if (engine.hostStopping.load()) {
-    return Refuse(host.ui, kStopping, error, false);
-  }
-  if (runs(host, index)) {
-    engine.instances.remove(index, engine.session.epoch);
-    const auto at = host.module.instances.begin() + index;
-    plugin::DestroyInstance(host.module, std::move(*at));
-    host.module.instances.erase(at);
-  }
-  host.rows.erase(host.rows.begin() + index);
-  ReconfigurePool(engine, false);
-  return true;
-}
-
-bool ConfigureInstance(Host& host, int32_t index, const InstanceConfig& config) {
-  if (!hasRow(host, index)) {
-    return false;
-  }
-  InstanceRow& row = host.rows[static_cast<size_t>(index)];
-  row.config = config;
-  DeriveGains(row.config);
-  if (runs(host, index)) {
-    StoreConfig(host.engine.instances.instance(index).config, effectiveConfig(host, row));
-  }
-  return true;
-}
-
-void SetBypassAll(Host& host, bool enabled) {
-  host.bypassAll = enabled;
-  for (int32_t i = 0; runs(host, i); ++i) {
-    StoreConfig(host.engine.instances.instance(i).config, effectiveConfig(host, host.rows[static_cast<size_t>(i)]));
-  }
-}
-
-bool SetFirstParamPercent(Host& host, int32_t index, int32_t percent) {
-  if (!hasRow(host, index)) {
-    return false;
-  }
-  const int32_t within = std::clamp(percent, 0, 100);
-  if (runs(host, index) &&
-      !plugin::SetFirstParameter(*host.module.instances[static_cast<size_t>(index)], within / 100.0)) {
-    return false;
-  }
-  InstanceRow& row = host.rows[static_cast<size_t>(index)];
-  row.firstParamPercent = within;
-  row.setsFirstParameter = true;
-  return true;
-}
-
-float InstanceMeterDb(const Host& host, int32_t index) {
-  return runs(host, index) ? LoadWord(host.engine.instances.instance(index).meterDb) : kNoSignalDb;
-}
-
-uint64_t InstanceGlitchCount(const Host& host, int32_t index) {
-  return runs(host, index) ? LoadWord(host.engine.instances.instance(index).glitch.glitchCount) : 0;
-}
-
-float InstanceOutputDb(const Host& host, int32_t index) {
-  if (!runs(host, index)) {
-    return kNoSignalDb;
-  }
-  const int32_t channel = host.rows[static_cast<size_t>(index)].config.outputChannel;
-  if (channel < 0 || channel >= std::min(host.engine.session.numOutputs, kMeteredChannels)) {
-    return kNoSignalDb;
-  }
-  return RingLevelDb(host.engine.outputMeters.ring(channel));
-}
-
-double HostRunSeconds(const Host& host) {
-  return host.engine.hostRunning.load() ? secondsSince(host.engine.hostStartTimestamp.load()) : host.lastRunSeconds;
+std::chrono::duration<double> HostRunTime(const Host& host) {
+  return host.engine.hostRunning.load() ? timeSinceStart(host.engine) : host.lastRun;
 }
 
 }  // namespace tarnwick::engine

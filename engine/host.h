@@ -1,7 +1,7 @@
-// The instance host: its rows, starting and stopping it, and changing instances while it runs. User-interface thread
-// unless said otherwise.
+// The instance host: its state, starting and stopping it. User-interface thread.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -35,8 +35,12 @@ struct Host {
   std::wstring pluginPath;        // as typed
   bool bypassAll = false;         // every instance is bypassed, whatever its row says; rows keep their own choice
   bool closePending = false;      // the main window goes once the stop has completed
-  double lastRunSeconds = 0.0;    // how long the host ran when it was last stopped
+  std::chrono::duration<double> lastRun{};  // time that the host ran for when it was last stopped
 };
+
+// Refusals of more than one request.
+inline constexpr wchar_t kStopping[] = L"Stop is in progress. Please wait...";
+inline constexpr wchar_t kNoMemory[] = L"There is not enough memory for the instances.";
 
 // Logged when a start is asked for without a session.
 inline constexpr wchar_t kStartIgnored[] = L"Start request ignored: ASIO session is not running.";
@@ -53,26 +57,7 @@ bool StartHost(Host& host, std::wstring* error, bool interactive);
 void StopHostAsync(Host& host);
 void CompleteHostStop(Host& host);
 
-// Adds a row; while the host runs its effect is created and the instance is heard from the next block on. False when
-// there are 127 already or the effect cannot be created (nothing is added then).
-bool AddInstance(Host& host, const InstanceRow& row, std::wstring* error);
-// Removes row `index`; while the host runs the others play on without a gap. False when there is no such row, or a stop
-// is under way.
-bool RemoveInstance(Host& host, int32_t index, std::wstring* error);
-// Takes over changed settings of a row; the audio path sees them at its next block. False when there is no such row.
-bool ConfigureInstance(Host& host, int32_t index, const InstanceConfig& config);
-// Bypasses all instances, or returns each to its row's own choice.
-void SetBypassAll(Host& host, bool enabled);
-// Sets a row's first parameter, 0..100 percent (clamped), and the running effect's. False when there is no such row or
-// the running effect refuses; nothing has changed then.
-bool SetFirstParamPercent(Host& host, int32_t index, int32_t percent);
-
-// What the rows show. -100 dB and 0 for a row that does not run.
-float InstanceMeterDb(const Host& host, int32_t index);
-uint64_t InstanceGlitchCount(const Host& host, int32_t index);
-// Level of the device output that the row's instance is added to, by the same formula; -100 dB without one.
-float InstanceOutputDb(const Host& host, int32_t index);
-// Seconds since the host was started; of the last run when it is stopped.
-double HostRunSeconds(const Host& host);
+// Time since the host was started; of the last run when it is stopped.
+std::chrono::duration<double> HostRunTime(const Host& host);
 
 }  // namespace tarnwick::engine

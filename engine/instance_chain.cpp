@@ -19,7 +19,7 @@ size_t bytesOf(int32_t n) noexcept {
   return static_cast<size_t>(n) * sizeof(float);
 }
 
-// Fills the slot's input buffer; false when the instance has no source.
+// Fills `input` with the instance's source; false when it has none.
 bool fetchSource(const Engine& engine, const InstanceConfig& config, float* input, int32_t half, int32_t n) noexcept {
   const bool pinkWanted =
       engine.testSignalAll.load(std::memory_order_relaxed) || LoadWord(config.testSignalEnabled) != 0;
@@ -36,6 +36,18 @@ bool fetchSource(const Engine& engine, const InstanceConfig& config, float* inpu
     return false;
   }
   sound::ReadBlock(InputType(engine.session, channel), buffer, input, n);
+  return true;
+}
+
+// The same with the input gain.
+bool fetchGained(const Engine& engine, const InstanceConfig& config, float* input, int32_t half, int32_t n) noexcept {
+  if (!fetchSource(engine, config, input, half, n)) {
+    return false;
+  }
+  const float gain = LoadWord(config.inputGain);
+  if (gain != 1.0f) {
+    sound::MultiplyBlock(input, gain, n);
+  }
   return true;
 }
 
@@ -75,20 +87,17 @@ void forChannel(int32_t type, const void* buffer, int32_t n, Feed feed) noexcept
 void ProcessInstance(Engine& engine, InstanceSlot& slot, int32_t half, int32_t n) noexcept {
   float* input = slot.input.data();
   float* output = slot.output.data();
-  const bool hasSource = fetchSource(engine, slot.config, input, half, n);
-  if (hasSource) {
-    const float gain = LoadWord(slot.config.inputGain);
-    if (gain != 1.0f) {
-      sound::MultiplyBlock(input, gain, n);
-    }
-  }
+  const bool hasSource = fetchGained(engine, slot.config, input, half, n);
   meterInstance(engine, slot, hasSource, n);
   if (!hasSource) {
     std::memset(output, 0, bytesOf(n));
   } else if (LoadWord(slot.config.bypassEnabled) != 0) {
     std::memcpy(output, input, bytesOf(n));
-  } else {
-    plugin::ProcessBlock(slot.runner, input, output, n);
+  } else if (!plugin::ProcessBlock(slot.runner, input, output, n)) {
+    // `input` is the effect's own buffer, into which it may have written before it failed.
+    if (fetchGained(engine, slot.config, input, half, n)) {
+      std::memcpy(output, input, bytesOf(n));
+    }
   }
   const float gain = LoadWord(slot.config.outputGain);
   if (gain != 1.0f) {
@@ -165,8 +174,7 @@ void DetectGlitches(Engine& engine, const InstanceOrder& order, int32_t half, in
     return;
   }
   const int64_t started = engine.hostStartTimestamp.load(std::memory_order_relaxed);
-  const auto grace = static_cast<int64_t>(kGlitchGraceSeconds * static_cast<double>(platform::CounterFrequency()));
-  const bool settling = now - started < grace;
+  const bool settling = now - started < kGlitchGrace.count() * platform::CounterFrequency();
   for (int32_t i = 0; i < order.count; ++i) {
     InstanceSlot& slot = engine.instances.slotOf(order, i);
     const int32_t channel = LoadWord(slot.config.outputChannel);

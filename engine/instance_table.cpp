@@ -7,6 +7,20 @@
 
 namespace tarnwick::engine {
 
+void EquipSlot(InstanceSlot& slot, plugin::PluginInstance* runner, int32_t n) {
+  const auto length = static_cast<size_t>(std::max(n, 0));
+  slot.runner = runner;
+  if (runner != nullptr && runner->inputBuffer.size() >= length && runner->outputBuffer.size() >= length) {
+    slot.input = runner->inputBuffer;
+    slot.output = runner->outputBuffer;
+  } else {
+    slot.ownBuffers.assign(2 * length, 0.0f);
+    slot.input = std::span(slot.ownBuffers).first(length);
+    slot.output = std::span(slot.ownBuffers).last(length);
+  }
+  ArmDetector(slot.glitch, n);
+}
+
 InstanceTable::InstanceTable(MeterBank& meters) : published_(orders_.data()) {
   for (size_t k = 0; k < slots_.size(); ++k) {
     slots_[k].meter = &meters.ring(static_cast<int32_t>(k));
@@ -24,9 +38,8 @@ InstanceSlot* InstanceTable::prepareSlot() {
       InstanceSlot& slot = slots_[k];
       StoreConfig(slot.config, InstanceConfig{});
       StoreWord(slot.meterDb, kNoSignalDb);
-      slot.runner = nullptr;
       ResetRing(*slot.meter);
-      ArmDetector(slot.glitch, 0);
+      EquipSlot(slot, nullptr, 0);
       return &slot;
     }
   }

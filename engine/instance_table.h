@@ -4,6 +4,7 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "engine/callback_epoch.h"
@@ -20,11 +21,17 @@ struct alignas(64) InstanceSlot {
   InstanceConfig config;                     // written by the user-interface thread word by word, at any time
   float meterDb = kNoSignalDb;               // written by the instance's block, read by the user-interface thread
   plugin::PluginInstance* runner = nullptr;  // null: pass-through
-  std::vector<float> input;                  // work buffers, at least a block long while the host runs
-  std::vector<float> output;
+  std::span<float> input;                    // the effect's own buffers, or the two halves of ownBuffers; at least a
+  std::span<float> output;                   // block long while the host runs
+  std::vector<float> ownBuffers;
   MeterRing* meter = nullptr;
   GlitchDetector glitch;
 };
+
+// Gives a slot that is being prepared its effect (may be null) and buffers for blocks of `n` samples: the effect's own,
+// so that nothing is copied between the two, or buffers of the slot's where the effect is missing or has shorter ones.
+// Throws std::bad_alloc.
+void EquipSlot(InstanceSlot& slot, plugin::PluginInstance* runner, int32_t n);
 
 // Which slot instance i uses, for i < count. Immutable while published.
 struct InstanceOrder {

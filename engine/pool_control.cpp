@@ -9,7 +9,7 @@ namespace tarnwick::engine {
 namespace {
 
 uint64_t workersFor(const Engine& engine, uint64_t instances) {
-  const uint64_t machine = system::SystemMask();
+  const uint64_t machine = system::ProcessorsOf(engine.steering);
   const uint64_t chosen = system::ChosenMasks(engine.steering)[static_cast<size_t>(system::SteeringGroup::engine)];
   const uint64_t mine = system::GroupMask(chosen, machine);
   return WorkerThreadsFor(instances, static_cast<uint64_t>(std::popcount(mine)), mine == machine);

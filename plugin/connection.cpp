@@ -1,7 +1,7 @@
 #include "plugin/connection.h"
 
-#include "platform/trace.h"
 #include "plugin/guarded_call.h"
+#include "plugin/trace_failure.h"
 
 namespace tarnwick::plugin {
 namespace {
@@ -23,17 +23,14 @@ void releaseBoth(PluginInstance& instance) {
 
 }  // namespace
 
-bool ConnectController(PluginInstance& instance) {
-  if (instance.component == nullptr || instance.controller == nullptr) {
-    return false;
-  }
+bool ConnectController(PluginInstance& instance, const std::wstring& path) {
   if (instance.controllerIsComponent) {
     return true;
   }
   instance.componentConnection = queryFor<IConnectionPoint>(instance.component);
   instance.controllerConnection = queryFor<IConnectionPoint>(instance.controller);
   if (instance.componentConnection == nullptr || instance.controllerConnection == nullptr) {
-    platform::Trace(L"VST3 IConnectionPoint unavailable; editor may not initialize.");
+    TraceFailure(path, L"VST3 IConnectionPoint unavailable; editor may not initialize.");
     releaseBoth(instance);
     return true;
   }
@@ -47,7 +44,7 @@ bool ConnectController(PluginInstance& instance) {
     instance.connected = true;
     return true;
   }
-  platform::Trace(L"VST3 component/controller connect failed.");
+  TraceFailure(path, L"VST3 component/controller connect failed.");
   disconnectBothWays(instance);
   releaseBoth(instance);
   return false;

@@ -2,11 +2,11 @@
 
 #include <utility>
 
-#include "platform/trace.h"
 #include "plugin/audio_buses.h"
 #include "plugin/component_handler.h"
 #include "plugin/connection.h"
 #include "plugin/guarded_call.h"
+#include "plugin/trace_failure.h"
 
 namespace tarnwick::plugin {
 namespace {
@@ -66,32 +66,35 @@ Vst::ProcessSetup processSetupFor(double sampleRate, int32 maxBlock) {
 bool buildObjects(ModuleState& state, PluginInstance& instance) {
   instance.component = createObject<Vst::IComponent>(*state.factory, state.classId);
   if (instance.component == nullptr) {
-    platform::Trace(L"Failed to create VST3 component.");
+    TraceFailure(state.path, L"Failed to create VST3 component.");
     return false;
   }
   if (guarded([&] { return instance.component->initialize(nullptr); }) != kResultOk) {
-    platform::Trace(L"VST3 component initialize failed.");
+    TraceFailure(state.path, L"VST3 component initialize failed.");
     return false;
   }
   instance.processor = queryFor<Vst::IAudioProcessor>(instance.component);
   if (instance.processor == nullptr) {
-    platform::Trace(L"VST3 processor interface unavailable.");
+    TraceFailure(state.path, L"VST3 processor interface unavailable.");
     return false;
   }
   findController(*state.factory, instance);
   if (instance.controller != nullptr) {
     guarded([&] { return instance.controller->setComponentHandler(state.componentHandler); });
   }
-  // An effect without any controller is refused here too.
-  return ConnectController(instance);
+  if (instance.controller == nullptr) {
+    TraceFailure(state.path, L"VST3 controller unavailable.");
+    return false;
+  }
+  return ConnectController(instance, state.path);
 }
 
-bool startProcessing(PluginInstance& instance, double sampleRate, int32 maxBlock) {
+bool startProcessing(const ModuleState& state, PluginInstance& instance, double sampleRate, int32 maxBlock) {
   const BusWidths widths = ArrangeAudioBuses(instance);
   Vst::ProcessSetup setup = processSetupFor(sampleRate, maxBlock);
   const int32 blockLength = setup.maxSamplesPerBlock;
   if (guarded([&] { return instance.processor->setupProcessing(setup); }) != kResultOk) {
-    platform::Trace(L"VST3 setupProcessing failed.");
+    TraceFailure(state.path, L"VST3 setupProcessing failed.");
     return false;
   }
   guarded([&] { return instance.component->setActive(true); });
@@ -115,9 +118,9 @@ void closeEditor(ModuleState& state, PluginInstance& instance) {
   releaseReference(instance.editorFrame);
 }
 
-}  // namespace
-
-void TearDownInstance(ModuleState& state, PluginInstance& instance) {
+// Closes the editor, stops processing, disconnects, ends and releases the instance's objects, in this order. An
+// instance that is half made lacks some of them.
+void tearDown(ModuleState& state, PluginInstance& instance) {
   closeEditor(state, instance);
   if (instance.processor != nullptr) {
     guarded([&] { return instance.processor->setProcessing(false); });
@@ -143,6 +146,8 @@ void TearDownInstance(ModuleState& state, PluginInstance& instance) {
   }
 }
 
+}  // namespace
+
 std::unique_ptr<PluginInstance> CreateInstance(ModuleState& state, double sampleRate, int32_t maxBlock) {
   if (!state.loaded || state.factory == nullptr) {
     return nullptr;
@@ -153,11 +158,11 @@ std::unique_ptr<PluginInstance> CreateInstance(ModuleState& state, double sample
       state.componentHandler = new HostComponentHandler;
     }
     instance = std::make_unique<PluginInstance>();
-    if (buildObjects(state, *instance) && startProcessing(*instance, sampleRate, maxBlock)) {
+    if (buildObjects(state, *instance) && startProcessing(state, *instance, sampleRate, maxBlock)) {
       return instance;
     }
   } catch (...) {
-    // Out of memory: taken apart like any other failure.
+    TraceFailure(state.path, kNoMemory);  // taken apart like any other failure
   }
   DestroyInstance(state, std::move(instance));
   return nullptr;
@@ -165,7 +170,7 @@ std::unique_ptr<PluginInstance> CreateInstance(ModuleState& state, double sample
 
 void DestroyInstance(ModuleState& state, std::unique_ptr<PluginInstance> instance) {
   if (instance != nullptr) {
-    TearDownInstance(state, *instance);
+    tearDown(state, *instance);
   }
 }
 

@@ -5,7 +5,6 @@
 #include <cstring>
 
 #include "plugin/guarded_call.h"
-#include "plugin/plugin_module.h"
 
 namespace tarnwick::plugin {
 namespace {
@@ -19,17 +18,19 @@ void passThrough(const float* in, float* out, size_t samples) noexcept {
 
 }  // namespace
 
-void ProcessBlock(PluginInstance* instance, const float* in, float* out, int32_t n) noexcept {
+bool ProcessBlock(PluginInstance* instance, const float* in, float* out, int32_t n) noexcept {
   if (in == nullptr || out == nullptr || n < 1) {
-    return;
+    return true;
   }
   const auto samples = static_cast<size_t>(n);
   if (instance == nullptr || instance->processor == nullptr || samples > instance->inputBuffer.size() ||
       samples > instance->outputBuffer.size()) {
     passThrough(in, out, samples);
-    return;
+    return true;
   }
-  std::copy_n(in, samples, instance->inputBuffer.data());
+  if (in != instance->inputBuffer.data()) {
+    std::copy_n(in, samples, instance->inputBuffer.data());
+  }
   std::fill_n(instance->outputBuffer.data(), samples, 0.0f);
   for (size_t channel = 1; channel < instance->wideOutputs.size(); ++channel) {
     std::fill_n(instance->wideOutputs[channel], samples, 0.0f);
@@ -38,11 +39,14 @@ void ProcessBlock(PluginInstance* instance, const float* in, float* out, int32_t
   instance->inputBus.silenceFlags = 0;
   instance->outputBus.silenceFlags = 0;
   instance->processData.numSamples = n;
-  if (guarded([&] { return instance->processor->process(instance->processData); }) == kResultOk) {
-    std::copy_n(instance->outputBuffer.data(), samples, out);
-  } else {
+  if (guarded([&] { return instance->processor->process(instance->processData); }) != kResultOk) {
     passThrough(in, out, samples);
+    return false;
   }
+  if (out != instance->outputBuffer.data()) {
+    std::copy_n(instance->outputBuffer.data(), samples, out);
+  }
+  return true;
 }
 
 namespace {

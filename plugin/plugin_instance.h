@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "pluginterfaces/gui/iplugview.h"
@@ -48,9 +49,17 @@ struct PluginInstance {
   std::vector<float> extraOutputs;
 };
 
-// Runs one block of `n` samples from `in` to `out` (both at least n floats; they may be the same). Passes `in` through
-// unchanged when `instance` or its processor is missing, when n exceeds its buffers, or when the effect's process call
-// fails. Null `in` or `out`, or n < 1: nothing is done. Audio path: no allocation, no lock.
-void ProcessBlock(PluginInstance* instance, const float* in, float* out, int32_t n) noexcept;
+// Runs one block of `n` samples from `in` to `out` (both at least n floats; they may be the same). A caller that uses
+// the instance's own inputBuffer as `in` and its outputBuffer as `out` saves the copies. Passes `in` through unchanged
+// when `instance` or its processor is missing, when n exceeds its buffers, or when the effect's process call fails;
+// false for the last only: an effect may have written into its own input buffer by then. Null `in` or `out`, or n < 1:
+// nothing is done. Audio path: no allocation, no lock.
+bool ProcessBlock(PluginInstance* instance, const float* in, float* out, int32_t n) noexcept;
+
+// Sets the parameter with index 0 to `normalized`, clamped to 0..1. True exactly when the effect accepted it.
+// User-interface thread.
+bool SetFirstParameter(PluginInstance& instance, double normalized);
+// The value of the parameter with index 0, 0..1; nothing when the effect has none. User-interface thread.
+std::optional<double> FirstParameter(PluginInstance& instance);
 
 }  // namespace tarnwick::plugin

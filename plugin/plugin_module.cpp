@@ -7,6 +7,7 @@
 #include "plugin/effect_class.h"
 #include "plugin/guarded_call.h"
 #include "plugin/instance_lifecycle.h"
+#include "plugin/trace_failure.h"
 
 namespace tarnwick::plugin {
 namespace {
@@ -14,51 +15,60 @@ namespace {
 using Steinberg::IPluginFactory;
 using FactoryFunction = IPluginFactory*(PLUGIN_API*)();
 
-constexpr const wchar_t* kNoSymbol = L"GetPluginFactory symbol not found.";
-constexpr const wchar_t* kNoFactory = L"GetPluginFactory returned null.";
+// A failure in the words of this program, and in those of the system's loader.
+struct Problem {
+  std::wstring text;  // empty = none
+  std::wstring loaderWords;
+};
 
-// The module's factory, to be released by the caller; null with the text of the failure in `problem`.
-IPluginFactory* factoryOf(const platform::Module& module, const wchar_t*& problem) {
+// The module's factory, to be released by the caller; null with the failure in `problem`.
+IPluginFactory* factoryOf(const platform::Module& module, Problem& problem) {
   auto* getFactory = reinterpret_cast<FactoryFunction>(module.symbol("GetPluginFactory"));
   if (getFactory == nullptr) {
-    problem = kNoSymbol;
+    problem.text = L"GetPluginFactory symbol not found.";
     return nullptr;
   }
   IPluginFactory* factory = guarded([&] { return getFactory(); }, static_cast<IPluginFactory*>(nullptr));
-  problem = kNoFactory;
+  if (factory == nullptr) {
+    problem.text = L"GetPluginFactory returned null.";
+  }
   return factory;
 }
 
-// Null when a class was found, else the text of the failure; what was reached by then stays in `state`.
-const wchar_t* loadInto(ModuleState& state, const std::wstring& path) {
-  state.module = platform::Module::Load(path);
+// A failure leaves in `state` what was reached by then.
+Problem loadInto(ModuleState& state, const std::wstring& path) {
+  Problem problem;
+  state.path = path;
+  state.module = platform::Module::Load(path, &problem.loaderWords);
   if (state.module == nullptr) {
-    return L"LoadLibrary failed for VST3 module.";
+    problem.text = L"LoadLibrary failed for VST3 module.";
+    return problem;
   }
-  const wchar_t* problem = nullptr;
   state.factory = factoryOf(*state.module, problem);
   if (state.factory == nullptr) {
     return problem;
   }
   state.loaded = ChooseEffectClass(*state.factory, &state.classId, &state.className);
-  return state.loaded ? nullptr : L"No VST3 audio effect class found in module.";
+  if (!state.loaded) {
+    problem.text = L"No VST3 audio effect class found in module.";
+  }
+  return problem;
 }
 
-// Empty when the file is usable, else the text of the failure.
-std::wstring validate(const std::wstring& path, std::wstring* className) {
-  const std::wstring prefix = L"VST3 validation failed: ";
-  const auto module = platform::Module::Load(path);
+Problem validate(const std::wstring& path, std::wstring* className) {
+  Problem problem;
+  const auto module = platform::Module::Load(path, &problem.loaderWords);
   if (module == nullptr) {
-    return prefix + L"LoadLibrary failed.";
+    problem.text = L"LoadLibrary failed.";
+    return problem;
   }
-  const wchar_t* problem = nullptr;
-  IPluginFactory* factory = factoryOf(*module, problem);
-  if (factory == nullptr) {
-    return prefix + problem;
+  if (IPluginFactory* factory = factoryOf(*module, problem)) {
+    if (!ChooseEffectClass(*factory, nullptr, className)) {
+      problem.text = L"no audio effect class found.";
+    }
+    releaseReference(factory);
   }
-  const bool found = ChooseEffectClass(*factory, nullptr, className);
-  releaseReference(factory);
-  return found ? std::wstring() : prefix + L"no audio effect class found.";
+  return problem;
 }
 
 }  // namespace
@@ -73,14 +83,14 @@ ModuleState::~ModuleState() {
 bool LoadModule(ModuleState& state, const std::wstring& path) {
   UnloadModule(state);
   try {
-    const wchar_t* problem = loadInto(state, path);
-    if (problem == nullptr) {
+    const Problem problem = loadInto(state, path);
+    if (problem.text.empty()) {
       platform::Trace(L"VST3 module loaded: " + state.className);
       return true;
     }
-    platform::Trace(problem);
+    TraceFailure(path, problem.text, problem.loaderWords);
   } catch (...) {
-    // Out of memory: nothing is kept.
+    TraceFailure(path, kNoMemory);
   }
   UnloadModule(state);
   return false;
@@ -88,16 +98,17 @@ bool LoadModule(ModuleState& state, const std::wstring& path) {
 
 bool ValidateModule(const std::wstring& path, std::wstring* reason, std::wstring* className) {
   try {
-    std::wstring problem = validate(path, className);
-    if (problem.empty()) {
+    Problem problem = validate(path, className);
+    if (problem.text.empty()) {
       return true;
     }
-    platform::Trace(problem);
+    problem.text.insert(0, L"VST3 validation failed: ");
+    TraceFailure(path, problem.text, problem.loaderWords);
     if (reason != nullptr) {
-      *reason = std::move(problem);
+      *reason = problem.loaderWords.empty() ? problem.text : problem.text + L" (" + problem.loaderWords + L")";
     }
   } catch (...) {
-    // Out of memory: not usable now.
+    TraceFailure(path, kNoMemory);
   }
   return false;
 }
@@ -109,6 +120,7 @@ void UnloadModule(ModuleState& state) {
   state.instances.clear();
   releaseReference(state.factory);
   state.module.reset();
+  state.path.clear();
   state.className.clear();
   state.loaded = false;
 }

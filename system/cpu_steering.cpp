@@ -51,6 +51,10 @@ uint64_t SystemMask() noexcept {
   return mask != 0 ? mask : FallbackSystemMask(platform::ProcessorCount());
 }
 
+uint64_t ProcessorsOf(const CpuSteering& steering) noexcept {
+  return steering.processors != 0 ? steering.processors : SystemMask();
+}
+
 uint64_t KnownProcessors() noexcept {
   return SystemMask() | FallbackSystemMask(platform::ProcessorCount());
 }
@@ -88,7 +92,7 @@ bool ApplyIfChanged(const CpuSteering& steering, SteeringGroup group, ThreadStee
   }
   thread.generation = generation;
   const uint64_t chosen = steering.masks[indexOf(group)].load(std::memory_order_relaxed);
-  thread.granted = platform::SetThreadAffinity(GroupMask(chosen, SystemMask()));
+  thread.granted = platform::SetThreadAffinity(GroupMask(chosen, ProcessorsOf(steering)));
   return true;
 }
 

@@ -28,6 +28,8 @@ struct CpuSteering {
   std::array<std::atomic<uint64_t>, kSteeringGroups> masks{};
   std::atomic<uint32_t> generation{1};  // changes with the masks; never 0, which is a thread's "nothing applied yet"
 
+  uint64_t processors = 0;  // taken for the machine's own, set before any thread looks; 0 = SystemMask()
+
   static_assert(std::atomic<uint64_t>::is_always_lock_free && std::atomic<uint32_t>::is_always_lock_free);
 };
 
@@ -42,6 +44,9 @@ uint64_t FallbackSystemMask(int32_t processors) noexcept;
 // The processors that this process may use, by count where the system does not tell which; never 0. Real-time safe
 // after platform::PrepareThreads.
 uint64_t SystemMask() noexcept;
+
+// The processors that the groups' choices are made of: the record's own, else SystemMask(). Real-time safe like that.
+uint64_t ProcessorsOf(const CpuSteering& steering) noexcept;
 
 // The processors that can be meant by a choice: those above, and as many as the machine has, which this process may not
 // have been given today. Their numbers may have gaps.

@@ -48,7 +48,7 @@ void fillHost(Application& app, remote::RemoteStatusSnapshot& status) {
     ++app.remote.clockSyncId;
   }
   status.runningClockSyncId = app.remote.clockSyncId;
-  status.runningElapsedSeconds = engine::HostRunSeconds(app.host);
+  status.runningElapsedSeconds = engine::HostRunTime(app.host).count();
   status.bypassAllEnabled = app.host.bypassAll;
   status.testSignalAllEnabled = app.engine.testSignalAll.load();
   status.pluginPath = app.host.pluginPath;

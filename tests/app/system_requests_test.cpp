@@ -57,6 +57,20 @@ TEST(SetSteering, ReachesProcessThreadAndOnlyThenTheOthers) {
   });
 }
 
+TEST(SetSteering, FitsTheWorkersToTheProcessors) {
+  onAMachine([](Application& app, system::FakeMachine&) {
+    app.steering.processors = 0b111;
+    for (int instance = 0; instance < 2; ++instance) {
+      app.engine.instances.append(app.engine.instances.prepareSlot(), app.engine.session.epoch);
+    }
+    app.engine.hostRunning = true;
+    SetSteering(app, {0b011, 0, 0, 0, 0});
+    EXPECT_NE(app.engine.pool, nullptr);
+    SetSteering(app, {0b001, 0, 0, 0, 0});
+    EXPECT_EQ(app.engine.pool, nullptr);
+  });
+}
+
 TEST(StartSteering, AppliesWhatWasStored) {
   if (!twoProcessors()) {
     GTEST_SKIP() << "needs processors 0 and 1";

@@ -33,7 +33,7 @@ struct HostRig : EngineRig {
     if (engine.hostRunning && !engine.hostStopping) {
       const int before = user.stopsFinished;
       engine::StopHostAsync(host);
-      EXPECT_TRUE(Eventually([&] { return user.stopsFinished > before; }, std::chrono::seconds(5)));
+      EXPECT_TRUE(Eventually([&] { return user.stopsFinished > before; }, std::chrono::seconds(30)));
       engine::CompleteHostStop(host);
     }
   }

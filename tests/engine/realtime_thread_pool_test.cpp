@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <bit>
+#include <cfenv>
 #include <memory>
 
 #include "support/eventually.h"
@@ -52,34 +54,38 @@ void runJobs(RealtimeThreadPool& pool, uint64_t first, uint64_t jobs, uint64_t c
 }
 
 TEST(RealtimeThreadPool, EveryInstanceRunsOnceInEveryJob) {
-  PoolRig rig;
-  {
-    SCOPED_TRACE("the callback helps one worker");
-    auto pool = rig.make(127, 1);
-    runJobs(*pool, 1, 20000, 127);
-    runJobs(*pool, 20001, 100, 3);  // fewer instances than the pool was built for
-  }
-  {
-    SCOPED_TRACE("a worker per instance, the callback only waits");
-    auto pool = rig.make(1, 1);
-    runJobs(*pool, 1, 20000, 1);
-  }
-  {
-    SCOPED_TRACE("more workers than processors");
-    auto pool = rig.make(4, 4);
-    runJobs(*pool, 1, 30, 4);
+  const struct {
+    const char* name;
+    uint64_t instances, workers, jobs;
+  } cases[] = {{"the callback helps one worker", 127, 1, 20000},
+               {"a worker per instance, the callback only waits", 1, 1, 20000},
+               {"more workers than processors", 4, 4, 30}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    PoolRig rig;
+    auto pool = rig.make(c.instances, c.workers);
+    runJobs(*pool, 1, c.jobs, c.instances);
+    runJobs(*pool, c.jobs + 1, 20, (c.instances + 1) / 2);  // fewer than the pool was built for
   }
 }
 
-TEST(RealtimeThreadPool, StopsWhileIdleAndFollowsTheSettings) {
+TEST(RealtimeThreadPool, WorkersTakeDenormalsForZero) {
+  struct Look {
+    std::thread::id thread;
+    uint32_t bits = 1;
+  } look;
+  const auto job = [](void* context, uint64_t, uint32_t, uint32_t) {
+    volatile float tiny = 2e-38f;
+    *static_cast<Look*>(context) = {std::this_thread::get_id(), std::bit_cast<uint32_t>(tiny * 0.5f)};
+  };
+  std::fesetenv(FE_DFL_ENV);  // the mode is inherited
   PoolRig rig;
-  rig.make(3, 2).reset();
-  std::atomic<int32_t> grant{-1};
-  RealtimeThreadPool pool(2, 1, PoolEnvironment{&rig.mmcss, &rig.steering, &grant, nullptr, nullptr});
-  EXPECT_EQ(grant.load(), -1);
-  rig.mmcss = true;
-  EXPECT_TRUE(tests::Eventually([&] { return grant.load() >= 0; }, std::chrono::seconds(5)))
-      << "a worker registers once the setting is on";
+  auto pool = rig.make(1, 1);
+  EXPECT_TRUE(tests::Eventually([&] {
+    pool->run(&look, job, 1, 0, 64);
+    return look.thread != std::this_thread::get_id();
+  }));
+  EXPECT_EQ(look.bits, 0u);
 }
 
 TEST(RealtimeThreadPool, WorkersByProcessors) {

@@ -6,7 +6,6 @@
 #include <semaphore.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
-#include <sys/select.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -113,19 +112,15 @@ int pthread_mutex_lock(pthread_mutex_t* mutex) {
   }
 
 WATCHED(int, pthread_cond_wait, (pthread_cond_t * c, pthread_mutex_t* m), (c, m))
-WATCHED(int, pthread_cond_timedwait, (pthread_cond_t * c, pthread_mutex_t* m, const timespec* t), (c, m, t))
 WATCHED(int, pthread_cond_clockwait, (pthread_cond_t * c, pthread_mutex_t* m, clockid_t k, const timespec* t),
         (c, m, k, t))
-WATCHED(int, pthread_rwlock_rdlock, (pthread_rwlock_t * l), (l))
 WATCHED(int, pthread_rwlock_wrlock, (pthread_rwlock_t * l), (l))
 WATCHED(int, pthread_create, (pthread_t * t, const pthread_attr_t* a, void* (*f)(void*), void* x), (t, a, f, x))
 WATCHED(int, pthread_join, (pthread_t t, void** r), (t, r))
 WATCHED(int, sem_wait, (sem_t * s), (s))
 WATCHED(int, nanosleep, (const timespec* t, timespec* r), (t, r))
 WATCHED(int, clock_nanosleep, (clockid_t k, int f, const timespec* t, timespec* r), (k, f, t, r))
-WATCHED(int, usleep, (useconds_t u), (u))
 WATCHED(int, poll, (pollfd * f, nfds_t n, int t), (f, n, t))
-WATCHED(int, select, (int n, fd_set* r, fd_set* w, fd_set* e, timeval* t), (n, r, w, e, t))
 WATCHED(ssize_t, read, (int f, void* b, size_t n), (f, b, n))
 WATCHED(ssize_t, write, (int f, const void* b, size_t n), (f, b, n))
 WATCHED(int, close, (int f), (f))

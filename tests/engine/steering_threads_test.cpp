@@ -11,27 +11,16 @@
 
 #include "host_rig.h"
 #include "support/thread_masks.h"
-#include "system/process_steering.h"
-
-// Linked instead of the C library's: what the program takes for the machine.
-extern "C" int __real_sched_getaffinity(pid_t thread, size_t size, cpu_set_t* set);
-extern "C" int __wrap_sched_getaffinity(pid_t thread, size_t size, cpu_set_t* set);
-extern "C" int __wrap_sched_getaffinity(pid_t thread, size_t size, cpu_set_t* set) {
-  const int result = __real_sched_getaffinity(thread, size, set);
-  for (size_t k = 0; result == 0 && k < 6; ++k) {
-    CPU_SET(k, set);
-  }
-  return result;
-}
 
 namespace tarnwick::engine {
 namespace {
 
 using system::SteeringGroup;
 using tests::DriverThread;
-using tests::EngineRig;
 using tests::Eventually;
+using tests::HostRig;
 using tests::MasksOfThreadsNamed;
+using tests::NicesOfThreadsNamed;
 
 constexpr uint64_t kAll = 0b111111;
 
@@ -44,28 +33,16 @@ bool allAre(const std::vector<uint64_t>& masks, size_t count, uint64_t mask) {
 }
 
 // A host of four instances that runs.
-struct RunningRig : EngineRig {
-  RunningRig() {
-    engine.mmcssEnabled = false;  // a machine with few processors would be stopped by spinning real-time workers
+struct RunningRig : HostRig {
+  RunningRig() : HostRig(4, 4) {
+    steering.processors = kAll;
     device.results["ASIOOutputReady"] = platform::ASE_NotPresent;
     EXPECT_TRUE(startDevice());
-    for (int32_t i = 0; i < 4; ++i) {
-      addInstance(0, 0);
-    }
-    runHost();
-    ReconfigurePool(engine, true);
+    EXPECT_EQ(start(), L"");
   }
-  ~RunningRig() {
-    engine.hostRunning = false;
-    ReleasePool(engine, TakePool(engine));
-  }
-  RunningRig(const RunningRig&) = delete;
-  RunningRig& operator=(const RunningRig&) = delete;
+  ~RunningRig() { stop(); }
 
-  size_t workers() {
-    const std::lock_guard<std::mutex> lock(engine.poolMutex);
-    return engine.pool ? engine.pool->threadCount() : 0;
-  }
+  size_t workers() { return engine.pool ? engine.pool->threadCount() : 0; }
 };
 
 class SteeringThreads : public testing::Test {
@@ -74,63 +51,19 @@ class SteeringThreads : public testing::Test {
     if (platform::ProcessorCount() < 2) {
       GTEST_SKIP() << "one processor";
     }
-    ASSERT_EQ(system::SystemMask(), kAll);
   }
 };
-
-TEST_F(SteeringThreads, NoThreadOfTheEngineIsCaughtByALimitOnTheOwnProcess) {
-  RunningRig rig;
-  const DriverThread callback(rig.device, 1);
-  std::atomic<bool> end{false};
-  std::thread plain([&end] {
-    platform::SetThreadName("twk-plain");
-    end.wait(false);
-  });
-  const platform::Processes processes = platform::SystemProcesses();
-  // Record alone has processor 1, so the process may use all; then the process may use only what the groups have.
-  const system::SteeringMasks masks[] = {{0b111101, 2, 0, 0, 0}, {0b000001, 0, 0, 0, 0}, {0b000010, 0, 0, 0, 0}};
-  for (const system::SteeringMasks& chosen : masks) {
-    system::ChangeSteering(processes, rig.steering, chosen);
-    RefitPool(rig.engine);
-    callback.awaitBlocks(2);
-    const uint64_t engineMask = chosen[0] & there();
-    EXPECT_TRUE(Eventually([&] { return allAre(MasksOfThreadsNamed("twk-test-audio"), 1, engineMask); }));
-    EXPECT_TRUE(Eventually([&] { return allAre(MasksOfThreadsNamed("twk-worker"), rig.workers(), engineMask); }));
-    EXPECT_EQ(MasksOfThreadsNamed("twk-plain"), std::vector<uint64_t>{(chosen[0] | chosen[1]) & there()});
-  }
-  end.store(true);
-  end.notify_all();
-  plain.join();
-  processes.setOwnAffinity(kAll);
-}
-
-TEST_F(SteeringThreads, TheHostStopThreadBelongsToTheUserInterfacesGroup) {
-  EngineRig rig;
-  system::SetSteeringMask(rig.steering, SteeringGroup::networkUi, 0b000010);
-  std::atomic<uint64_t> seen{0};
-  HostUi ui = rig.user.ui();
-  ui.postStopFinished = [&seen] {
-    const std::vector<uint64_t> masks = MasksOfThreadsNamed("twk-host-stop");
-    seen.store(masks.size() == 1 ? masks[0] : 0);
-    return true;
-  };
-  Host host(rig.engine, ui);
-  rig.engine.hostRunning = true;
-  StopHostAsync(host);
-  EXPECT_TRUE(Eventually([&] { return seen.load() == 0b000010; }));
-  CompleteHostStop(host);
-}
 
 TEST_F(SteeringThreads, CallbackAndWorkersFollowTheEngineGroup) {
   RunningRig rig;
   const DriverThread callback(rig.device, 1);
-  struct Case {
+  const struct {
     uint64_t mask;
     size_t workers;
-  };
-  // One processor is the callback's; one more stays free where the group is the whole machine.
-  const Case cases[] = {{0b000111, 2}, {0b000001, 0}, {0b011111, 4}, {0, 4}, {0b000110, 1}, {kAll, 4}, {0b111101, 4}};
-  for (const Case& c : cases) {
+  } cases[] =
+      // One processor is the callback's; one more stays free where the group is the whole machine.
+      {{0b000111, 2}, {0b000001, 0}, {0b011111, 4}, {0, 4}, {0b000110, 1}, {kAll, 4}, {0b111101, 4}};
+  for (const auto& c : cases) {
     const RealtimeThreadPool* const before = rig.engine.pool.get();
     const bool asMany = rig.workers() == c.workers;
     system::SetSteeringMask(rig.steering, SteeringGroup::engine, c.mask);
@@ -144,18 +77,33 @@ TEST_F(SteeringThreads, CallbackAndWorkersFollowTheEngineGroup) {
     EXPECT_TRUE(Eventually([&] { return allAre(MasksOfThreadsNamed("twk-test-audio"), 1, expected); })) << c.mask;
   }
   EXPECT_EQ(rig.engine.counters.skippedBlocks.load(), 0u);
+
+  system::SetSteeringMask(rig.steering, SteeringGroup::networkUi, 0b000010);
+  std::atomic<bool> limited{false};
+  rig.host.ui.postStopFinished = [&] {
+    const std::vector<uint64_t> masks = MasksOfThreadsNamed("twk-host-stop");
+    limited.store(!masks.empty() && allAre(masks, masks.size(), 0b000010));
+    rig.user.stopsFinished.fetch_add(1);
+    return true;
+  };
+  rig.stop();
+  EXPECT_TRUE(limited.load()) << "the thread that stops the host is the user interface's";
 }
 
-TEST_F(SteeringThreads, ARestingOrStoppingHostGetsNoPool) {
+TEST_F(SteeringThreads, CallbackAndWorkersTakePriorityAndRegistration) {
   RunningRig rig;
-  ReleasePool(rig.engine, TakePool(rig.engine));
-  rig.engine.hostStopping = true;
-  RefitPool(rig.engine);
-  EXPECT_EQ(rig.workers(), 0u) << "the stop has taken it out already";
-  rig.engine.hostStopping = false;
-  rig.engine.hostRunning = false;
-  RefitPool(rig.engine);
-  EXPECT_EQ(rig.workers(), 0u);
+  system::SetSteeringMask(rig.steering, SteeringGroup::engine, 0b11);
+  RefitPool(rig.engine);  // a processor for the worker, one for the callback
+  const DriverThread callback(rig.device, 1);
+  rig.engine.enginePriority = 1;
+  for (const char* name : {"twk-worker", "twk-test-audio"}) {
+    EXPECT_TRUE(Eventually([&] { return NicesOfThreadsNamed(name) == std::vector<int>{5}; })) << name;
+  }
+  EXPECT_EQ(rig.engine.granted.callback, -1);
+  EXPECT_EQ(rig.engine.granted.workers, -1);
+  rig.engine.mmcssEnabled = true;
+  EXPECT_TRUE(Eventually([&] { return rig.engine.granted.callback >= 0; }));
+  EXPECT_TRUE(Eventually([&] { return rig.engine.granted.workers >= 0; }));
 }
 
 }  // namespace

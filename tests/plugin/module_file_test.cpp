@@ -52,18 +52,5 @@ TEST_F(PluginTest, ABundleStandsForTheLibraryInIt) {
   UnloadModule(state);
 }
 
-TEST_F(PluginTest, OneLibraryWithTwoOwnersIsEnteredAndLeftOnce) {
-  auto first = platform::Module::Load(TestModule("gain"));
-  auto second = platform::Module::Load(TestModule("gain"));
-  ASSERT_TRUE(first != nullptr && second != nullptr);
-  listenTo(*first);
-  first.reset();
-  EXPECT_THAT(takeCalls(), ::testing::ElementsAre("ModuleEntry"));
-  EXPECT_NE(second->symbol("GetPluginFactory"), nullptr);
-  EXPECT_EQ(second->symbol("NoSuchFunction"), nullptr);
-  second.reset();
-  EXPECT_THAT(takeCalls(), ::testing::ElementsAre("ModuleExit with 0 objects"));
-}
-
 }  // namespace
 }  // namespace tarnwick::plugin

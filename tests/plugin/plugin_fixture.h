@@ -9,7 +9,7 @@
 
 #include "platform/text.h"
 #include "platform/trace.h"
-#include "plugin/plugin_module.h"
+#include "plugin/instance_lifecycle.h"
 #include "support/test_modules.h"
 
 namespace tarnwick::plugin {

@@ -26,7 +26,8 @@ std::vector<float> times(std::vector<float> samples, float factor) {
   return samples;
 }
 
-// Processes `in` into an output with guards before and behind it, and once more in place: both must agree.
+// Processes `in` into an output with guards before and behind it, in place, and within the instance's own buffers: all
+// must agree.
 std::vector<float> processed(PluginInstance* instance, const std::vector<float>& in) {
   const size_t n = in.size();
   std::vector<float> guarded(n + 2, kGuard);
@@ -37,6 +38,12 @@ std::vector<float> processed(PluginInstance* instance, const std::vector<float>&
   std::vector<float> inPlace = in;
   ProcessBlock(instance, inPlace.data(), inPlace.data(), static_cast<int32_t>(n));
   EXPECT_EQ(inPlace, out);
+  if (instance != nullptr && n <= instance->inputBuffer.size()) {
+    std::copy(in.begin(), in.end(), instance->inputBuffer.begin());
+    ProcessBlock(instance, instance->inputBuffer.data(), instance->outputBuffer.data(), static_cast<int32_t>(n));
+    const auto own = instance->outputBuffer.begin();
+    EXPECT_EQ(std::vector<float>(own, own + static_cast<std::ptrdiff_t>(n)), out);
+  }
   return out;
 }
 

@@ -6,7 +6,7 @@
 
 #include "engine/audio_control.h"
 #include "engine/callback.h"
-#include "engine/host.h"
+#include "engine/host_rows.h"
 #include "engine/pool_control.h"
 #include "platform/clock.h"
 #include "support/fake_driver.h"
@@ -52,6 +52,14 @@ struct EngineRig {
     engine.enginePriority = 2;
   }
 
+  // From now on the engine's time passes only as the test says.
+  void stopTheClock() {
+    counter = 0;
+    engine.counterNow = []() noexcept { return counter.load(); };
+  }
+  static void pass(std::chrono::milliseconds time) { counter += time.count() * platform::CounterFrequency() / 1000; }
+  static inline std::atomic<int64_t> counter;
+
   bool startDevice(int32_t blockLength = 64, double rate = 48000.0, std::wstring* error = nullptr) {
     engine::SessionRequest request;
     request.deviceName = L"Fake";
@@ -65,9 +73,7 @@ struct EngineRig {
     engine::InstanceSlot* slot = engine.instances.prepareSlot();
     slot->config.inputChannel = input;
     slot->config.outputChannel = output;
-    slot->input.assign(static_cast<size_t>(engine.session.blockLength), 0.0f);
-    slot->output.assign(static_cast<size_t>(engine.session.blockLength), 0.0f);
-    engine::ArmDetector(slot->glitch, engine.session.blockLength);
+    engine::EquipSlot(*slot, nullptr, engine.session.blockLength);
     engine.instances.append(slot, engine.session.epoch);
     return *slot;
   }
@@ -83,7 +89,7 @@ struct EngineRig {
   // As if the host had started long enough ago for dropouts to count.
   void runHost() {
     engine.glitchesArmed.store(true);
-    engine.hostStartTimestamp.store(platform::CounterNow() - 10 * platform::CounterFrequency());
+    engine.hostStartTimestamp.store(engine.counterNow() - 10 * platform::CounterFrequency());
     engine.meteringEnabled.store(true);
     engine.hostRunning.store(true);
   }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <dirent.h>
+#include <sys/resource.h>
 
 #include <cstdint>
 #include <cstdlib>
@@ -17,6 +18,7 @@ struct ThreadMask {
   int id = 0;
   std::string name;
   uint64_t mask = 0;
+  int nice = 0;
 };
 
 // All threads of a process ("self" or a number) that run now.
@@ -43,21 +45,30 @@ inline std::vector<ThreadMask> ThreadMasks(const std::string& process) {
       }
     }
     if (complete && entry->d_name[0] != '.') {
+      thread.nice = getpriority(PRIO_PROCESS, static_cast<id_t>(std::stoul(entry->d_name)));
       threads.push_back(thread);
     }
   }
   return threads;
 }
 
-// The masks of a process's threads of one name.
-inline std::vector<uint64_t> MasksOfThreadsNamed(std::string_view name, const std::string& process = "self") {
-  std::vector<uint64_t> masks;
+// What `of` tells of each of a process's threads of one name.
+template <class Of>
+auto OfThreadsNamed(std::string_view name, Of of, const std::string& process = "self") {
+  std::vector<decltype(of(ThreadMask()))> values;
   for (const ThreadMask& thread : ThreadMasks(process)) {
     if (thread.name == name) {
-      masks.push_back(thread.mask);
+      values.push_back(of(thread));
     }
   }
-  return masks;
+  return values;
+}
+inline std::vector<uint64_t> MasksOfThreadsNamed(std::string_view name, const std::string& process = "self") {
+  return OfThreadsNamed(
+      name, [](const ThreadMask& thread) { return thread.mask; }, process);
+}
+inline std::vector<int> NicesOfThreadsNamed(std::string_view name) {
+  return OfThreadsNamed(name, [](const ThreadMask& thread) { return thread.nice; });
 }
 
 }  // namespace tarnwick::tests

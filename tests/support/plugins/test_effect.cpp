@@ -170,6 +170,7 @@ class TestEffect final : public IComponent,
   const int32 outputs_ = NumberOf("outputs", 1);
   const bool processFails_ = Does("process-fails");
   const bool processThrows_ = Does("process-throws");
+  const bool scribbles_ = Does("scribbles");
   const bool claimsSilence_ = Does("claims-silence");
   std::atomic<double> gain_{0.5};
 };
@@ -232,6 +233,9 @@ tresult PLUGIN_API TestEffect::process(ProcessData& data) {
     for (int32 k = 0; k < data.numSamples; ++k) {
       out[k] += in[k] * factor;  // on top of what is there: the host must hand out silence
     }
+  }
+  if (scribbles_) {
+    std::fill_n(data.inputs[0].channelBuffers32[0], data.numSamples, 99.0f);
   }
   data.outputs[0].silenceFlags |= claimsSilence_ ? 1 : 0;
   return resultOf(processFails_);
