@@ -8,9 +8,9 @@
 #include <memory>
 #include <string>
 
-#include "plugin/plugin_module.h"
+#include "memory_stream.h"
+#include "plugin/instance_lifecycle.h"
 #include "signals.h"
-#include "vst3_fakes.h"
 
 namespace tarnwick::ombrel::test {
 
@@ -39,18 +39,9 @@ class OmbrelModule : public testing::Test {
     EXPECT_EQ(factory_->release(), 1U);
   }
 
-  template <typename Interface>
-  static Interface* interfaceOf(Steinberg::FUnknown* object) {
-    void* found = nullptr;
-    return object->queryInterface(Interface::iid.toTUID(), &found) == Steinberg::kResultOk
-               ? static_cast<Interface*>(found)
-               : nullptr;
-  }
-
-  // In blocks of 100, in place; the changes go with the first block.
-  Samples process(Samples samples, Steinberg::Vst::IParameterChanges* changes = nullptr) {
+  // In blocks of 100, in place.
+  Samples process(Samples samples) {
     for (size_t done = 0; done < samples.size(); done += 100) {
-      instance_->processData.inputParameterChanges = std::exchange(changes, nullptr);
       plugin::ProcessBlock(instance_.get(), &samples[done], &samples[done],
                            static_cast<int32_t>(std::min<size_t>(100, samples.size() - done)));
     }

@@ -54,16 +54,6 @@ inline void AddHiss(std::span<float> target, double rmsDb) {
   }
 }
 
-// Hiss at -60 dB all along; every second begins with 300 ms of a tone at -20 dB.
-inline Samples Words(size_t seconds) {
-  Samples samples(48000 * seconds);
-  AddHiss(samples, -60.0);
-  for (size_t i = 0; i < seconds; ++i) {
-    AddSine(std::span(samples).subspan(48000 * i, 14400), 48000.0, 440.0, -20.0);
-  }
-  return samples;
-}
-
 inline Expander MakeExpander(const ExpanderSettings& settings, double sampleRate = 48000.0) {
   Expander expander;
   expander.setTarget(settings);
