@@ -53,6 +53,7 @@ inline constexpr int32_t kAsioEngineVersion = 2;
 inline constexpr int32_t kAsioResetRequest = 3;
 inline constexpr int32_t kAsioResyncRequest = 5;
 inline constexpr int32_t kAsioLatenciesChanged = 6;
+inline constexpr int32_t kAsioOverload = 15;  // the host answers 0; the ASIO back end counts it
 
 // One channel's pair of device buffers, each of block length x BytesPerSample(type) bytes. The driver fills `buffers`
 // in ASIOCreateBuffers. An output's stay the same until ASIODisposeBuffers, and the half of the block before stays as

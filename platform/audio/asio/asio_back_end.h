@@ -12,6 +12,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -35,6 +36,8 @@ struct AsioOptions {
   std::function<void(bool waiting)> onWait;
   // A line for the status log; may be empty. User-interface thread.
   std::function<void(const std::wstring& line)> log;
+  // Overloads that the driver tells of (few do), as BackEndHooks::xruns; may be empty.
+  std::function<void(uint64_t total)> xruns;
 };
 
 // Several drivers may be loaded at a time, one of them may have buffers: the others get ASE_InvalidMode for them. An

@@ -266,6 +266,7 @@ AsioError AsioDriver::ASIOOutputReady() noexcept {
 }
 
 AsioError AsioDriver::start() {
+  report_ = std::make_unique<AsioReport>(options_.xruns);
   // The first block may come before the driver's start returns.
   SetAsioPassage(this, AsioPassage::everything);
   const AsioError result = call(options_.limits.open, [](Instance& instance) {
@@ -275,6 +276,7 @@ AsioError AsioDriver::start() {
   });
   if (result != ASE_OK) {
     SetAsioPassage(this, AsioPassage::nothing);
+    report_.reset();
   }
   return result;
 }
@@ -285,6 +287,7 @@ AsioError AsioDriver::stop() {
     return (*instance).stop();
   });
   SetAsioPassage(this, AsioPassage::nothing);
+  report_.reset();
   return result;
 }
 

@@ -7,6 +7,7 @@
 #include "platform/audio/asio/asio_back_end.h"
 #include "platform/audio/asio/asio_interface.h"
 #include "platform/audio/asio/asio_registry.h"
+#include "platform/audio/asio/asio_report.h"
 #include "platform/audio/asio/asio_thread.h"
 #include "platform/audio/ordered_driver.h"
 
@@ -59,6 +60,7 @@ class AsioDriver final : public OrderedDriver {
   // From createBuffers on. Written by the user-interface thread before a block can come, read by ASIOOutputReady.
   std::atomic<bool> direct_{false};
   bool givenUp_ = false;
+  std::unique_ptr<AsioReport> report_;  // while started
 };
 
 }  // namespace tarnwick::platform

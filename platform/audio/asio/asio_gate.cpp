@@ -18,6 +18,7 @@ struct Gate {
   // or who shuts it sees the caller inside.
   std::atomic<AsioPassage> passage{AsioPassage::nothing};
   std::atomic<int32_t> inside{0};
+  std::atomic<uint64_t> overloads{0};
 };
 
 Gate gate;
@@ -66,6 +67,9 @@ void sampleRateDidChange(double rate) {
 
 int32_t asioMessage(int32_t selector, int32_t value, void* /*message*/, double* /*option*/) {
   const Visit visit(AsioPassage::notifications);
+  if (visit.admitted() && selector == kAsioOverload) {
+    gate.overloads.fetch_add(1, std::memory_order_relaxed);
+  }
   return visit.admitted() ? gate.callbacks.asioMessage(gate.callbacks.context, selector, value) : 0;
 }
 
@@ -103,10 +107,17 @@ void SetAsioPassage(const void* owner, AsioPassage passage) {
   if (gate.owner != owner) {
     return;
   }
+  if (passage == AsioPassage::everything) {
+    gate.overloads.store(0, std::memory_order_relaxed);
+  }
   const AsioPassage before = gate.passage.exchange(passage, std::memory_order_seq_cst);
   if (passage < before) {
     awaitNobodyInside();
   }
+}
+
+uint64_t AsioOverloads() {
+  return gate.overloads.load(std::memory_order_relaxed);
 }
 
 void LeaveAsioGate(const void* owner) {

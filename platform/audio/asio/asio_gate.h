@@ -20,6 +20,8 @@ bool TakeAsioGate(const void* owner, const AudioCallbacks& callbacks);
 // is still in the host; gives up after 2 s, because some drivers end their threads by force and such a call never
 // leaves.
 void SetAsioPassage(const void* owner, AsioPassage passage);
+// Overloads that the session's driver has told of since `everything` was last let through. Any thread.
+uint64_t AsioOverloads();
 // Shuts the gate and gives it up, if it is the owner's.
 void LeaveAsioGate(const void* owner);
 

@@ -8,6 +8,7 @@ std::vector<AudioBackEnd> SystemBackEnds(const BackEndHooks& hooks) {
   AsioOptions options;
   options.log = hooks.log;
   options.onWait = hooks.waiting;
+  options.xruns = hooks.xruns;
   return {AsioBackEnd(options)};
 }
 

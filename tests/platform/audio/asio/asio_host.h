@@ -12,6 +12,7 @@ struct AsioHost : DeviceHost {
       : DeviceHost(
             [&](const BackEndHooks& hooks) {
               options.log = hooks.log;
+              options.xruns = hooks.xruns;
               return AsioBackEnd(options);
             },
             tests::kTestAsioName) {}

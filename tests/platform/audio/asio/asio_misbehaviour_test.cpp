@@ -78,6 +78,8 @@ TEST(AsioMisbehaviour, PassesNotificationsOn) {
   EXPECT_EQ(host.rate, 44100.0);
   EXPECT_EQ(host.rates, 5 * 2 + 1);
   EXPECT_EQ(host.messages, 1 + 5 * 17) << "with the question of the creation";
+  EXPECT_EQ(host->ASIOStop(), ASE_OK);
+  EXPECT_EQ(host.xruns, 5u) << "overloads";
 }
 
 TEST(AsioMisbehaviour, OneOfTwoInstancesHasBuffers) {
