@@ -1,11 +1,13 @@
 #include "app/device.h"
 
 #include <cmath>
+#include <string>
 #include <utility>
 #include <vector>
 
 #include "app/application.h"
 #include "platform/audio/audio_back_ends.h"
+#include "platform/clock.h"
 
 namespace tarnwick::app {
 namespace {
@@ -33,6 +35,10 @@ platform::AudioBackEnd allBackEnds(Application& app, sound::VirtualDevice& virtu
   platform::BackEndHooks hooks;
   hooks.log = [&app](const std::wstring& line) { app.ui.post([&app, line] { app.log.add(line); }); };
   hooks.deviceLost = [&app](const std::wstring& reason) { takeNews(app, reason); };
+  hooks.xruns = [&app](uint64_t total) {
+    const std::lock_guard lock(app.device.newsMutex);
+    app.device.late = {total, platform::TimeOfDayText(platform::LocalTimeNow()).substr(0, 8)};
+  };
   hooks.waiting = [&app](bool waiting) {
     if (app.surface.waitForDevice) {
       app.surface.waitForDevice(waiting);
@@ -99,6 +105,9 @@ void SelectDevice(Application& app, const std::wstring& name) {
 bool StartDevice(Application& app, std::wstring* error, bool interactive) {
   if (!app.engine.asioRunning.load()) {
     app.device.sessionNumber.fetch_add(1);
+    app.device.toldLate = {};
+    const std::lock_guard lock(app.device.newsMutex);
+    app.device.late = {};
   }
   if (!engine::StartAsio(app.engine, app.device.backEnd, sessionRequest(app), app.host.ui, error, interactive)) {
     return false;
@@ -150,6 +159,24 @@ void CloseLostDevice(Application& app) {
       app.log.add(error);
     }
   }
+}
+
+LateBlocks LateBlocksSoFar(Application& app) {
+  const std::lock_guard lock(app.device.newsMutex);
+  return app.device.late;
+}
+
+void TellLateBlocks(Application& app, std::chrono::steady_clock::time_point now) {
+  constexpr std::chrono::seconds kBetween{10};
+  ToldLateBlocks& told = app.device.toldLate;
+  const uint64_t total = LateBlocksSoFar(app).total;
+  if (total <= told.total || (told.at && now - *told.at < kBetween)) {
+    return;
+  }
+  app.log.add(std::to_wstring(total) + (total == 1 ? L" block" : L" blocks") +
+              L" came too late since the device was started (xruns); each is a gap in the sound. A longer buffer or " +
+              L"fewer instances help.");
+  told = {total, now};
 }
 
 void PostLatenciesChanged(Application& app) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -24,6 +25,18 @@ struct LostDevice {
   std::wstring reason;  // a sentence
 };
 
+// Blocks that came too late, as the session's back end counts them since the device's start.
+struct LateBlocks {
+  uint64_t total = 0;
+  std::wstring last;  // local time when the back end last told of more, "14:02:11"; empty before the first
+};
+
+// What the log has told of them.
+struct ToldLateBlocks {
+  uint64_t total = 0;
+  std::optional<std::chrono::steady_clock::time_point> at;
+};
+
 struct DeviceArea {
   // Needs the application's options, preferences, log, thread and surface.
   explicit DeviceArea(Application& app);
@@ -38,9 +51,11 @@ struct DeviceArea {
   std::atomic<bool> latenciesPosted{false};  // set by the driver's thread, cleared when they are asked for
 
   std::atomic<uint32_t> sessionNumber{0};  // counts device starts; written here, read by threads of the back ends
-  std::mutex newsMutex;                    // guards the next one alone
-  std::optional<LostDevice> news;          // told by a thread of a back end, until it is looked after
-  bool lost = false;                       // the session goes once the host has stopped
+  std::mutex newsMutex;                    // guards the next two alone, which threads of the back ends write
+  std::optional<LostDevice> news;          // until it is looked after
+  LateBlocks late;
+  ToldLateBlocks toldLate;
+  bool lost = false;  // the session goes once the host has stopped
 };
 
 // Lists the devices anew.
@@ -59,6 +74,11 @@ bool OpenDevicePanel(Application& app, std::wstring* error, bool interactive);
 void LookAfterLostDevice(Application& app);
 // Closes a lost device's session as soon as the host has stopped: to be called after each change of state.
 void CloseLostDevice(Application& app);
+
+// Any thread.
+LateBlocks LateBlocksSoFar(Application& app);
+// Says in the log how many blocks came too late, when there are more than it told: at most every ten seconds.
+void TellLateBlocks(Application& app, std::chrono::steady_clock::time_point now);
 
 // Any thread, the audio callback included: the driver has other latencies. Some drivers say so in every block.
 void PostLatenciesChanged(Application& app);

@@ -11,6 +11,9 @@
 namespace tarnwick::app {
 namespace {
 
+constexpr std::chrono::milliseconds kDiskTime{2000};
+constexpr int kMostDiskHelpers = 4;
+
 enum class Outcome { none, done, threw };
 
 Outcome outcomeOf(std::function<void()>& work) noexcept {
@@ -74,6 +77,12 @@ bool HelperThreads::run(std::function<void()> work) {
     shared->changed.notify_all();
   }
   return job->outcome == Outcome::done;
+}
+
+HelperThreads& DiskHelpers() {
+  // Never destroyed: a helper may hang until the process ends.
+  static auto* helpers = new HelperThreads(kDiskTime, kMostDiskHelpers);
+  return *helpers;
 }
 
 }  // namespace tarnwick::app

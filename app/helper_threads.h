@@ -27,4 +27,7 @@ class HelperThreads {
   std::shared_ptr<Shared> shared_;
 };
 
+// The program's own for looks at disks: four, each waited for two seconds.
+HelperThreads& DiskHelpers();
+
 }  // namespace tarnwick::app

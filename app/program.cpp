@@ -77,7 +77,7 @@ bool begin(Application& app, const ProgramEntry& entry) {
 void handle(Application& app, const ProgramEntry& entry, platform::UiMessage message, intptr_t parameter) {
   if (message != platform::UiMessage::deferredStart) {
     HandleMessage(app, message, parameter);
-  } else if (!app.ending.begun && !begin(app, entry)) {
+  } else if (!begin(app, entry)) {
     BeginShutdown(app);
   }
 }

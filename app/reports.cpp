@@ -75,6 +75,7 @@ void StartReports(Application& app) {
     }
     TellGrants(app);
     TellFaults(app);
+    TellLateBlocks(app, std::chrono::steady_clock::now());
     LookAfterThreads(app);
   });
   app.ui.startTimer(milliseconds(250), [&app] { SaveWhenDue(app); });

@@ -1,5 +1,7 @@
 #include "app/system_requests.h"
 
+#include <string>
+
 #include "app/application.h"
 #include "engine/pool_control.h"
 #include "system/priority.h"
@@ -14,6 +16,35 @@ uint64_t othersOf(const SteeringMasks& masks) {
   return masks[static_cast<size_t>(SteeringGroup::otherProcesses)];
 }
 
+void takeProcess(Application& app, bool granted) {
+  app.systemControl.processRefused = !granted;
+  if (!granted) {
+    app.log.add(L"The system refused the processors chosen for this program; it goes on with those that it had.");
+  }
+}
+
+// The user-interface thread's own processors.
+void steerUiThread(Application& app) {
+  system::ThreadSteering& thread = app.systemControl.uiThread;
+  if (system::ApplyIfChanged(app.steering, SteeringGroup::networkUi, thread) && !thread.granted) {
+    app.log.add(L"The system refused the processors chosen for network and windows.");
+  }
+}
+
+void tellOthers(Application& app) {
+  SystemControl& control = app.systemControl;
+  const auto counts = control.otherProcesses.last();
+  if (!counts || counts == control.toldCounts) {
+    return;
+  }
+  control.toldCounts = counts;
+  if (counts->skipped > 0 || counts->failed > 0) {
+    app.log.add(L"Processors of the other processes: " + std::to_wstring(counts->set) + L" were given theirs, " +
+                std::to_wstring(counts->skipped) + L" may not be changed, the system refused " +
+                std::to_wstring(counts->failed) + L".");
+  }
+}
+
 }  // namespace
 
 void RaisePriorities(Application& app) {
@@ -23,8 +54,8 @@ void RaisePriorities(Application& app) {
 void StartSteering(Application& app) {
   SystemControl& control = app.systemControl;
   const SteeringMasks masks = system::ChosenMasks(app.steering);
-  system::SteerOwnProcess(control.processes, masks);
-  system::ApplyIfChanged(app.steering, SteeringGroup::networkUi, control.uiThread);
+  takeProcess(app, system::SteerOwnProcess(control.processes, masks));
+  steerUiThread(app);
   if (othersOf(masks) != 0) {
     control.otherProcesses.request(control.processes, othersOf(masks));
   }
@@ -32,13 +63,14 @@ void StartSteering(Application& app) {
 
 void LookAfterThreads(Application& app) {
   system::SteerNewThreads(app.systemControl.processes, system::ChosenMasks(app.steering));
+  tellOthers(app);
 }
 
 void SetSteering(Application& app, const SteeringMasks& masks) {
   SystemControl& control = app.systemControl;
   const uint64_t othersBefore = othersOf(system::ChosenMasks(app.steering));
-  system::ChangeSteering(control.processes, app.steering, masks);
-  system::ApplyIfChanged(app.steering, SteeringGroup::networkUi, control.uiThread);
+  takeProcess(app, system::ChangeSteering(control.processes, app.steering, masks));
+  steerUiThread(app);
   engine::RefitPool(app.engine);
   if (othersOf(masks) != othersBefore) {
     control.otherProcesses.request(control.processes, othersOf(masks));
@@ -53,7 +85,12 @@ void SetEnginePriority(Application& app, int32_t index) {
 
 void SetUiPriority(Application& app, int32_t index) {
   app.systemControl.uiPriority = system::ClampPriorityIndex(index);
-  app.systemControl.processes.setUiThreadLevel(system::PriorityAt(index).threadPriority);
+  const int32_t asked = system::PriorityAt(index).threadPriority;
+  const int32_t granted = app.systemControl.processes.setUiThreadLevel(asked);
+  if (granted != asked && granted != 0) {  // 0: the system knows no such level
+    app.log.add(L"The system gave the user interface priority level " + std::to_wstring(granted) + L", not " +
+                std::to_wstring(asked) + L".");
+  }
   app.changed(Changed::setting);
 }
 

@@ -1,8 +1,10 @@
-// Requests about processors and priorities. User-interface thread; none of them waits for other processes.
+// Requests about processors and priorities. User-interface thread; none of them waits for other processes. The log
+// tells of what the system refuses.
 #pragma once
 
 #include <atomic>
 #include <cstdint>
+#include <optional>
 
 #include "platform/processes.h"
 #include "system/cpu_steering.h"
@@ -17,6 +19,8 @@ struct SystemControl {
   platform::Processes processes = platform::SystemProcesses();
   system::OtherProcessesSteering otherProcesses;
   system::ThreadSteering uiThread;
+  bool processRefused = false;                       // the system refused the last processors chosen for the program
+  std::optional<system::SteeringCounts> toldCounts;  // of the last run on the other processes that the log told of
 
   // Rows of the priority table. Written by the user-interface thread, read by the threads that follow them.
   std::atomic<int32_t> uiPriority{1};
@@ -30,7 +34,8 @@ void RaisePriorities(Application& app);
 // process's processors and the user-interface thread's. Masks that were stored are in `app.steering` by then; where one
 // is stored for the other processes, they are steered too.
 void StartSteering(Application& app);
-// To be called about once a second: threads that have begun meanwhile get the own process's processors.
+// To be called about once a second: threads that have begun meanwhile get the own process's processors; the log tells
+// what became of the other processes.
 void LookAfterThreads(Application& app);
 
 // The user's masks, unchecked. A change reaches the own process, every thread that follows a group, and the number of

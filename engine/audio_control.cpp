@@ -141,7 +141,10 @@ bool StopAsio(Engine& engine, const HostUi& ui, std::wstring* error, bool intera
   }
   engine.asioRunning.store(false);
   if (!CloseSession(engine.session)) {
-    ui.log(L"The device has kept a block that does not come back; what belongs to it is left to it.");
+    ui.log(
+        L"The device was closed, but its driver still holds a block of audio and does not return it; its memory stays "
+        L"in "
+        L"use. The driver is faulty: restart the program when the sound allows.");
   }
   engine.instanceMeters.markStale();
   engine.inputMeters.markStale();

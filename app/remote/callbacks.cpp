@@ -2,7 +2,8 @@
 
 #include <utility>
 
-#include "app/plugin_files.h"
+#include "app/effect_trial.h"
+#include "app/folder_listing.h"
 #include "app/power.h"
 #include "app/remote/grants.h"
 #include "app/remote/patches.h"
@@ -104,12 +105,31 @@ bool postStart(Application& app, std::wstring& error) {
   return postFailing(app, "start", &startHost);
 }
 
-bool startDevice(Application& app, std::wstring* error) {
-  return StartDevice(app, error, false);
-}
-
-bool stopDevice(Application& app, std::wstring* error) {
-  return StopDevice(app, error, false);
+// Starts or stops the device. Where the last of those that wait to run asks for the same, that one stands for all.
+bool postSessionAction(Application& app, bool start) {
+  std::atomic<uint64_t>& last = app.remote.lastSessionAction;
+  const uint64_t number = 2 * app.remote.sessionActions.fetch_add(1) + 2 + (start ? 1 : 0);
+  uint64_t before = last.load();
+  do {
+    if (before != 0 && (before % 2 != 0) == start) {
+      return true;
+    }
+  } while (!last.compare_exchange_weak(before, number));
+  const auto forget = [&last, number] {
+    uint64_t own = number;
+    last.compare_exchange_strong(own, 0);
+  };
+  const bool taken = postAction(app, [&app, start, forget] {
+    forget();
+    std::wstring error;
+    if (!(start ? StartDevice(app, &error, false) : StopDevice(app, &error, false))) {
+      app.notice(start ? "asio-start" : "asio-stop", error);
+    }
+  });
+  if (!taken) {
+    forget();
+  }
+  return taken;
 }
 
 // Carries a patch over and waits for the answer. The pages hear why one was rejected.
@@ -132,12 +152,24 @@ bool sendHostPatch(Application& app, const remote::RemoteHostConfigPatch& patch)
   remote::RemoteHostConfigPatch checked = patch;
   if (checked.pluginPath) {
     std::wstring error;
-    if (!CheckPluginChoice(*checked.pluginPath, app.remote.ending, error)) {
+    if (!TryOutEffect(*checked.pluginPath, app.remote.ending, error)) {
       TellPages(app, kName, error);
       return false;
     }
   }
   return sendPatch(app, kName, checked, &ApplyHostPatch);
+}
+
+bool listPluginFiles(const std::wstring& path, RemoteControlCallbacks::FileEntries& entries, std::wstring& resolved,
+                     std::wstring& error) {
+  FolderListing listing = ListPluginFiles(path);
+  entries.clear();
+  for (FolderEntry& entry : listing.entries) {
+    entries.push_back({std::move(entry.name), entry.isDirectory, entry.isDrive});
+  }
+  resolved = std::move(listing.resolved);
+  error = std::move(listing.error);
+  return listing.succeeded;
 }
 
 void addStateCallbacks(Application& app, RemoteControlCallbacks& callbacks) {
@@ -153,7 +185,13 @@ void addStateCallbacks(Application& app, RemoteControlCallbacks& callbacks) {
       return true;
     });
   };
-  callbacks.pluginFiles = &ListPluginFiles;
+  callbacks.xruns = [&app](remote::RemoteXruns& xruns) {
+    const LateBlocks late = LateBlocksSoFar(app);
+    xruns.count = late.total;
+    xruns.last = late.last;
+    return true;
+  };
+  callbacks.pluginFiles = &listPluginFiles;
 }
 
 void addPatchCallbacks(Application& app, RemoteControlCallbacks& callbacks) {
@@ -174,10 +212,10 @@ void addPatchCallbacks(Application& app, RemoteControlCallbacks& callbacks) {
 void addActions(Application& app, RemoteControlCallbacks& callbacks) {
   callbacks.startHost = [&app](std::wstring& error) { return postStart(app, error); };
   callbacks.stopHost = posted(app, &StopHost);
-  callbacks.startAsio = [&app] { return postFailing(app, "asio-start", &startDevice); };
+  callbacks.startAsio = [&app] { return postSessionAction(app, true); };
   callbacks.refreshAsio = [&app] { return postRefresh(app); };
   callbacks.stopAsio = [&app](std::wstring& error) {
-    return !refused(app, &RemoteLink::stopAsioRefusal, error) && postFailing(app, "asio-stop", &stopDevice);
+    return !refused(app, &RemoteLink::stopAsioRefusal, error) && postSessionAction(app, false);
   };
   callbacks.reboot = [&app] { return postFailing(app, "system-reboot", &RestartNow); };
   callbacks.shutdown = [&app] { return postFailing(app, "system-shutdown", &ShutdownNow); };

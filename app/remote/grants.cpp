@@ -18,6 +18,10 @@ void addRealtime(remote::RemoteGrants& grants, const wchar_t* work, int32_t gran
 }  // namespace
 
 void FillRemoteGrants(const Application& app, remote::RemoteGrants& grants) {
+  const SystemControl& control = app.systemControl;
+  grants.processRefused = control.processRefused;
+  grants.groups[static_cast<size_t>(system::SteeringGroup::networkUi)].refused =
+      control.uiThread.generation != 0 && !control.uiThread.granted;
   const engine::GrantedScheduling& granted = app.engine.granted;
   addRealtime(grants, L"Audio callback", granted.callback.load(), granted.callbackValue.load());
   addRealtime(grants, L"Engine workers", granted.workers.load(), granted.workersValue.load());

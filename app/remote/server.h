@@ -27,6 +27,10 @@ struct RemoteLink {
 
   // Actions that were posted and have not run yet. While there are none, the refusals are up to date.
   std::atomic<int32_t> pendingActions{0};
+  // The last of the waiting starts and stops of the device: its number, doubled, and 1 more for a start; 0 = none
+  // waits. Another of the same kind behind it has nothing to add.
+  std::atomic<uint64_t> lastSessionAction{0};
+  std::atomic<uint64_t> sessionActions{0};
   std::atomic<bool> refreshPosted{false};  // one look at the devices answers all who asked for it by then
   std::atomic<bool> refusalPosted{false};  // the log tells once of all refused starts by then
   std::mutex refusalMutex;                 // guards the texts alone

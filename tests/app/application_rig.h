@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -53,6 +55,18 @@ struct Rig {
   void runPosted() {
     app.ui.post([this] { app.ui.quit(0); });
     app.ui.run();
+  }
+  // Runs the loop until `done`; fails when that does not come.
+  void runUntil(const std::function<bool()>& done) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    const auto timer = app.ui.startTimer(std::chrono::milliseconds(5), [&] {
+      if (done() || std::chrono::steady_clock::now() > end) {
+        app.ui.quit(0);
+      }
+    });
+    app.ui.run();
+    app.ui.stopTimer(timer);
+    EXPECT_TRUE(done());
   }
   void start(int32_t instances) {
     AddWiredInstances(app, instances);

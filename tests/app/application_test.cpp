@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "app/application_rig.h"
+#include "app/auto_start.h"
 #include "app/program.h"
 #include "platform/clock.h"
 #include "platform/text.h"
@@ -122,6 +123,49 @@ TEST(Device, ItsLatenciesAreShownAndALossIsActedOnOnce) {
   EXPECT_EQ(rig.seen.log.size(), 1u);
 }
 
+TEST(Device, ALossStopsTheHostAndClosesTheSession) {
+  Rig rig;
+  rig.start(1);
+  rig.app.device.news = LostDevice{rig.app.device.sessionNumber.load(), L"It is gone."};
+  LookAfterLostDevice(rig.app);
+  EXPECT_TRUE(rig.app.engine.asioRunning.load()) << "the host goes first";
+  rig.runUntil([&] { return !rig.app.engine.asioRunning.load(); });
+  EXPECT_FALSE(rig.app.engine.hostRunning.load());
+  EXPECT_THAT(rig.seen.log, Contains(L"Host stopped."));
+  ASSERT_TRUE(StartDevice(rig.app, nullptr, false));
+  EXPECT_TRUE(StartHost(rig.app, nullptr, false)) << "once it is back";
+}
+
+TEST(Device, LateBlocksAreToldWithTheirTotalEveryTenSeconds) {
+  Rig rig;
+  const auto start = std::chrono::steady_clock::time_point() + std::chrono::hours(1);
+  const struct {
+    int second;
+    uint64_t total;
+    size_t lines;
+  } cases[] = {{0, 0, 0}, {1, 1, 1}, {2, 3, 1}, {10, 7, 1}, {11, 7, 2}, {30, 7, 2}, {31, 8, 3}};
+  rig.seen.log.clear();
+  for (const auto& c : cases) {
+    rig.app.device.late.total = c.total;
+    TellLateBlocks(rig.app, start + std::chrono::seconds(c.second));
+    EXPECT_EQ(rig.seen.log.size(), c.lines) << c.second;
+  }
+  EXPECT_THAT(rig.seen.log[1], HasSubstr(L"7 blocks"));
+  ASSERT_TRUE(StartDevice(rig.app, nullptr, false));
+  EXPECT_EQ(LateBlocksSoFar(rig.app).total, 0u) << "a new session begins anew";
+}
+
+TEST(Reports, TellHowLongBlocksTake) {
+  Rig rig;
+  rig.start(1);
+  StartReports(rig.app);
+  rig.app.engine.counters.lastReportTick = platform::TickMilliseconds() - 10000;
+  rig.runUntil([&] {
+    return std::any_of(rig.seen.log.begin(), rig.seen.log.end(),
+                       [](const std::wstring& line) { return line.starts_with(L"ASIO callback (10s): "); });
+  });
+}
+
 TEST(Reports, TellOfEachFaultOnce) {
   Rig rig;
   rig.app.engine.counters.refusedBlocks = 3;
@@ -153,6 +197,28 @@ TEST(Program, AnswersAndExits) {
     EXPECT_EQ(seen.printed.empty(), c.exitCode != 0);
     EXPECT_THAT(seen.log, Not(Contains(HasSubstr(L"box: ")))) << "without a message box";
   }
+}
+
+TEST(AutoStart, TellsEachFailureOnce) {
+  Rig rig;
+  rig.app.preferences.autoStartAsio = rig.app.preferences.autoStartInstances = true;
+  rig.app.device.list.selected = L"Nothing";
+  rig.seen.log.clear();
+  AutoStart(rig.app);
+  EXPECT_THAT(rig.seen.log, ElementsAre(L"Auto-start of ASIO.", L"ASIO loadDriver failed for: Nothing",
+                                        L"Auto-start instances skipped: ASIO session is not running."));
+  rig.app.device.list.selected = rig.app.device.wanted;
+  rig.app.preferences.autoStartAsio = false;
+  ASSERT_TRUE(StartDevice(rig.app, nullptr, false));
+  rig.seen.log.clear();
+  AutoStart(rig.app);
+  EXPECT_THAT(rig.seen.log, ElementsAre(L"Auto-start of the instances.", L"Add at least one VST instance."));
+}
+
+TEST(Program, LooksForDevicesOnlyInItsLoop) {
+  Seen seen;
+  EXPECT_EQ(runProgram(seen, {}, [](Application& app) { BeginShutdown(app); }), 0);
+  EXPECT_THAT(seen.log, Not(Contains(L"Device list refreshed."))) << "the window was closed before";
 }
 
 TEST(Program, EndsWhenAskedToBeforeItHasStarted) {

@@ -171,6 +171,28 @@ TEST(RemoteActions, AFloodOfThemIsBounded) {
   EXPECT_TRUE(callbacks.toggleBypassAll()) << "all have run";
 }
 
+TEST(RemoteActions, DeviceStartsThatWaitAreOneAndTheLastWordCounts) {
+  Rig rig;
+  const auto callbacks = MakeRemoteCallbacks(rig.app);
+  rig.app.device.list.selected = L"Nothing";
+  rig.seen.log.clear();
+  for (int k = 0; k < 5; ++k) {
+    EXPECT_TRUE(callbacks.startAsio());
+  }
+  rig.runPosted();
+  EXPECT_EQ(rig.seen.log, std::vector<std::wstring>{L"ASIO loadDriver failed for: Nothing"});
+
+  rig.app.device.list.selected = rig.app.device.wanted;
+  std::wstring error;
+  for (const bool startsAgain : {false, true}) {
+    EXPECT_TRUE(callbacks.startAsio());
+    EXPECT_TRUE(callbacks.stopAsio(error));
+    EXPECT_TRUE(!startsAgain || callbacks.startAsio());
+    rig.runPosted();
+    EXPECT_EQ(rig.app.engine.asioRunning.load(), startsAgain);
+  }
+}
+
 // What the program does when the system refuses the daily restart.
 TEST(ScheduledRestart, ARefusedOneLeavesTheHostAsItWas) {
   constexpr system::LocalTime kMinute = 600'000'000;

@@ -72,8 +72,7 @@ TEST(Settings, EveryRequestThatChangesOneIsNotedForSaving) {
     ASSERT_FALSE(due()) << "nothing has changed";
     c.run(rig.app);
     const auto after = due();
-    ASSERT_TRUE(after);
-    EXPECT_NE(*after, before);
+    EXPECT_TRUE(after && *after != before);
   }
 }
 

@@ -91,6 +91,32 @@ TEST(StartSteering, AppliesWhatWasStored) {
   });
 }
 
+TEST(SystemRequests, WhatTheSystemRefusesIsLogged) {
+  std::thread([] {
+    system::FakeMachine machine;
+    machine.add(2, L"other");
+    machine.add(3, L"another");
+    machine.stubborn = {3};
+    Rig rig;
+    rig.app.systemControl.processes = machine.processes();
+    rig.app.systemControl.processes.setOwnAffinity = [](uint64_t) { return false; };
+    rig.app.systemControl.processes.setUiThreadLevel = [](int32_t) { return 1; };
+    rig.seen.log.clear();
+    SetSteering(rig.app, {0, 0, 0, 0, 1});
+    SetUiPriority(rig.app, 4);
+    EXPECT_TRUE(rig.app.systemControl.processRefused);
+    tests::Eventually([&] { return rig.app.systemControl.otherProcesses.last().has_value(); });
+    LookAfterThreads(rig.app);
+    LookAfterThreads(rig.app);
+    EXPECT_EQ(rig.seen.log,
+              (std::vector<std::wstring>{
+                  L"The system refused the processors chosen for this program; it goes on with those that it had.",
+                  L"The system gave the user interface priority level 1, not 2.",
+                  L"Processors of the other processes: 1 were given theirs, 0 may not be changed, the system refused "
+                  L"1."}));
+  }).join();
+}
+
 TEST(Priorities, AreBroughtIntoTheTable) {
   onAMachine([](Application& app, system::FakeMachine& machine) {
     const struct {

@@ -1,4 +1,4 @@
-#include "app/plugin_files.h"
+#include "app/folder_listing.h"
 
 #include <gmock/gmock.h>
 
@@ -6,7 +6,9 @@
 #include <future>
 #include <stdexcept>
 
+#include "app/effect_trial.h"
 #include "platform/temporary_folder.h"
+#include "platform/text.h"
 #include "support/eventually.h"
 
 namespace tarnwick::app {
@@ -14,7 +16,6 @@ namespace {
 
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
-using Entries = std::vector<remote::RemotePlaybackFileEntry>;
 
 constexpr milliseconds kTime{300};
 
@@ -27,21 +28,16 @@ struct Answer {
   bool operator==(const Answer&) const = default;
 };
 
-// What `list` answers to somebody who still holds an old answer.
-template <class List>
-Answer answerOf(List list) {
-  Entries entries{{L"old", true, true}};
-  Answer answer;
-  answer.resolved = L"old";
-  answer.succeeded = list(entries, answer.resolved, answer.error);
-  for (const auto& entry : entries) {
+Answer answerOf(const FolderListing& listing) {
+  Answer answer{listing.succeeded, {}, listing.resolved, listing.error};
+  for (const FolderEntry& entry : listing.entries) {
     answer.names.push_back(entry.name + (entry.isDirectory ? L"/" : L""));
   }
   return answer;
 }
 
 Answer listed(const std::wstring& path) {
-  return answerOf([&path](auto&... answer) { return ListPluginFiles(path, answer...); });
+  return answerOf(ListPluginFiles(path));
 }
 
 // A disk that hangs until it is let go.
@@ -52,18 +48,15 @@ class HangingDisk {
 
   Answer list(HelperThreads& helpers, const std::wstring& path) {
     // Holds nothing of this object: a helper may outlive it.
-    const FolderLook look = [looks = looks_, goesOn = goesOn_](const std::wstring& asked, Entries& entries,
-                                                               std::wstring& resolved, std::wstring&) {
+    const FolderLook look = [looks = looks_, goesOn = goesOn_](const std::wstring& asked) {
       ++*looks;
       if (asked.ends_with(L"throws")) {
         throw std::runtime_error("no");
       }
       goesOn.wait();
-      entries.push_back({L"entry", false, false});
-      resolved = asked;
-      return true;
+      return FolderListing{true, {{L"entry", false, false}}, asked, L""};
     };
-    return answerOf([&](auto&... answer) { return ListWithHelpers(helpers, look, path, answer...); });
+    return answerOf(ListWithHelpers(helpers, look, path));
   }
 
  private:
@@ -72,7 +65,7 @@ class HangingDisk {
   std::shared_ptr<std::atomic<int>> looks_ = std::make_shared<std::atomic<int>>(0);
 };
 
-TEST(PluginFiles, ADiskThatHangsHoldsNobodyUpAndOnlySoManyHelpers) {
+TEST(FolderListing, ADiskThatHangsHoldsNobodyUpAndOnlySoManyHelpers) {
   const platform::TemporaryFolder folder;
   const std::wstring path = folder.wide("x");
   HangingDisk disk;
@@ -98,7 +91,7 @@ TEST(PluginFiles, ADiskThatHangsHoldsNobodyUpAndOnlySoManyHelpers) {
   EXPECT_EQ(answer, (Answer{true, {L"entry"}, path, L""})) << "nothing of the late one";
 }
 
-TEST(PluginFiles, SharesAndDevicesAreRefusedWithoutALook) {
+TEST(FolderListing, SharesAndDevicesAreRefusedWithoutALook) {
   HangingDisk disk;
   HelperThreads helpers(kTime, 1);
   const std::atomic<bool> cancelled{false};
@@ -108,13 +101,13 @@ TEST(PluginFiles, SharesAndDevicesAreRefusedWithoutALook) {
     EXPECT_EQ(disk.list(helpers, path), refused);
     EXPECT_EQ(listed(path), refused);
     std::wstring error;
-    EXPECT_FALSE(CheckPluginChoice(path, cancelled, error));
+    EXPECT_FALSE(TryOutEffect(path, cancelled, error));
     EXPECT_EQ(error, L"There is no such file.");
   }
   EXPECT_EQ(disk.looks(), 0);
 }
 
-TEST(PluginFiles, ListsFoldersAndModules) {
+TEST(FolderListing, ListsFoldersAndModules) {
   const platform::TemporaryFolder folder;
   std::filesystem::create_directories(folder.name("top/b folder"));
   std::filesystem::create_directories(folder.name("top/A.vst3"));  // a bundle without a library
