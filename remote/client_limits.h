@@ -1,4 +1,4 @@
-// How long the server waits for a client.
+// Limits of the time that the server gives a client.
 #pragma once
 
 #include <chrono>

@@ -2,7 +2,8 @@
 
 #include <array>
 
-#include "remote/documents_sections.h"
+#include "remote/documents_media.h"
+#include "remote/documents_status.h"
 
 namespace tarnwick::remote {
 namespace {

@@ -1,4 +1,4 @@
-#include "remote/documents_sections.h"
+#include "remote/documents_media.h"
 
 namespace tarnwick::remote {
 namespace {

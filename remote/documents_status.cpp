@@ -1,4 +1,4 @@
-#include "remote/documents_sections.h"
+#include "remote/documents_status.h"
 #include "system/priority.h"
 
 namespace tarnwick::remote {

@@ -67,7 +67,7 @@ void Pusher::pushState() {
     if (!client.isBehind) {
       return monitor;
     }
-    // What a new client was sent may be older or newer than what the others know by now.
+    // The state that a new client was sent may be older or newer than the others' by now.
     const bool whole = (texts.record || !pushed_->record) && (texts.playback || !pushed_->playback);
     if (!whole) {
       return SharedFrame();  // a section that others know did not answer: in one of the next cycles

@@ -1,5 +1,4 @@
-// What the server pushes: the application's state, and as texts that part of it which pages are told about only when it
-// changes. Any thread.
+// The state that the server pushes, and as texts that part of it which pages hear of only when it changes. Any thread.
 #pragma once
 
 #include <optional>
@@ -35,6 +34,7 @@ struct ChangedSections {
   bool playback = false;
 };
 std::string MonitorOf(const PushedState& state, ChangedSections changed);
+// With all that the state has.
 std::string FullMonitorOf(const PushedState& state);
 
 }  // namespace tarnwick::remote

@@ -158,7 +158,7 @@ struct RemotePriorityGrant {
   bool met = true;       // they have what they asked for
 };
 
-// What the system granted of the choices in the status document.
+// The system's answer to the choices in the status document.
 struct RemoteGrants {
   bool processRefused = false;  // the program could not be limited to the processors of its groups
   std::array<RemoteGroupGrant, system::kSteeringGroups> groups;  // by SteeringGroup; nothing of the other processes

@@ -20,7 +20,7 @@ class EnvelopeReader : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, En
   bool read() { return readObject() && isRequest_ && !envelope_.id.empty() && !envelope_.path.empty(); }
   RequestEnvelope take() { return std::move(envelope_); }
 
-  // What the library calls with a scalar.
+  // The library calls these with a scalar.
   bool Int(int value) { return integer(value); }
   bool Uint(unsigned value) { return integer(value); }
   bool Int64(int64_t value) { return integer(value); }

@@ -5,7 +5,7 @@
 #include <optional>
 
 #include "remote/patch_parser.h"
-#include "remote/router_call.h"
+#include "remote/router_playback.h"
 #include "text/json_writer.h"
 
 namespace tarnwick::remote {
@@ -13,7 +13,7 @@ namespace {
 
 using Callbacks = RemoteControlCallbacks;
 
-// What the device list shows while it has no device to select.
+// Rows of the device list while it has no device to select.
 constexpr std::wstring_view kDevicePlaceholders[] = {L"(No ASIO drivers found)", L"(ASIO SDK not configured)",
                                                      L"(No online ASIO devices)"};
 constexpr const wchar_t* kNoDevice = L"Please select an ASIO device or check the device power/cable connection.";

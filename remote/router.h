@@ -25,7 +25,7 @@ struct ApiAnswer {
   std::string body = "{\"error\":\"internal error\"}";
 };
 
-// What the router needs besides the callbacks.
+// The router's needs besides the callbacks.
 struct RouterContext {
   const RemoteControlCallbacks& callbacks;
   uint16_t port = 0;                                    // told by "/healthz"

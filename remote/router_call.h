@@ -1,4 +1,4 @@
-// What the routes are made of: a row of the table, a request that met it, and the answers that all routes give alike.
+// The parts of a route: a row of the table, a request that met it, and the answers that all routes give alike.
 #pragma once
 
 #include <string>
@@ -47,14 +47,5 @@ inline ApiAnswer Refused(const Call& call, std::wstring_view reason = {}) {
 inline ApiAnswer AcceptedIf(bool accepted, const Call& call, const std::wstring& reason = {}) {
   return accepted ? Accepted(call) : Refused(call, reason);
 }
-
-// The player's routes.
-ApiAnswer AnswerAddPath(const Call& call);
-ApiAnswer AnswerAddPaths(const Call& call);
-ApiAnswer AnswerPlaybackConfig(const Call& call);
-ApiAnswer AnswerPlaybackTab(const Call& call);
-ApiAnswer AnswerPlaybackItem(const Call& call);
-ApiAnswer AnswerPlaybackSeek(const Call& call);
-ApiAnswer AnswerPlaybackControl(const Call& call);
 
 }  // namespace tarnwick::remote

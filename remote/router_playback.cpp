@@ -1,9 +1,10 @@
+#include "remote/router_playback.h"
+
 #include <algorithm>
 #include <array>
 #include <optional>
 
 #include "remote/patch_parser.h"
-#include "remote/router_call.h"
 
 namespace tarnwick::remote {
 namespace {

@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "platform/threads.h"
-#include "remote/server_state.h"
+#include "remote/server_threads.h"
 #include "remote/websocket_frames.h"
 #include "system/priority.h"
 
@@ -17,7 +17,7 @@ void log(const ServerState& server, const std::wstring& line) {
   }
 }
 
-// What failed; empty when both sockets are open.
+// The failed step; empty when both sockets are open.
 std::wstring openSockets(ServerState& server) {
   const std::lock_guard lock(server.socketMutex);
   const std::wstring port = std::to_wstring(server.context.port);

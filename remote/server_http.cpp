@@ -1,4 +1,5 @@
-// One connection on the accept thread: request, route, answer.
+#include "remote/server_http.h"
+
 #include "platform/socket.h"
 #include "platform/text.h"
 #include "remote/documents.h"
@@ -8,7 +9,7 @@
 #include "remote/http_query.h"
 #include "remote/http_response.h"
 #include "remote/pages.h"
-#include "remote/server_state.h"
+#include "remote/server_sessions.h"
 #include "remote/websocket_handshake.h"
 
 namespace tarnwick::remote {

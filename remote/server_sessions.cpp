@@ -1,4 +1,5 @@
-// WebSocket sessions: how one begins, its thread, how it ends.
+#include "remote/server_sessions.h"
+
 #include <algorithm>
 #include <array>
 #include <chrono>
@@ -10,7 +11,6 @@
 #include "remote/http_query.h"
 #include "remote/push_state.h"
 #include "remote/request_envelope.h"
-#include "remote/server_state.h"
 #include "remote/websocket_frames.h"
 
 namespace tarnwick::remote {
@@ -67,7 +67,7 @@ class SessionInput {
       if (!server_.running || server_.clients.isDropped(client_)) {
         return false;
       }
-      // What is still on its way goes on, whatever the push thread may be waiting for.
+      // The push thread may be waiting for something; frames that are on their way go on.
       const bool idle = server_.clients.flush(client_).value_or(0) == 0;
       if (!client_.socket.waitReadable(idle ? kReadSlice : kFlushSlice)) {
         continue;
@@ -134,9 +134,8 @@ void serve(ServerState& server, WebSocketClient& client, std::string received) {
   }
 }
 
-}  // namespace
-
-void SessionLoop(ServerState& server, std::shared_ptr<WebSocketClient> client, std::string received) {
+// The session's thread; ends when the client is dropped or leaves, and no exception leaves it.
+void sessionLoop(ServerState& server, const std::shared_ptr<WebSocketClient>& client, std::string received) {
   platform::SetThreadName("twk-session");
   try {
     serve(server, *client, std::move(received));
@@ -145,6 +144,8 @@ void SessionLoop(ServerState& server, std::shared_ptr<WebSocketClient> client, s
   }
   server.clients.remove(client);
 }
+
+}  // namespace
 
 void StartSession(ServerState& server, platform::Socket socket, const std::string& handshakeAnswer,
                   std::string received) {
@@ -171,7 +172,7 @@ void StartSession(ServerState& server, platform::Socket socket, const std::strin
   server.clients.add(client);
   try {
     session.thread = std::thread([&server, owned = client, received, finished = session.finished]() mutable {
-      SessionLoop(server, std::move(owned), std::move(received));
+      sessionLoop(server, owned, std::move(received));
       finished->store(true, std::memory_order_release);
     });
   } catch (...) {

@@ -1,4 +1,4 @@
-// What the server's threads share. Three locks, never held together: the sockets', the client list's own, and the
+// State that the server's threads share. Three locks, never held together: the sockets', the client list's own, and the
 // sessions'.
 #pragma once
 
@@ -47,25 +47,6 @@ struct ServerState {
   std::thread beaconThread;
   std::thread pushThread;
 };
-
-// The threads. No exception leaves them.
-void AcceptLoop(ServerState& server);
-void BeaconLoop(ServerState& server);
-void PushLoop(ServerState& server);
-// `received` came with the request for the channel. Ends when the client is dropped or leaves.
-void SessionLoop(ServerState& server, std::shared_ptr<WebSocketClient> client, std::string received);
-
-// Serves one accepted connection; returns when it is closed or has a session. Accept thread.
-void HandleConnection(ServerState& server, platform::Socket socket);
-
-// Makes the connection a WebSocket client with a session: the answer to the handshake, the state, then its place in the
-// list. Accept thread. `received` came after the request.
-void StartSession(ServerState& server, platform::Socket socket, const std::string& handshakeAnswer,
-                  std::string received);
-// True while as many sessions run as may.
-bool SessionsFull(ServerState& server);
-// Joins the sessions that have ended.
-void ReapSessions(ServerState& server);
 
 // The processors' total usage and name, and each one's usage while a client watches them.
 void AddUsage(ServerState& server, RemoteStatusSnapshot& status);

@@ -1,4 +1,5 @@
-// The accept, beacon and push threads.
+#include "remote/server_threads.h"
+
 #include <chrono>
 #include <exception>
 #include <thread>
@@ -7,7 +8,8 @@
 #include "platform/threads.h"
 #include "remote/beacon.h"
 #include "remote/push.h"
-#include "remote/server_state.h"
+#include "remote/server_http.h"
+#include "remote/server_sessions.h"
 
 namespace tarnwick::remote {
 namespace {

@@ -49,7 +49,7 @@ class WebSocketClients {
   bool send(WebSocketClient& client, std::string frame);
   // A frame for each client of the list, in its order. One whose send fails is dropped.
   void broadcast(std::string frame);
-  // What `frame` gives for each client, in the list's order; null = nothing. Called under the lock.
+  // Sends each client the frame that `frame` gives for it, in the list's order; null = none. Called under the lock.
   void broadcastEach(const std::function<SharedFrame(WebSocketClient&)>& frame);
   // Goes on with what is waiting.
   void flush();

@@ -29,7 +29,7 @@ using ByteSource = std::function<bool(std::span<char> bytes)>;
 // source that failed. Memory grows with the bytes that arrive, whatever length the frame claims.
 bool ReadFrame(const ByteSource& source, Frame& frame);
 
-// What the server sends: unmasked, one frame a message.
+// The server's own frames: unmasked, one a message.
 std::string TextFrame(std::string_view text);
 std::string ControlFrame(uint8_t opcode);  // without data
 

@@ -155,7 +155,7 @@ function textSetting(element, path, key, {parse = (text) => text, format = Strin
   }, (value) => act(element, path(), {[key]: value}));
   let typed = false;  // since the field was entered: leaving it as it was sends nothing
   let keyed = false;  // so was a key pressed
-  // What could not be sent for want of a connection stays, marked, as an edit in progress.
+  // A value that could not be sent for want of a connection stays, marked, as an edit in progress.
   setting.keepUnsent = () => {
     setting.editing = true;
     typed = true;

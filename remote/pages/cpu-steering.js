@@ -70,7 +70,7 @@ class Group {
   }
 }
 
-// How the processors that a group's threads run on compare with the chosen ones: [words, whether they differ].
+// The processors that a group's threads run on, beside the chosen ones: [words, whether they differ].
 function grantOf({running, refused}, chosen, cpuCount) {
   const [runs, asked] = [processorsOf(running), processorsOf(chosen).filter((cpu) => cpu < cpuCount)];
   if (runs.length === 0) {

@@ -29,7 +29,7 @@ function holdButton(button, action, needsHold = () => true) {
     button.classList.add('held');
     timer = setTimeout(() => {
       stop();
-      // What was to be stopped may have stopped meanwhile, and the button now stands for its opposite.
+      // The host may have stopped meanwhile, and the button now stands for the opposite.
       if (!isOff(button) && needsHold()) {
         run();
       }

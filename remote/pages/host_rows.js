@@ -63,14 +63,14 @@ class InstanceRow {
   title() {
     return `instance ${this.index + 1}${this.name ? `, ${this.name}` : ''}`;
   }
-  // What the filter looks through.
+  // The text that the filter looks through.
   words(instance) {
     const channel = (word, index) => index < 0 ? '' : `${word} ${index + 1}`;
     const words = [this.index + 1, instance.name, channel('in', instance.inputChannel),
                    channel('out', instance.outputChannel)];
     return words.join(' ').toLowerCase();
   }
-  // What stands over the row's own state is said in words.
+  // A switch for all lies over the row's own state; words say so.
   label(instance, status) {
     const absent = (index, count) => status.asioRunning && index >= count ?
         `, channel ${index + 1} is not there` : '';

@@ -1,4 +1,4 @@
-// What is said beside a control, one thing at a time. It stays until its time is over, something is pressed, a control
+// Notes beside controls, one at a time. It stays until its time is over, something is pressed, a control
 // is used, or, where a lost connection was the reason, until the connection is back.
 const notes = {
   shown: new Map(),  // control: {bubble, timer, kind}

@@ -74,7 +74,7 @@ function entryRow(entry) {
   return make('li', {}, row);
 }
 
-// What is stored may be the module inside the bundle that was chosen.
+// The stored path may be that of the module inside the bundle that was chosen.
 function inUse(path) {
   const used = link.status?.pluginPath ?? '';
   return used === path || used.startsWith(joined(path, ''));
@@ -129,7 +129,7 @@ byId('go').onsubmit = (event) => {
   byId('path').blur();
   open(byId('path').value.trim());
 };
-// What was typed stays while a note says what is wrong with it, and while the field is in use.
+// A path that was typed stays while a note says why it fails, and while the field is in use.
 const restorePath = () => setTimeout(() => {
   if (document.activeElement !== byId('path') && folder.path !== null && !notes.shown.has(byId('path'))) {
     byId('path').value = folder.path;

@@ -1,4 +1,4 @@
-// What happens to an edit between its first key or touch and its end, and where the focus is afterwards.
+// Edits between their first key or touch and their end, and the focus afterwards.
 import assert from 'node:assert/strict';
 import {after, before, test} from 'node:test';
 import {Program, hold, note, openPage, pause, startBrowser, stopBrowser, until} from './program.mjs';

@@ -106,7 +106,7 @@ export async function startBrowser() {
 
 export const stopBrowser = () => browser?.close();
 
-// A page that is connected. What went wrong in it is in `faults`.
+// A page that is connected; its errors are in `faults`.
 export async function openPage(program, where, viewport = {width: 1440, height: 900}, more = {}) {
   const page = await browser.newPage({viewport, ...more});
   page.setDefaultTimeout(kPatience);

@@ -1,4 +1,4 @@
-// What the program keeps from one start to the next, also when it is killed.
+// Settings outlast the program, also when it is killed.
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
 import path from 'node:path';

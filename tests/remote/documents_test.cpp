@@ -168,7 +168,7 @@ TEST(Documents, HostileTextsAreReadBackAsTheyWere) {
     EXPECT_EQ(platform::WideFromUtf8({error.GetString(), error.GetStringLength()}), text);
     EXPECT_EQ(JsonStringUtf8(platform::Utf8FromWide(text)), JsonString(text));
   }
-  // What is not UTF-8 would end a WebSocket connection.
+  // Bytes that are no UTF-8 would end a WebSocket connection.
   EXPECT_EQ(JsonStringUtf8("a\xFF\"\0"s), "\"a\xEF\xBF\xBD\\\"\\u0000\"");
 }
 

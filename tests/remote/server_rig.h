@@ -36,7 +36,7 @@ struct Connection {
   platform::Socket server;
 };
 
-// What the callbacks tell; changed by the test while the server asks.
+// The state behind the callbacks; changed by the test while the server asks.
 struct Application {
   std::mutex mutex;
   RemoteStatusSnapshot status;

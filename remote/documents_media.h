@@ -1,14 +1,12 @@
-// The parts that the documents are put together from. Each has a guess of its size in bytes, to reserve once.
+// The sections of recorder and player, each with a guess at its length, to reserve once.
 #pragma once
+
+#include <cstddef>
 
 #include "remote/records.h"
 #include "text/json_writer.h"
 
 namespace tarnwick::remote {
-
-// The members of the status document, without its brackets.
-void WriteStatusMembers(text::JsonWriter& json, const RemoteStatusSnapshot& status);
-size_t StatusBytes(const RemoteStatusSnapshot& status);
 
 void WriteRecord(text::JsonWriter& json, const RemoteRecordSnapshot& record);
 size_t RecordBytes(const RemoteRecordSnapshot& record);
