@@ -68,13 +68,3 @@ test('ws: state first, answers by their number, changes for everybody', async ()
   assert.equal((await first.answer(0)).status, 400);
   await Promise.all([first.close(), second.close()]);
 });
-
-test('ws: why an accepted action failed comes as a notice', async () => {
-  const client = await Client.open();
-  client.send(1, '/api/host/config?pluginPath=/etc/hostname');
-  assert.equal((await client.answer(1)).body.error, 'host config patch rejected');
-  await until(() => client.heard.notice.some(({action, text}) => action === 'host-config-patch' && text), 'notice');
-  client.send(2, '/api/asio/stop');
-  assert.equal((await client.answer(2)).body.error, 'Stop the instance host before stopping ASIO.');
-  await client.close();
-});
