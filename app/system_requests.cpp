@@ -1,6 +1,7 @@
 #include "app/system_requests.h"
 
 #include <string>
+#include <utility>
 
 #include "app/application.h"
 #include "engine/pool_control.h"
@@ -14,21 +15,6 @@ using system::SteeringMasks;
 
 uint64_t othersOf(const SteeringMasks& masks) {
   return masks[static_cast<size_t>(SteeringGroup::otherProcesses)];
-}
-
-void takeProcess(Application& app, bool granted) {
-  app.systemControl.processRefused = !granted;
-  if (!granted) {
-    app.log.add(L"The system refused the processors chosen for this program; it goes on with those that it had.");
-  }
-}
-
-// The user-interface thread's own processors.
-void steerUiThread(Application& app) {
-  system::ThreadSteering& thread = app.systemControl.uiThread;
-  if (system::ApplyIfChanged(app.steering, SteeringGroup::networkUi, thread) && !thread.granted) {
-    app.log.add(L"The system refused the processors chosen for network and windows.");
-  }
 }
 
 void tellOthers(Application& app) {
@@ -54,8 +40,8 @@ void RaisePriorities(Application& app) {
 void StartSteering(Application& app) {
   SystemControl& control = app.systemControl;
   const SteeringMasks masks = system::ChosenMasks(app.steering);
-  takeProcess(app, system::SteerOwnProcess(control.processes, masks));
-  steerUiThread(app);
+  system::SteerOwnProcess(control.processes, app.steering, masks);
+  system::ApplyIfChanged(app.steering, SteeringGroup::networkUi, control.uiThread);
   if (othersOf(masks) != 0) {
     control.otherProcesses.request(control.processes, othersOf(masks));
   }
@@ -64,13 +50,18 @@ void StartSteering(Application& app) {
 void LookAfterThreads(Application& app) {
   system::SteerNewThreads(app.systemControl.processes, system::ChosenMasks(app.steering));
   tellOthers(app);
+  std::wstring differences = system::SteeringDifferences(system::ReportSteering(app.steering));
+  if (differences != app.systemControl.toldDifferences && !differences.empty()) {
+    app.log.add(differences);
+  }
+  app.systemControl.toldDifferences = std::move(differences);
 }
 
 void SetSteering(Application& app, const SteeringMasks& masks) {
   SystemControl& control = app.systemControl;
   const uint64_t othersBefore = othersOf(system::ChosenMasks(app.steering));
-  takeProcess(app, system::ChangeSteering(control.processes, app.steering, masks));
-  steerUiThread(app);
+  system::ChangeSteering(control.processes, app.steering, masks);
+  system::ApplyIfChanged(app.steering, SteeringGroup::networkUi, control.uiThread);
   engine::RefitPool(app.engine);
   if (othersOf(masks) != othersBefore) {
     control.otherProcesses.request(control.processes, othersOf(masks));

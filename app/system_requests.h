@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstdint>
 #include <optional>
+#include <string>
 
 #include "platform/processes.h"
 #include "system/cpu_steering.h"
@@ -19,8 +20,8 @@ struct SystemControl {
   platform::Processes processes = platform::SystemProcesses();
   system::OtherProcessesSteering otherProcesses;
   system::ThreadSteering uiThread;
-  bool processRefused = false;                       // the system refused the last processors chosen for the program
   std::optional<system::SteeringCounts> toldCounts;  // of the last run on the other processes that the log told of
+  std::wstring toldDifferences;  // between what was asked of the system and what it granted, as last logged
 
   // Rows of the priority table. Written by the user-interface thread, read by the threads that follow them.
   std::atomic<int32_t> uiPriority{1};

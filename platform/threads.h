@@ -19,6 +19,9 @@ void PrepareThreads() noexcept;
 uint64_t SystemAffinityMask() noexcept;
 // Active processors of the machine, at least 1.
 int32_t ProcessorCount() noexcept;
+// Whether a thread can only have processors that its process has been limited to (Windows); see
+// Processes::setOwnAffinity.
+bool ProcessBindsThreads() noexcept;
 // Limits the calling thread to the processors of `mask`; false when the system refuses.
 bool SetThreadAffinity(uint64_t mask) noexcept;
 // The calling thread's processors as the system sees them; 0 when it does not tell.

@@ -85,14 +85,67 @@ std::wstring MaskText(uint64_t mask) {
   return text;
 }
 
+uint64_t ProcessorsForGroup(const SteeringMasks& masks, SteeringGroup group, uint64_t systemMask,
+                            bool processBindsThreads) noexcept {
+  const uint64_t chosen = masks[indexOf(group)];
+  const bool follows = processBindsThreads && (chosen & systemMask) == 0;
+  return follows ? OwnProcessMask(masks, systemMask) : GroupMask(chosen, systemMask);
+}
+
+SteeringReport ReportSteering(const CpuSteering& steering) noexcept {
+  const SteeringMasks masks = ChosenMasks(steering);
+  const uint32_t generation = steering.generation.load(std::memory_order_relaxed);
+  SteeringReport report;
+  report.processRefused = steering.processRefused.load(std::memory_order_relaxed);
+  for (size_t k = 0; k < kSteeringGroups; ++k) {
+    GroupProcessors& group = report.groups[k];
+    group.asked = masks[k];
+    if (k == indexOf(SteeringGroup::otherProcesses)) {
+      continue;
+    }
+    group.running = steering.running[k].load(std::memory_order_relaxed);
+    group.refused = steering.refusedIn[k].load(std::memory_order_relaxed) == generation;
+    if (group.running == 0) {
+      group.running = ProcessorsForGroup(masks, static_cast<SteeringGroup>(k), ProcessorsOf(steering),
+                                         platform::ProcessBindsThreads());
+    }
+  }
+  return report;
+}
+
+std::wstring SteeringDifferences(const SteeringReport& report) {
+  std::wstring text;
+  const auto add = [&text](const std::wstring& line) { text += (text.empty() ? L"" : L"\n") + line; };
+  if (report.processRefused) {
+    add(L"The system did not limit the program to the processors of its groups.");
+  }
+  for (size_t k = 0; k < kSteeringGroups; ++k) {
+    const GroupProcessors& group = report.groups[k];
+    if (group.refused) {
+      add(std::wstring(kSteeringLabels[k]) + L": processors " + MaskText(group.asked) +
+          L" were asked for; its threads run on " + MaskText(group.running) + L".");
+    }
+  }
+  return text;
+}
+
 bool ApplyIfChanged(const CpuSteering& steering, SteeringGroup group, ThreadSteering& thread) noexcept {
   const uint32_t generation = steering.generation.load(std::memory_order_acquire);
   if (generation == thread.generation) {
     return false;
   }
   thread.generation = generation;
-  const uint64_t chosen = steering.masks[indexOf(group)].load(std::memory_order_relaxed);
-  thread.granted = platform::SetThreadAffinity(GroupMask(chosen, ProcessorsOf(steering)));
+  const size_t k = indexOf(group);
+  const uint64_t system = ProcessorsOf(steering);
+  const uint64_t chosen = steering.masks[k].load(std::memory_order_relaxed) & system;
+  const uint64_t target = ProcessorsForGroup(ChosenMasks(steering), group, system, platform::ProcessBindsThreads());
+  thread.granted = platform::SetThreadAffinity(target);
+  const uint64_t running = platform::ThreadAffinity();
+  steering.running[k].store(running, std::memory_order_relaxed);
+  // A choice that names no processor of this machine stands for all of them and is met by any.
+  if (!thread.granted || (chosen != 0 && running != 0 && running != chosen)) {
+    steering.refusedIn[k].store(generation, std::memory_order_relaxed);
+  }
   return true;
 }
 

@@ -23,12 +23,18 @@ inline constexpr std::array<const wchar_t*, kSteeringGroups> kSteeringSettings{
     L"cpuSteeringMaskEngine", L"cpuSteeringMaskRecord", L"cpuSteeringMaskPlayback", L"cpuSteeringMaskNetworkUi",
     L"cpuSteeringMaskOtherProcesses"};
 
-// Written by the user-interface thread through SetSteeringMask(s), read by all threads.
+// The masks and the generation are written by the user-interface thread through SetSteeringMask(s) and read by all
+// threads; the mutable ones are what the threads have got: each writes its group's, the user-interface thread reads.
 struct CpuSteering {
   std::array<std::atomic<uint64_t>, kSteeringGroups> masks{};
   std::atomic<uint32_t> generation{1};  // changes with the masks; never 0, which is a thread's "nothing applied yet"
 
   uint64_t processors = 0;  // taken for the machine's own, set before any thread looks; 0 = SystemMask()
+  // By group: the processors of the thread that applied last, 0 before the first; and whether one was refused in the
+  // generation that stands there.
+  mutable std::array<std::atomic<uint64_t>, kSteeringGroups> running{};
+  mutable std::array<std::atomic<uint32_t>, kSteeringGroups> refusedIn{};
+  std::atomic<bool> processRefused{false};  // written by the user-interface thread alone
 
   static_assert(std::atomic<uint64_t>::is_always_lock_free && std::atomic<uint32_t>::is_always_lock_free);
 };
@@ -59,6 +65,29 @@ uint64_t OwnProcessMask(const SteeringMasks& masks, uint64_t systemMask) noexcep
 
 // The processor numbers of a mask in ascending order, "0, 2, 3"; "All CPUs (fallback)" for 0.
 std::wstring MaskText(uint64_t mask);
+
+// What a group asked for and what the system made of it.
+struct GroupProcessors {
+  uint64_t asked = 0;    // as chosen; 0 = no choice
+  uint64_t running = 0;  // the processors that its threads run on; where none has run yet, those that they would get
+  bool refused = false;  // the system refused a thread what was chosen
+};
+
+struct SteeringReport {
+  bool processRefused = false;                          // the system refused the own process the union of its groups
+  std::array<GroupProcessors, kSteeringGroups> groups;  // by SteeringGroup; of the other processes only `asked`
+};
+
+// What was asked for and what is in force now. Threads follow a change in their own time, an idle one only when it goes
+// on, so the answer is of the moment. User-interface thread.
+SteeringReport ReportSteering(const CpuSteering& steering) noexcept;
+// One line for each group, and the process, that did not get what was chosen for it; empty when all did.
+std::wstring SteeringDifferences(const SteeringReport& report);
+
+// The processors that a thread of a group gets. Where the process's processors bind its threads (Windows), a group
+// without a choice has those that the program's other groups have chosen.
+uint64_t ProcessorsForGroup(const SteeringMasks& masks, SteeringGroup group, uint64_t systemMask,
+                            bool processBindsThreads) noexcept;
 
 // One thread's memory of what it applied last; belongs to that thread.
 struct ThreadSteering {

@@ -39,15 +39,17 @@ uint64_t MachineMask(const platform::Processes& processes) {
   return mask != 0 ? mask : SystemMask();
 }
 
-bool SteerOwnProcess(const platform::Processes& processes, const SteeringMasks& masks) {
-  return processes.setOwnAffinity(OwnProcessMask(masks, SystemMask()));
+bool SteerOwnProcess(const platform::Processes& processes, CpuSteering& steering, const SteeringMasks& masks) {
+  const bool granted = processes.setOwnAffinity(OwnProcessMask(masks, SystemMask()));
+  steering.processRefused.store(!granted, std::memory_order_relaxed);
+  return granted;
 }
 
 bool ChangeSteering(const platform::Processes& processes, CpuSteering& steering, const SteeringMasks& masks) {
   if (masks == ChosenMasks(steering)) {
     return true;
   }
-  const bool granted = SteerOwnProcess(processes, masks);
+  const bool granted = SteerOwnProcess(processes, steering, masks);
   SetSteeringMasks(steering, masks);
   return granted;
 }

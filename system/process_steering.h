@@ -17,8 +17,9 @@ namespace tarnwick::system {
 // SystemMask(). Never 0.
 uint64_t MachineMask(const platform::Processes& processes);
 
-// Limits the own process to the union of its groups' processors. False when the system refuses. User-interface thread.
-bool SteerOwnProcess(const platform::Processes& processes, const SteeringMasks& masks);
+// Limits the own process to the union of its groups' processors as `masks` has them. False when the system refuses,
+// which `steering` then knows for its report. User-interface thread.
+bool SteerOwnProcess(const platform::Processes& processes, CpuSteering& steering, const SteeringMasks& masks);
 
 // Makes `masks` the chosen ones: limits the own process, and only then begins the new generation. In that order,
 // because a system may give every thread the mask of the process, and a thread cannot have processors that its process

@@ -18,10 +18,12 @@ void addRealtime(remote::RemoteGrants& grants, const wchar_t* work, int32_t gran
 }  // namespace
 
 void FillRemoteGrants(const Application& app, remote::RemoteGrants& grants) {
-  const SystemControl& control = app.systemControl;
-  grants.processRefused = control.processRefused;
-  grants.groups[static_cast<size_t>(system::SteeringGroup::networkUi)].refused =
-      control.uiThread.generation != 0 && !control.uiThread.granted;
+  const system::SteeringReport report = system::ReportSteering(app.steering);
+  grants.processRefused = report.processRefused;
+  for (size_t k = 0; k < system::kSteeringGroups; ++k) {
+    const system::GroupProcessors& group = report.groups[k];
+    grants.groups[k] = {group.running != 0 ? system::MaskText(group.running) : std::wstring(), group.refused};
+  }
   const engine::GrantedScheduling& granted = app.engine.granted;
   addRealtime(grants, L"Audio callback", granted.callback.load(), granted.callbackValue.load());
   addRealtime(grants, L"Engine workers", granted.workers.load(), granted.workersValue.load());

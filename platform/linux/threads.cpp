@@ -224,6 +224,10 @@ int32_t ProcessorCount() noexcept {
   return count;
 }
 
+bool ProcessBindsThreads() noexcept {
+  return false;
+}
+
 bool SetThreadAffinity(uint64_t mask) noexcept {
   threadClaims.claim(mask);
   cpu_set_t set;

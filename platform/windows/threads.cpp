@@ -66,6 +66,10 @@ int32_t ProcessorCount() noexcept {
   return static_cast<int32_t>(std::max(DWORD{1}, GetActiveProcessorCount(ALL_PROCESSOR_GROUPS)));
 }
 
+bool ProcessBindsThreads() noexcept {
+  return true;
+}
+
 bool SetThreadAffinity(uint64_t mask) noexcept {
   return SetThreadAffinityMask(GetCurrentThread(), DWORD_PTR{mask}) != 0;
 }

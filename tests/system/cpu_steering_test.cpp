@@ -27,6 +27,24 @@ TEST(OwnProcessMask, IsTheUnionOfTheGroupsInsideTheProcess) {
   }
 }
 
+TEST(ProcessorsForGroup, AGroupWithoutAChoiceKeepsToTheProcessWhereThatBindsIt) {
+  const struct {
+    SteeringMasks masks;
+    SteeringGroup group;
+    uint64_t bound;  // where the process binds its threads
+    uint64_t free;
+  } cases[] = {
+      {{0, 0, 0, 0, 0}, SteeringGroup::engine, 0b1111, 0b1111},
+      {{0b0001, 0, 0, 0b0100, 0b1000}, SteeringGroup::record, 0b0101, 0b1111},
+      {{0b0001, 0, 0, 0b0100, 0b1000}, SteeringGroup::engine, 0b0001, 0b0001},
+      {{0b110001, 0b110000, 0, 0, 0}, SteeringGroup::record, 0b0001, 0b1111},  // chose absent processors only
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(ProcessorsForGroup(c.masks, c.group, 0b1111, true), c.bound) << &c - cases;
+    EXPECT_EQ(ProcessorsForGroup(c.masks, c.group, 0b1111, false), c.free) << &c - cases;
+  }
+}
+
 TEST(FallbackSystemMask, HasTheLowestBits) {
   constexpr uint64_t kAll64 = ~uint64_t{0};
   const std::pair<int32_t, uint64_t> cases[] = {{0, 1}, {6, 0x3F}, {63, kAll64 >> 1}, {64, kAll64}, {200, kAll64}};
@@ -38,6 +56,16 @@ TEST(FallbackSystemMask, HasTheLowestBits) {
 TEST(MaskText, ListsTheProcessorsInAscendingOrder) {
   EXPECT_EQ(MaskText(0), L"All CPUs (fallback)");
   EXPECT_EQ(MaskText((uint64_t{1} << 63) | (uint64_t{1} << 10)), L"10, 63");
+}
+
+TEST(SteeringDifferences, NameEachGroupThatDidNotGetItsProcessors) {
+  SteeringReport report;
+  report.groups[0] = {0b0011, 0b0001, true};
+  report.groups[1] = {0, 0b0001, false};
+  report.groups[3] = {0b0100, 0b1111, true};
+  EXPECT_EQ(SteeringDifferences(report),
+            L"Engine: processors 0, 1 were asked for; its threads run on 0.\n"
+            L"Network/UI: processors 2 were asked for; its threads run on 0, 1, 2, 3.");
 }
 
 TEST(SetSteeringMask, BeginsAGenerationOnlyWhenAMaskDiffers) {
@@ -81,10 +109,14 @@ TEST(ApplyIfChanged, AThreadFollowsItsOwnGroupOncePerGeneration) {
     EXPECT_TRUE(ApplyIfChanged(steering, SteeringGroup::record, thread));
     EXPECT_EQ(platform::ThreadAffinity(), highest);
 
+    EXPECT_EQ(ReportSteering(steering).groups[1].running, highest);
+    EXPECT_EQ(SteeringDifferences(ReportSteering(steering)), L"");
+
     SetSteeringMask(steering, SteeringGroup::record, ~systemMask);  // nothing that exists: all processors again
     EXPECT_TRUE(ApplyIfChanged(steering, SteeringGroup::record, thread));
     EXPECT_EQ(platform::ThreadAffinity(), systemMask);
   }).join();
+  EXPECT_FALSE(ReportSteering(steering).groups[1].refused);
   EXPECT_EQ(SystemMask(), systemMask) << "limiting a thread may not shrink what the process can use";
 }
 

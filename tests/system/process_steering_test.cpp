@@ -69,6 +69,10 @@ TEST(ChangeSteering, LimitsTheProcessBeforeTheThreadsAreTold) {
   EXPECT_EQ(generationAtCall, before);
   EXPECT_NE(steering.generation.load(), before) << "a refused process mask does not keep the threads' from changing";
   EXPECT_EQ(ChosenMasks(steering)[0], lowest);
+  EXPECT_EQ(SteeringDifferences(ReportSteering(steering)),
+            L"The system did not limit the program to the processors of its groups.");
+  EXPECT_TRUE(ChangeSteering(machine.processes(), steering, {}));
+  EXPECT_EQ(SteeringDifferences(ReportSteering(steering)), L"");
 }
 
 // Where a run waits until it may go on.

@@ -96,12 +96,13 @@ TEST(WindowsProcesses, TheOwnOneIsLimited) {
     GTEST_SKIP() << "one processor";
   }
   const Processes processes = SystemProcesses();
+  system::CpuSteering steering;
   for (const uint64_t chosen : {lowest(), allButLowest()}) {
-    EXPECT_TRUE(system::SteerOwnProcess(processes, {chosen, 0, 0, 0, lowest()}));
+    EXPECT_TRUE(system::SteerOwnProcess(processes, steering, {chosen, 0, 0, 0, lowest()}));
     EXPECT_EQ(maskOf(GetCurrentProcess()), chosen);
     EXPECT_EQ(system::MachineMask(processes), SystemAffinityMask()) << "the limit is taken for the machine";
   }
-  EXPECT_TRUE(system::SteerOwnProcess(processes, {}));
+  EXPECT_TRUE(system::SteerOwnProcess(processes, steering, {}));
   EXPECT_EQ(maskOf(GetCurrentProcess()), SystemAffinityMask());
   EXPECT_FALSE(processes.setOwnAffinity(0));
 }
