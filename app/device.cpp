@@ -8,6 +8,7 @@
 #include "app/application.h"
 #include "platform/audio/audio_back_ends.h"
 #include "platform/clock.h"
+#include "platform/trace.h"
 
 namespace tarnwick::app {
 namespace {
@@ -109,7 +110,9 @@ bool StartDevice(Application& app, std::wstring* error, bool interactive) {
     const std::lock_guard lock(app.device.newsMutex);
     app.device.late = {};
   }
+  const platform::TraceScope trace;
   if (!engine::StartAsio(app.engine, app.device.backEnd, sessionRequest(app), app.host.ui, error, interactive)) {
+    app.log.addReasons();
     return false;
   }
   TakeLatencies(app);

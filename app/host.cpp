@@ -6,6 +6,7 @@
 #include "app/application.h"
 #include "app/captions.h"
 #include "platform/paths.h"
+#include "platform/trace.h"
 
 namespace tarnwick::app {
 namespace {
@@ -67,10 +68,12 @@ void ChooseEffect(Application& app, const std::wstring& path) {
 bool StartHost(Application& app, std::wstring* error, bool interactive) {
   const bool stopping = app.engine.hostStopping.load();  // the one refusal that the engine logs by itself
   std::wstring reason;
+  const platform::TraceScope trace;
   if (!engine::StartHost(app.host, &reason, interactive)) {
     if (!stopping) {
       app.log.add(reason);
     }
+    app.log.addReasons();
     if (error != nullptr) {
       *error = reason;
     }
@@ -94,9 +97,11 @@ void FinishHostStop(Application& app) {
 
 void AddWiredInstances(Application& app, int32_t count) {
   std::wstring error;
+  const platform::TraceScope trace;
   for (auto i = static_cast<int32_t>(app.host.rows.size()); i < count; ++i) {
     if (!engine::AddInstance(app.host, rowAt(i), &error)) {
       app.log.add(error);
+      app.log.addReasons();
       break;
     }
   }
@@ -104,7 +109,9 @@ void AddWiredInstances(Application& app, int32_t count) {
 }
 
 bool AddNextInstance(Application& app, std::wstring* error) {
+  const platform::TraceScope trace;
   if (!engine::AddInstance(app.host, rowAt(static_cast<int32_t>(app.host.rows.size())), error)) {
+    app.log.addReasons();
     return false;
   }
   if (app.engine.asioRunning.load()) {

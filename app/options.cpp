@@ -27,6 +27,7 @@ struct RawOptions {
   std::string virtualCapture;
   std::string virtualClock;
   std::string validate;
+  std::string logLevel;
 };
 
 void addProgramOptions(CLI::App& parser, Options& options, RawOptions& raw) {
@@ -72,6 +73,11 @@ void addProgramOptions(CLI::App& parser, Options& options, RawOptions& raw) {
   parser.add_option("--validate", raw.validate, "Tell whether a file is a usable VST3 effect, and exit")
       ->check(kNotEmpty)
       ->type_name("PATH");
+  parser
+      .add_option("--log-level", raw.logLevel,
+                  "info: what happened, and why something failed (default); debug: every detail of it")
+      ->check(CLI::IsMember({"info", "debug"}).description(""))
+      ->type_name("info|debug");
   parser.add_flag("--version", options.version, "Print the version, and exit");
 }
 
@@ -139,6 +145,7 @@ std::optional<Options> ParseOptions(const std::vector<std::string>& arguments, s
   options.stateDir = WideFromUtf8(raw.stateDir);
   options.settings = WideFromUtf8(raw.settings);
   options.validate = WideFromUtf8(raw.validate);
+  options.debugLog = raw.logLevel == "debug";
   options.virtualDevice.sourceFile = WideFromUtf8(raw.virtualSource);
   options.virtualDevice.clock = raw.virtualClock == "fast" ? VirtualClock::fast : VirtualClock::real;
   options.virtualDevice.captureFile = WideFromUtf8(raw.virtualCapture);

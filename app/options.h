@@ -26,6 +26,7 @@ struct Options {
   bool listDevices = false;
   std::wstring validate;  // path of a module to validate
   bool version = false;
+  bool debugLog = false;  // the log takes every line of the trace
 };
 
 // Reads the arguments (UTF-8, without the program's own name). Nothing when the program is to end now: `text` then

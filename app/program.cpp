@@ -1,5 +1,7 @@
 #include "app/program.h"
 
+#include <thread>
+
 #include "app/auto_start.h"
 #include "app/captions.h"
 #include "app/version.h"
@@ -8,6 +10,7 @@
 #include "platform/startup_link.h"
 #include "platform/text.h"
 #include "platform/threads.h"
+#include "platform/trace.h"
 #include "plugin/plugin_module.h"
 
 namespace tarnwick::app {
@@ -39,6 +42,27 @@ int listDevices(Application& app) {
   }
   return 0;
 }
+
+// The log hears the trace: all of it, or what is told nowhere else. Ends before the application does.
+class TraceToLog {
+ public:
+  explicit TraceToLog(Application& app) {
+    platform::SetTraceListener(
+        [&app, owner = std::this_thread::get_id()](platform::TraceKind kind, std::wstring_view line) {
+          if (kind != platform::TraceKind::fault && !app.options.debugLog) {
+            return;
+          }
+          if (std::this_thread::get_id() == owner) {
+            app.log.add(std::wstring(line));
+          } else {
+            app.ui.post([&app, text = std::wstring(line)] { app.log.add(text); });
+          }
+        });
+  }
+  TraceToLog(const TraceToLog&) = delete;
+  TraceToLog& operator=(const TraceToLog&) = delete;
+  ~TraceToLog() { platform::SetTraceListener({}); }
+};
 
 // The system's own text for a failure does not name what it is about.
 std::string startedWith(const Application& app) {
@@ -124,6 +148,7 @@ int RunProgram(const std::vector<std::string>& arguments, const ProgramEntry& en
   const settings::SettingsMap map = settings::ReadSettings(location);
   const settings::ProgramSettings stored = settings::SettingsFromMap(map);
   Application app(*options, entry.surface, stored);
+  const TraceToLog traceToLog(app);
   std::wstring error;
   if (!app.device.virtualDevice->prepare(&error)) {
     entry.printError("tarnwick: " + Utf8FromWide(error) + "\n");

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/clock.h"
+#include "platform/trace.h"
 
 namespace tarnwick::app {
 
@@ -15,6 +16,12 @@ void StatusLog::add(const std::wstring& line) {
     lines_.pop_front();
   }
   sink_(stamped);
+}
+
+void StatusLog::addReasons() {
+  for (const std::wstring& line : platform::TraceScope::take()) {
+    add(L"Reason: " + line);
+  }
 }
 
 }  // namespace tarnwick::app

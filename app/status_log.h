@@ -18,6 +18,9 @@ class StatusLog {
 
   // Adds a line behind the local time, "HH:MM:SS.mmm ", and hands it to the sink. Line ends inside become blanks.
   void add(const std::wstring& line);
+  // Adds what the calling thread has traced since the last time within its TraceScope, "Reason: ..." a line. Called by
+  // whoever answers for an action that has failed, behind the line that tells of it.
+  void addReasons();
   // The last lines, oldest first.
   const std::deque<std::wstring>& lines() const { return lines_; }
 

@@ -1,5 +1,6 @@
 #include "plugin/plugin_module.h"
 
+#include <memory>
 #include <utility>
 
 #include "platform/trace.h"

@@ -222,7 +222,7 @@ void UiThread::open(Handler handler) {
   state_->owner.store(GetCurrentThreadId(), std::memory_order_relaxed);
   const HWND window = state_->createHidden();
   if (window == nullptr) {
-    Trace(L"The window of the user-interface thread could not be created.");
+    Trace(L"The window of the user-interface thread could not be created.", TraceKind::fault);
   }
   state_->hidden.store(window, std::memory_order_relaxed);
   state_->armedFor.reset();

@@ -22,9 +22,9 @@ bool Guarded(Call&& call) noexcept {
   try {
     return call();
   } catch (const std::exception& error) {
-    Trace(L"A request of the user-interface thread failed: " + WideFromUtf8(error.what()));
+    Trace(L"A request of the user-interface thread failed: " + WideFromUtf8(error.what()), TraceKind::fault);
   } catch (...) {
-    Trace(L"A request of the user-interface thread failed.");
+    Trace(L"A request of the user-interface thread failed.", TraceKind::fault);
   }
   return false;
 }

@@ -73,6 +73,12 @@ TEST_F(Refusal, NamesWhatIsWrongAndLeavesEveryFileAlone) {
   expectRefusal({"--validate", folder.name("text.vst3")}, "VST3 validation failed: LoadLibrary failed.");
 }
 
+TEST_F(Refusal, TheLogHasTheReason) {
+  const ProgramResult result = RunTarnwick({"--plugin", folder.name("text.vst3"), "--instances", "1", "--start"});
+  EXPECT_THAT(result.out, ::testing::ContainsRegex(
+                              "Failed to load the selected VST3 plugin file.\n[^\n]* Reason: The file is cut"));
+}
+
 TEST(Answer, ComesAloneAndEndsTheProgram) {
   const struct {
     Arguments arguments;

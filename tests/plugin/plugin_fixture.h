@@ -21,10 +21,10 @@ using Calls = std::vector<std::string>;
 class PluginTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    platform::SetTraceSink([this](std::wstring_view text) { traced.emplace_back(text); });
+    platform::SetTraceListener([this](platform::TraceKind, std::wstring_view text) { traced.emplace_back(text); });
   }
   void TearDown() override {
-    platform::SetTraceSink({});
+    platform::SetTraceListener({});
     SetModuleWords("");
   }
 

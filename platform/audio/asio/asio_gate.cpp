@@ -79,7 +79,7 @@ void awaitNobodyInside() {
   const ULONGLONG end = GetTickCount64() + kLongestWait;
   while (gate.inside.load(std::memory_order_seq_cst) > 0) {
     if (GetTickCount64() >= end) {
-      Trace(L"ASIO: a callback of the driver does not come back.");
+      Trace(L"ASIO: a callback of the driver does not come back.", TraceKind::fault);
       return;
     }
     Sleep(1);

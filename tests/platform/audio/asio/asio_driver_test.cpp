@@ -81,7 +81,7 @@ TEST(AsioDriver, CarriesAnInitThatFails) {
   const std::pair<const char*, AsioError> cases[] = {{"Device_is_off", ASE_NotPresent},
                                                      {"Sorry:_ASE_InvalidParameter.", ASE_InvalidParameter}};
   std::wstring traced;
-  SetTraceSink([&](std::wstring_view text) { traced = text; });
+  SetTraceListener([&](TraceKind, std::wstring_view text) { traced = text; });
   for (const auto& [message, error] : cases) {
     SCOPED_TRACE(message);
     rig.configure(std::string("init=") + message);
@@ -96,7 +96,7 @@ TEST(AsioDriver, CarriesAnInitThatFails) {
     EXPECT_EQ(host->ASIOOutputReady(), ASE_NotPresent);
     EXPECT_EQ(host->ASIOExit(), ASE_NotPresent);
   }
-  SetTraceSink({});
+  SetTraceListener({});
   EXPECT_EQ(rig.statistics().wrongOrder, 0);
   EXPECT_EQ(rig.statistics().outputReadies, 0);
   EXPECT_TRUE(rig.nothingLeft());
