@@ -1,4 +1,5 @@
-// The user-interface thread without windows: two queues and the timers, run by one loop that sleeps on an eventfd.
+// The user-interface thread without windows: a ring of messages, the request queue and the timers, run by one loop that
+// sleeps on an eventfd.
 #include "platform/ui_thread.h"
 
 #include <poll.h>
@@ -8,18 +9,13 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <condition_variable>
-#include <deque>
-#include <exception>
-#include <mutex>
 #include <optional>
 #include <thread>
 #include <utility>
 
 #include "platform/message_ring.h"
-#include "platform/text.h"
+#include "platform/request_queue.h"
 #include "platform/timer_queue.h"
-#include "platform/trace.h"
 
 namespace tarnwick::platform {
 namespace {
@@ -27,7 +23,6 @@ namespace {
 using SteadyClock = std::chrono::steady_clock;
 
 constexpr size_t kMessageCapacity = 1024;
-constexpr size_t kWorkCapacity = 4096;
 constexpr std::chrono::milliseconds kWithoutEventFd{10};
 constexpr std::chrono::milliseconds kTurn{50};  // after which a queue lets the others and the timers have theirs
 constexpr int64_t kNoQuit = INT64_MIN;
@@ -37,40 +32,12 @@ struct Message {
   intptr_t parameter;
 };
 
-enum class Phase { waiting, running, finished, dropped };
-
-// Work in the queue. Shared with the sender, which may be gone by the time it runs. `phase` and `result` are guarded by
-// the state's mutex; `work` belongs to whoever moved the phase on from `waiting`.
-struct Request {
-  explicit Request(UiThread::Work newWork) : work(std::move(newWork)) {}
-
-  UiThread::Work work;
-  Phase phase = Phase::waiting;
-  bool result = false;
-  std::condition_variable ended;
-};
-using RequestPointer = std::shared_ptr<Request>;
-
-// Whatever runs here was handed in from elsewhere, and no exception of its own may end the loop.
-template <class Call>
-bool guarded(Call&& call) noexcept {
-  try {
-    return call();
-  } catch (const std::exception& error) {
-    Trace(L"A request of the user-interface thread failed: " + WideFromUtf8(error.what()), TraceKind::fault);
-  } catch (...) {
-    Trace(L"A request of the user-interface thread failed.", TraceKind::fault);
-  }
-  return false;
-}
-
 }  // namespace
 
 struct UiThread::State {
   // From all threads to the user-interface thread.
   MessageRing<Message, kMessageCapacity> messages;
-  std::mutex mutex;  // guards `requests`, the phases in them, and changes of `open`
-  std::deque<RequestPointer> requests;
+  RequestQueue requests;
   std::atomic<int64_t> quitCode{kNoQuit};
 
   // The user-interface thread's own.
@@ -142,7 +109,7 @@ struct UiThread::State {
       if (quitting() || !messages.pop(message)) {
         return false;
       }
-      guarded([&] {
+      Guarded([&] {
         handler(message.number, message.parameter);
         return true;
       });
@@ -152,21 +119,7 @@ struct UiThread::State {
 
   bool runRequests() {
     const auto end = SteadyClock::now() + kTurn;
-    std::unique_lock lock(mutex);
-    for (size_t left = requests.size(); left > 0 && !requests.empty() && !quitting() && SteadyClock::now() < end;
-         --left) {
-      const RequestPointer request = std::move(requests.front());
-      requests.pop_front();
-      request->phase = Phase::running;
-      lock.unlock();
-      const bool result = guarded(request->work);
-      request->work = nullptr;
-      lock.lock();
-      request->result = result;
-      request->phase = Phase::finished;
-      request->ended.notify_all();
-    }
-    return !requests.empty();
+    return requests.runTurn([&] { return quitting() || SteadyClock::now() >= end; });
   }
 
   void runTimers() {
@@ -176,34 +129,11 @@ struct UiThread::State {
       if (!tick) {
         return;
       }
-      guarded([&] {
+      Guarded([&] {
         (*tick)();
         return true;
       });
     }
-  }
-
-  bool enqueue(const RequestPointer& request) {
-    {
-      const std::lock_guard lock(mutex);
-      if (!open.load(std::memory_order_relaxed) || requests.size() >= kWorkCapacity) {
-        return false;
-      }
-      requests.push_back(request);
-    }
-    wake();
-    return true;
-  }
-
-  bool await(const RequestPointer& request, SteadyClock::time_point deadline) {
-    std::unique_lock lock(mutex);
-    request->ended.wait_until(lock, deadline,
-                              [&] { return request->phase == Phase::finished || request->phase == Phase::dropped; });
-    if (request->phase == Phase::waiting) {
-      request->phase = Phase::dropped;
-      std::erase(requests, request);
-    }
-    return request->phase == Phase::finished && request->result;
   }
 };
 
@@ -220,21 +150,13 @@ void UiThread::open(Handler handler) {
   }
   state_->handler = std::move(handler);
   state_->owner.store(std::this_thread::get_id(), std::memory_order_relaxed);
-  const std::lock_guard lock(state_->mutex);
+  state_->requests.open();
   state_->open.store(true, std::memory_order_release);
 }
 
 void UiThread::close() {
-  std::deque<RequestPointer> dropped;  // their work is destroyed without the lock
-  {
-    const std::lock_guard lock(state_->mutex);
-    state_->open.store(false, std::memory_order_release);
-    dropped.swap(state_->requests);
-    for (const RequestPointer& request : dropped) {
-      request->phase = Phase::dropped;
-      request->ended.notify_all();
-    }
-  }
+  state_->open.store(false, std::memory_order_release);
+  state_->requests.close();
   state_->timers.clear();
 }
 
@@ -264,19 +186,25 @@ bool UiThread::post(UiMessage message, intptr_t parameter) noexcept {
 }
 
 bool UiThread::post(std::function<void()> work) {
-  return state_->enqueue(std::make_shared<Request>([work = std::move(work)] {
+  const auto request = state_->requests.push([work = std::move(work)] {
     work();
     return true;
-  }));
+  });
+  state_->wake();
+  return request != nullptr;
 }
 
 bool UiThread::send(Work work) {
   if (state_->onOwner()) {
-    return state_->open.load(std::memory_order_relaxed) && guarded(work);
+    return state_->open.load(std::memory_order_relaxed) && Guarded(work);
   }
   const auto deadline = SteadyClock::now() + kUiSendTimeout;
-  const auto request = std::make_shared<Request>(std::move(work));
-  return state_->enqueue(request) && state_->await(request, deadline);
+  const auto request = state_->requests.push(std::move(work));
+  if (request == nullptr) {
+    return false;
+  }
+  state_->wake();
+  return state_->requests.await(request, deadline);
 }
 
 UiThread::TimerId UiThread::startTimer(std::chrono::milliseconds interval, std::function<void()> tick) {

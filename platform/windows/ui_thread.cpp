@@ -8,10 +8,10 @@
 #include <optional>
 #include <utility>
 
+#include "platform/request_queue.h"
 #include "platform/timer_queue.h"
 #include "platform/trace.h"
 #include "platform/windows/ui_window.h"
-#include "platform/windows/work_queue.h"
 
 namespace tarnwick::platform {
 namespace {
@@ -36,7 +36,7 @@ bool tell(const std::atomic<HWND>& target, UINT message, WPARAM parameter = 0) n
 }  // namespace
 
 struct UiThread::State {
-  WorkQueue work;
+  RequestQueue work;
   std::atomic<int64_t> quitCode{kNoQuit};
   std::atomic<int32_t> messagesWaiting{0};  // posted and not yet taken
 
@@ -302,7 +302,12 @@ bool UiThread::send(Work work) {
   const LRESULT answered =
       SendMessageTimeoutW(state_->target.load(std::memory_order_acquire), kUiSentWork, request->number, 0,
                           SMTO_ABORTIFHUNG | SMTO_BLOCK, static_cast<UINT>(kUiSendTimeout.count()), &answer);
-  return state_->work.settle(request, answered != 0, answered != 0 && answer == kHeldBack, deadline);
+  if (answered == 0 || answer != kHeldBack) {
+    state_->work.withdraw(request);  // unless it has begun
+  }
+  // Answered, but not finished: it was held back and may still begin, or it was taken along by the message of another
+  // request and is still running, in a loop of its own that has answered ours.
+  return state_->work.await(request, answered != 0 ? deadline : SteadyClock::now());
 }
 
 UiThread::TimerId UiThread::startTimer(milliseconds interval, std::function<void()> tick) {

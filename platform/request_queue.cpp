@@ -1,28 +1,27 @@
-#include "platform/windows/work_queue.h"
+#include "platform/request_queue.h"
 
 #include <algorithm>
 #include <utility>
 
-#include "platform/windows/win32.h"
-
 namespace tarnwick::platform {
 
-void WorkQueue::open() {
+void RequestQueue::open() {
   const std::lock_guard lock(mutex_);
   open_ = true;
 }
 
-void WorkQueue::close() {
+void RequestQueue::close() {
   std::deque<RequestPointer> dropped;  // their work is destroyed without the lock
   const std::lock_guard lock(mutex_);
   open_ = false;
   dropped.swap(requests_);
   for (const RequestPointer& request : dropped) {
     request->phase = Phase::dropped;
+    request->ended.notify_all();
   }
 }
 
-WorkQueue::RequestPointer WorkQueue::push(Work work) {
+RequestQueue::RequestPointer RequestQueue::push(Work work) {
   auto request = std::make_shared<Request>(std::move(work));
   const std::lock_guard lock(mutex_);
   if (!open_ || requests_.size() >= kCapacity) {
@@ -34,7 +33,7 @@ WorkQueue::RequestPointer WorkQueue::push(Work work) {
 }
 
 // With the mutex held.
-bool WorkQueue::take(const RequestPointer& request) {
+bool RequestQueue::take(const RequestPointer& request) {
   if (request->phase != Phase::waiting) {
     return false;
   }
@@ -43,34 +42,25 @@ bool WorkQueue::take(const RequestPointer& request) {
   return true;
 }
 
-bool WorkQueue::withdraw(const RequestPointer& request) {
+bool RequestQueue::withdraw(const RequestPointer& request) {
   const std::lock_guard lock(mutex_);
   return take(request);
 }
 
-bool WorkQueue::settle(const RequestPointer& request, bool answered, bool heldBack,
-                       std::chrono::steady_clock::time_point deadline) {
+bool RequestQueue::await(const RequestPointer& request, Time deadline) {
   std::unique_lock lock(mutex_);
-  // Rare: the work was taken along by the message of another request and is still running, in a loop of its own that
-  // has answered our message.
-  const auto goesOn = [&] {
-    return request->phase == Phase::running || (heldBack && request->phase == Phase::waiting);
-  };
-  while (answered && goesOn() && std::chrono::steady_clock::now() < deadline) {
-    lock.unlock();
-    Sleep(1);
-    lock.lock();
-  }
+  request->ended.wait_until(lock, deadline,
+                            [&] { return request->phase == Phase::finished || request->phase == Phase::dropped; });
   take(request);
   return request->phase == Phase::finished && request->result;
 }
 
-size_t WorkQueue::size() {
+size_t RequestQueue::size() {
   const std::lock_guard lock(mutex_);
   return requests_.size();
 }
 
-void WorkQueue::runFirst() noexcept {
+void RequestQueue::runFirst() noexcept {
   std::unique_lock lock(mutex_);
   if (requests_.empty()) {
     return;
@@ -84,9 +74,17 @@ void WorkQueue::runFirst() noexcept {
   lock.lock();
   request->result = result;
   request->phase = Phase::finished;
+  request->ended.notify_all();
 }
 
-std::optional<bool> WorkQueue::runUpTo(uint64_t number, const std::function<bool()>& ended) noexcept {
+bool RequestQueue::runTurn(const std::function<bool()>& ended) noexcept {
+  for (size_t left = size(); left > 0 && !ended(); --left) {
+    runFirst();
+  }
+  return size() > 0;
+}
+
+std::optional<bool> RequestQueue::runUpTo(uint64_t number, const std::function<bool()>& ended) noexcept {
   std::unique_lock lock(mutex_);
   const auto found = std::find_if(requests_.begin(), requests_.end(),
                                   [number](const RequestPointer& request) { return request->number == number; });
@@ -95,10 +93,10 @@ std::optional<bool> WorkQueue::runUpTo(uint64_t number, const std::function<bool
   }
   const RequestPointer request = *found;
   while (request->phase == Phase::waiting) {
+    lock.unlock();
     if (ended()) {
       return std::nullopt;
     }
-    lock.unlock();
     runFirst();
     lock.lock();
   }

@@ -1,7 +1,10 @@
-// The work that waits for the user-interface thread, posted and sent, in the order in which it came.
+// The work that waits for the user-interface thread, posted and sent, in the order in which it came: the rules that
+// both systems' ui_thread share. How the thread is woken, and how long it runs what waits, is theirs.
 #pragma once
 
 #include <chrono>
+#include <condition_variable>
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <exception>
@@ -15,8 +18,8 @@
 
 namespace tarnwick::platform {
 
-// Whatever runs here was handed in from elsewhere, and no exception may pass through the system's part of a window
-// procedure.
+// Whatever runs here was handed in from elsewhere, and no exception of it may end a loop or pass through a window
+// procedure. False when it threw.
 template <class Call>
 bool Guarded(Call&& call) noexcept {
   try {
@@ -29,9 +32,11 @@ bool Guarded(Call&& call) noexcept {
   return false;
 }
 
-class WorkQueue {
+class RequestQueue {
  public:
+  using Time = std::chrono::steady_clock::time_point;
   using Work = std::function<bool()>;
+
   enum class Phase { waiting, running, finished, dropped };
 
   // One piece of work, shared with its sender, which may be gone by the time it runs. `phase` and `result` are guarded
@@ -43,29 +48,33 @@ class WorkQueue {
     uint64_t number = 0;
     Phase phase = Phase::waiting;
     bool result = false;
+    std::condition_variable ended;
   };
   using RequestPointer = std::shared_ptr<Request>;
 
   static constexpr size_t kCapacity = 4096;
 
   void open();
-  // Drops what waits and refuses more. User-interface thread.
+  // Refuses more, and drops what waits: their senders fail at once, their work is destroyed. User-interface thread.
   void close();
 
-  // Any thread. Null when the queue is closed or full.
+  // Never waits. Null when the queue is closed or full. Any thread but the audio path.
   RequestPointer push(Work work);
   // Takes a request back; false when it has begun. Any thread.
   bool withdraw(const RequestPointer& request);
-  // What came of a sent request, whose message has been answered or not in time. One that was held back may begin until
-  // the deadline. Any thread.
-  bool settle(const RequestPointer& request, bool answered, bool heldBack,
-              std::chrono::steady_clock::time_point deadline);
+  // Waits for a request until `deadline` at most: true only when it has run and said so. One that has not begun by then
+  // never runs; one that has begun runs to its end. Any thread but the user-interface thread.
+  bool await(const RequestPointer& request, Time deadline);
   size_t size();
 
-  // Runs the request that has waited longest, if there is one. User-interface thread.
+  // The rest: user-interface thread. A request may run a loop that calls these again.
+
+  // Runs the request that has waited longest, if there is one.
   void runFirst() noexcept;
+  // Runs those that wait now, until `ended` says that others are to have their turn. True when some are left.
+  bool runTurn(const std::function<bool()>& ended) noexcept;
   // Runs all requests up to the one with that number, and returns what that one says; nothing when `ended` said before
-  // that no more are to run now. User-interface thread.
+  // that no more are to run now.
   std::optional<bool> runUpTo(uint64_t number, const std::function<bool()>& ended) noexcept;
 
  private:
