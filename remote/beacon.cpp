@@ -3,8 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cwctype>
+#include <utility>
 
-#include "remote/documents.h"
+#include "text/json_writer.h"
 
 namespace tarnwick::remote {
 namespace {
@@ -47,24 +48,26 @@ std::vector<BeaconTarget> BeaconTargets(const std::vector<platform::NetworkAdapt
 }
 
 std::string ServiceDescriptor(std::wstring_view serverName, std::string_view host, uint16_t port) {
-  std::string text = "{\"service\":\"Tarnwick\",\"serverName\":";
-  text.append(JsonString(serverName));
-  text.append(",\"host\":").append(JsonStringUtf8(host));
-  text.append(",\"port\":").append(std::to_string(port));
-  text.append(
-      ",\"transport\":\"http\",\"protocolVersion\":1"
-      ",\"healthPath\":\"/healthz\""
-      ",\"statusPath\":\"/api/status\""
-      ",\"webSocketPath\":\"/ws\""
-      ",\"startPath\":\"/api/host/start\""
-      ",\"stopPath\":\"/api/host/stop\""
-      ",\"hostConfigPath\":\"/api/host/config\""
-      ",\"addInstancePath\":\"/api/instances/add\""
-      ",\"removeLastInstancePath\":\"/api/instances/remove-last\""
-      ",\"bypassAllPath\":\"/api/bypass-all/toggle\""
-      ",\"testSignalAllPath\":\"/api/test-signal-all/toggle\""
-      ",\"audioConfigPath\":\"/api/audio/config\"}");
-  return text;
+  text::JsonWriter json(512);
+  json.open('{').member("service", "Tarnwick").key("serverName").string(serverName).member("host", host);
+  json.key("port").natural(port).member("transport", "http").key("protocolVersion").natural(1);
+  constexpr std::pair<std::string_view, std::string_view> kPaths[] = {
+      {"healthPath", "/healthz"},
+      {"statusPath", "/api/status"},
+      {"webSocketPath", "/ws"},
+      {"startPath", "/api/host/start"},
+      {"stopPath", "/api/host/stop"},
+      {"hostConfigPath", "/api/host/config"},
+      {"addInstancePath", "/api/instances/add"},
+      {"removeLastInstancePath", "/api/instances/remove-last"},
+      {"bypassAllPath", "/api/bypass-all/toggle"},
+      {"testSignalAllPath", "/api/test-signal-all/toggle"},
+      {"audioConfigPath", "/api/audio/config"},
+  };
+  for (const auto& [name, path] : kPaths) {
+    json.member(name, path);
+  }
+  return json.close('}').take();
 }
 
 }  // namespace tarnwick::remote

@@ -19,14 +19,6 @@ void openMessage(text::JsonWriter& json, std::string_view type) {
 
 }  // namespace
 
-std::string JsonString(std::wstring_view text) {
-  return text::JsonWriter(text.size() + 2).string(text).take();
-}
-
-std::string JsonStringUtf8(std::string_view text) {
-  return text::JsonWriter(text.size() + text.size() / 8 + 2).string(text).take();
-}
-
 std::string StatusDocument(const RemoteStatusSnapshot& status) {
   text::JsonWriter json(StatusBytes(status));
   json.open('{');
@@ -80,6 +72,20 @@ std::string FileListDocument(const std::wstring& path, const std::vector<RemoteP
 
 std::string ErrorDocument(std::wstring_view text) {
   return text::JsonWriter(kSmallBytes).open('{').key("error").string(text).close('}').take();
+}
+
+std::string ErrorDocument(std::string_view utf8) {
+  return text::JsonWriter(kSmallBytes).open('{').member("error", utf8).close('}').take();
+}
+
+std::string AcceptedDocument(std::string_view action) {
+  return text::JsonWriter(kSmallBytes)
+      .open('{')
+      .key("accepted")
+      .boolean(true)
+      .member("action", action)
+      .close('}')
+      .take();
 }
 
 std::string MonitorMessage(const RemoteStatusSnapshot& status, const RemoteRecordSnapshot* record,

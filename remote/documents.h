@@ -10,9 +10,6 @@
 
 namespace tarnwick::remote {
 
-std::string JsonString(std::wstring_view text);  // with its quotes
-std::string JsonStringUtf8(std::string_view text);
-
 std::string StatusDocument(const RemoteStatusSnapshot& status);
 std::string RecordDocument(const RemoteRecordSnapshot& record);
 std::string PlaybackDocument(const RemotePlaybackSnapshot& playback);
@@ -22,6 +19,9 @@ std::string FileListDocument(const std::wstring& path, const std::vector<RemoteP
 
 // {"error":TEXT}
 std::string ErrorDocument(std::wstring_view text);
+std::string ErrorDocument(std::string_view utf8);
+// {"accepted":true,"action":ACTION}
+std::string AcceptedDocument(std::string_view action);
 
 // Messages to WebSocket clients. Null sections are left out of a monitor message.
 std::string MonitorMessage(const RemoteStatusSnapshot& status, const RemoteRecordSnapshot* record,

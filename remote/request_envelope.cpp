@@ -5,7 +5,7 @@
 
 #include <vector>
 
-#include "remote/documents.h"
+#include "text/json_writer.h"
 
 namespace tarnwick::remote {
 namespace {
@@ -151,15 +151,10 @@ std::optional<RequestEnvelope> ParseRequestEnvelope(std::string_view text) {
 
 std::string ResponseEnvelope(std::string_view id, int status, std::string_view body) {
   const bool ok = status >= 200 && status <= 299;
-  const std::string text = JsonStringUtf8(body);
-  std::string envelope;
-  envelope.reserve(80 + text.size() + body.size());
-  envelope.append("{\"type\":\"response\",\"id\":").append(id);
-  envelope.append(",\"status\":").append(std::to_string(status));
-  envelope.append(ok ? ",\"ok\":true" : ",\"ok\":false");
-  envelope.append(",\"bodyText\":").append(text);
-  envelope.append(",\"body\":").append(body).push_back('}');
-  return envelope;
+  text::JsonWriter envelope(80 + 2 * body.size() + body.size() / 8);
+  envelope.open('{').member("type", "response").key("id").written(id).key("status").integer(status);
+  envelope.key("ok").boolean(ok).member("bodyText", body).key("body").written(body);
+  return envelope.close('}').take();
 }
 
 }  // namespace tarnwick::remote

@@ -26,7 +26,9 @@ ApiAnswer unavailable(const Call& call) {
 }
 
 ApiAnswer health(const Call& call) {
-  return {kOk, "{\"status\":\"ok\",\"service\":\"Tarnwick\",\"port\":" + std::to_string(call.context.port) + "}"};
+  text::JsonWriter json(64);
+  json.open('{').member("status", "ok").member("service", "Tarnwick").key("port").natural(call.context.port);
+  return {kOk, json.close('}').take()};
 }
 
 ApiAnswer status(const Call& call) {

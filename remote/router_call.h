@@ -35,7 +35,7 @@ inline constexpr int kMethodNotAllowed = 405;
 inline constexpr int kUnavailable = 503;
 
 inline ApiAnswer Accepted(const Call& call) {
-  return {kAccepted, "{\"accepted\":true,\"action\":\"" + std::string(call.route.action) + "\"}"};
+  return {kAccepted, AcceptedDocument(call.route.action)};
 }
 
 // With the reason that a callback gave, or the route's own words when it gave none.

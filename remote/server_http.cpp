@@ -22,7 +22,7 @@ struct HttpAnswer {
 };
 
 HttpAnswer errorAnswer(int status, std::string_view text) {
-  return {status, kJsonType, "{\"error\":" + JsonStringUtf8(text) + "}"};
+  return {status, kJsonType, ErrorDocument(text)};
 }
 
 std::vector<std::string> namesOf(const ServerContext& context) {

@@ -97,14 +97,13 @@ ApiAnswer subscribe(ServerState& server, WebSocketClient& client, const QueryPar
   const bool on =
       enabled != query.end() && (enabled->second == "1" || enabled->second == "true" || enabled->second == "TRUE");
   server.clients.watchProcessors(client, on);
-  const std::string action = on ? "cpu-monitor-subscribe" : "cpu-monitor-unsubscribe";
-  return {202, "{\"accepted\":true,\"action\":\"" + action + "\"}"};
+  return {202, AcceptedDocument(on ? "cpu-monitor-subscribe" : "cpu-monitor-unsubscribe")};
 }
 
 std::string answerText(ServerState& server, WebSocketClient& client, const std::string& text) {
   const std::optional<RequestEnvelope> request = ParseRequestEnvelope(text);
   if (!request || request->path.size() > kMostPathBytes) {
-    return ResponseEnvelope(request ? request->id : "0", 400, "{\"error\":\"invalid websocket request\"}");
+    return ResponseEnvelope(request ? request->id : "0", 400, ErrorDocument("invalid websocket request"));
   }
   const SplitTarget target = ParseTarget(request->path);
   const bool isSubscription = request->method == "POST" && target.path == "/api/cpu-monitor/subscribe";

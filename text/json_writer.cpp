@@ -120,6 +120,12 @@ JsonWriter& JsonWriter::string(std::string_view utf8) {
   return *this;
 }
 
+JsonWriter& JsonWriter::written(std::string_view json) {
+  separate();
+  text_ += json;
+  return *this;
+}
+
 void JsonWriter::separate() {
   if (!first_) {
     text_ += ',';

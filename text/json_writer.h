@@ -22,6 +22,7 @@ class JsonWriter {
   JsonWriter& boolean(bool value);
   JsonWriter& integer(int64_t value);
   JsonWriter& natural(uint64_t value);
+  JsonWriter& fixed(double value, int decimals);
   JsonWriter& decibels(double value) { return fixed(value, 2); }
   JsonWriter& percent(double value) { return fixed(value, 1); }
   JsonWriter& seconds(double value) { return fixed(value, 3); }
@@ -30,12 +31,15 @@ class JsonWriter {
   JsonWriter& hertz(double value) { return number(value); }
   JsonWriter& string(std::wstring_view value);
   JsonWriter& string(std::string_view utf8);
+  JsonWriter& written(std::string_view json);  // a value that is JSON already
+
+  // A member of an object.
+  JsonWriter& member(std::string_view name, std::string_view utf8) { return key(name).string(utf8); }
 
   std::string take() { return std::move(text_); }
 
  private:
   void separate();
-  JsonWriter& fixed(double value, int decimals);
 
   std::string text_;
   bool first_ = true;  // nothing stands before the next value that a comma would have to part from it

@@ -166,10 +166,10 @@ TEST(Documents, HostileTextsAreReadBackAsTheyWere) {
     ASSERT_FALSE(document.HasParseError());
     const auto& error = document["error"];
     EXPECT_EQ(platform::WideFromUtf8({error.GetString(), error.GetStringLength()}), text);
-    EXPECT_EQ(JsonStringUtf8(platform::Utf8FromWide(text)), JsonString(text));
+    EXPECT_EQ(ErrorDocument(platform::Utf8FromWide(text)), ErrorDocument(text));
   }
   // Bytes that are no UTF-8 would end a WebSocket connection.
-  EXPECT_EQ(JsonStringUtf8("a\xFF\"\0"s), "\"a\xEF\xBF\xBD\\\"\\u0000\"");
+  EXPECT_EQ(text::JsonWriter(0).string("a\xFF\"\0"s).take(), "\"a\xEF\xBF\xBD\\\"\\u0000\"");
 }
 
 }  // namespace

@@ -51,7 +51,7 @@ TEST(Server, Routes) {
   const std::string upgrade = "Connection: keep-alive, Upgrade\r\nUpgrade: WebSocket\r\n";
   const auto refusal = [](std::string_view host) {
     const auto names = [] { return std::vector<std::string>{"stage-pc", "stage-pc.lan"}; };
-    return json("403 Forbidden", "{\"error\":" + JsonStringUtf8(OriginRefusal(host, "http://a.example", names)) + "}");
+    return json("403 Forbidden", ErrorDocument(OriginRefusal(host, "http://a.example", names)));
   };
   const std::string byName = refusal("a.example");
   const std::string byOrigin = refusal("localhost");
