@@ -6,7 +6,6 @@
 #include <atomic>
 #include <bit>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <thread>
 
@@ -15,14 +14,8 @@
 #include "platform/threads.h"
 #include "processors.h"
 
-// Linked instead of the C library's, so that a test can act just before a thread is set.
-extern "C" int __real_sched_setaffinity(pid_t thread, size_t size, const cpu_set_t* set);
-extern "C" int __wrap_sched_setaffinity(pid_t thread, size_t size, const cpu_set_t* set);
-
 namespace tarnwick::platform {
 namespace {
-
-thread_local std::function<void(pid_t thread)> beforeSetting;
 
 // A thread that does what it is told.
 class Subject {
@@ -98,41 +91,6 @@ TEST_F(OwnProcess, ThreadsThatBeginLaterLoseTheirCreatorsProcessors) {
   });
 }
 
-TEST_F(OwnProcess, AChoiceMadeMeanwhileIsNotLost) {
-  onAThread([] {
-    Subject chooser;
-    bool chosen = false;
-    // Between the look whether the thread has chosen and the change of it.
-    beforeSetting = [&](pid_t thread) {
-      if (thread == chooser.id() && !std::exchange(chosen, true)) {
-        chooser.perform([] { SetThreadAffinity(allButLowest()); });
-      }
-    };
-    SystemProcesses().setOwnAffinity(lowest());
-    beforeSetting = nullptr;
-    EXPECT_TRUE(chosen);
-    EXPECT_EQ(chooser.mask(), allButLowest());
-  });
-}
-
-TEST_F(OwnProcess, AThreadThatBeginsMeanwhileIsNotForgotten) {
-  onAThread([] {
-    std::unique_ptr<Subject> late;
-    // After the threads were listed, and by one that has not been limited yet.
-    beforeSetting = [&](pid_t thread) {
-      if (thread == gettid() && !late) {
-        late = std::make_unique<Subject>();
-      }
-    };
-    SystemProcesses().setOwnAffinity(lowest());
-    beforeSetting = nullptr;
-    ASSERT_TRUE(late);
-    EXPECT_EQ(late->mask(), lowest());
-    SystemProcesses().setOwnAffinity(SystemAffinityMask());
-    EXPECT_EQ(late->mask(), SystemAffinityMask()) << "given back";
-  });
-}
-
 TEST(ThreadClaims, LastUntilTheThreadEnds) {
   constexpr uint64_t kLater = uint64_t{1} << 41;
   for (const uint64_t start : {uint64_t{0}, kLater}) {  // of the thread that has the id now
@@ -166,10 +124,3 @@ TEST_F(ThreadClaimsTest, SlotsOfEndedThreadsAreUsedAgain) {
 
 }  // namespace
 }  // namespace tarnwick::platform
-
-extern "C" int __wrap_sched_setaffinity(pid_t thread, size_t size, const cpu_set_t* set) {
-  if (tarnwick::platform::beforeSetting) {
-    tarnwick::platform::beforeSetting(thread);
-  }
-  return __real_sched_setaffinity(thread, size, set);
-}

@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <atomic>
 #include <filesystem>
-#include <memory>
 
 #include "platform/threads.h"
 #include "processors.h"
@@ -103,36 +102,7 @@ AffinityChoice always(uint64_t mask) {
   return [mask](const ProcessAffinity&) { return mask; };
 }
 
-// A child with the number of one that has ended; none when the system does not let it be chosen.
-std::unique_ptr<Child> childNumbered(uint32_t id) {
-  constexpr int kTries = 50;  // another process may be given it first
-  for (int k = 0; k < kTries; ++k) {
-    std::ofstream("/proc/sys/kernel/ns_last_pid") << id - 1;
-    auto child = std::make_unique<Child>();
-    if (child->id() == id) {
-      return child;
-    }
-  }
-  return nullptr;
-}
-
 using OtherProcesses = TwoProcessors;
-
-TEST_F(OtherProcesses, TheNextOfTheSameNumberIsNotSet) {
-  Child first;
-  std::unique_ptr<Child> second;
-  const auto outcome = SystemProcesses().changeAffinity(first.id(), [&](const ProcessAffinity& present) {
-    EXPECT_EQ(present.process, SystemAffinityMask());
-    first.end();
-    second = childNumbered(first.id());
-    return lowest();
-  });
-  EXPECT_EQ(outcome, AffinityOutcome::denied);
-  if (!second) {
-    GTEST_SKIP() << "the number could not be chosen";
-  }
-  EXPECT_TRUE(second->allAre(SystemAffinityMask()));
-}
 
 TEST_F(OtherProcesses, AreSteeredWithAllTheirThreads) {
   const OtherProgram program;
