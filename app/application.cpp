@@ -5,8 +5,6 @@
 namespace tarnwick::app {
 namespace {
 
-constexpr int32_t kNormalPriorityIndex = 2;  // row "Normal" of the priority table
-
 void wire(Application& app) {
   app.changed.listen([&app](Changed what) { NoteChange(app, what); });
   app.changed.listen([&app](Changed) { PublishRefusals(app); });
@@ -19,22 +17,15 @@ void wire(Application& app) {
 
 }  // namespace
 
-Application::Application(Options programOptions, Surface programSurface, const settings::ProgramSettings& stored)
+Application::Application(Options programOptions, Surface programSurface, const settings::SettingsMap& stored)
     : options(std::move(programOptions)),
       surface(std::move(programSurface)),
-      preferences(PreferencesFrom(options, stored)),
+      preferences(FirstPreferences(options, stored)),
       log([this](const std::wstring& line) { surface.logLine(line); }),
       device(*this),
       engine(steering),
       host(engine, MakeHostUi(*this)) {
   engine.totalsWanted = options.seconds > 0.0;
-  if (options.virtualDevice.clock == sound::VirtualClock::fast) {
-    // A clock that never waits has no deadlines, and at a raised priority it would keep a processor from all others.
-    engine.mmcssEnabled = false;
-    engine.enginePriority = kNormalPriorityIndex;
-  }
-  host.pluginPath = options.plugin.empty() ? BundledEffect() : options.plugin;
-  device.list.selected = options.device.value_or(sound::kVirtualDriverName);
   TakeSettings(*this, stored);
   device.wanted = device.list.selected;
   wire(*this);

@@ -26,7 +26,7 @@ namespace tarnwick::app {
 
 // Owned by the user-interface thread. The members end in the opposite order.
 struct Application {
-  Application(Options programOptions, Surface programSurface, const settings::ProgramSettings& stored = {});
+  Application(Options programOptions, Surface programSurface, const settings::SettingsMap& stored = {});
   Application(const Application&) = delete;
   Application& operator=(const Application&) = delete;
   ~Application();

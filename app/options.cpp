@@ -4,6 +4,7 @@
 #include <cmath>
 #include <utility>
 
+#include "app/settings_table.h"
 #include "platform/paths.h"
 #include "platform/text.h"
 
@@ -30,21 +31,26 @@ struct RawOptions {
   std::string logLevel;
 };
 
+// Where the value of an option comes from that is not given.
+std::string otherwise(const Setting& setting) {
+  return " (default: settings, at first " + platform::Utf8FromWide(setting.standard) + ")";
+}
+
 void addProgramOptions(CLI::App& parser, Options& options, RawOptions& raw) {
+  const Setting& rate = SettingNamed(L"sampleRate");
+  const Setting& length = SettingNamed(L"bufferSize");
   parser
       .add_option("--device", raw.device,
                   "Audio device to select (default: the one in the settings, at first the virtual device)")
       ->check(kNotEmpty)
       ->type_name("NAME");
-  parser
-      .add_option("--sample-rate", options.sampleRate,
-                  "Sample rate of the session in Hz (default: settings, at first 48000)")
-      ->check(CLI::Range(1000.0, 384000.0))
+  parser.add_option("--sample-rate", options.sampleRate, "Sample rate of the session in Hz" + otherwise(rate))
+      ->check(CLI::Range(rate.form.lowest, rate.form.highest))
       ->type_name("HZ");
   parser
       .add_option("--buffer-size", options.bufferSize,
-                  "Samples in a block (default: settings, at first 256); 0 takes the device's preferred length")
-      ->check(CLI::Range(0, 65536))
+                  "Samples in a block; 0 takes the device's preferred length" + otherwise(length))
+      ->check(CLI::Range(static_cast<int32_t>(length.form.lowest), static_cast<int32_t>(length.form.highest)))
       ->type_name("N");
   parser.add_option("--plugin", raw.plugin, "VST3 effect (default: settings, at first Ombrel.vst3 beside the program)")
       ->check(kNotEmpty)

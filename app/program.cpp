@@ -82,7 +82,9 @@ std::string startedWith(const Application& app) {
 // Returns false with the exit code set when what --start asks for fails.
 bool begin(Application& app, const ProgramEntry& entry) {
   RefreshDevices(app);
-  app.settings.instancesFromOptions = app.host.rows.size() < static_cast<size_t>(app.options.instances);
+  if (app.host.rows.size() < static_cast<size_t>(app.options.instances)) {
+    app.settings.forThisRun.insert(L"instances");
+  }
   AddWiredInstances(app, app.options.instances);
   StartRemote(app);
   std::wstring error;
@@ -146,8 +148,7 @@ int RunProgram(const std::vector<std::string>& arguments, const ProgramEntry& en
   }
   const std::wstring location = SettingsLocation(*options);
   const settings::SettingsMap map = settings::ReadSettings(location);
-  const settings::ProgramSettings stored = settings::SettingsFromMap(map);
-  Application app(*options, entry.surface, stored);
+  Application app(*options, entry.surface, map);
   const TraceToLog traceToLog(app);
   std::wstring error;
   if (!app.device.virtualDevice->prepare(&error)) {
@@ -162,9 +163,7 @@ int RunProgram(const std::vector<std::string>& arguments, const ProgramEntry& en
   }
   app.preferences.runAtStartup = platform::StartupLinkExists();  // it may have been made or removed by hand
   RaisePriorities(app);
-  if (stored.uiPriority) {
-    SetUiPriority(app, *stored.uiPriority);  // instead of the one of the start
-  }
+  SetUiPriority(app, app.systemControl.uiPriority.load());  // instead of the one of the start
   KeepSettings(app, location);
   app.ui.open([&](platform::UiMessage message, intptr_t parameter) { handle(app, entry, message, parameter); });
   entry.watchForEnd(app);

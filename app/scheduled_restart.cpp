@@ -55,8 +55,8 @@ void StartSchedule(Application& app) {
 }
 
 void CheckSchedule(Application& app, system::LocalTime now) {
-  system::CheckScheduledReboot(app.restart.schedule, app.preferences.scheduleReboot, app.preferences.rebootMinutes, now,
-                               actionsOf(app));
+  system::CheckScheduledReboot(app.restart.schedule, app.preferences.scheduleReboot,
+                               static_cast<int32_t>(app.preferences.restartTime.count()), now, actionsOf(app));
 }
 
 void RestartIfStopped(Application& app) {

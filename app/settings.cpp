@@ -1,52 +1,49 @@
 #include "app/settings.h"
 
-#include <cmath>
 #include <exception>
+#include <map>
+#include <optional>
 #include <system_error>
 #include <utility>
 
 #include "app/application.h"
 #include "platform/registry.h"
-#include "platform/text.h"
 
 namespace tarnwick::app {
 namespace {
 
-using settings::ProgramSettings;
-using settings::SavedInstance;
 using settings::SettingsMap;
+using settings::Value;
 
-engine::InstanceRow rowFrom(const SavedInstance& saved) {
-  engine::InstanceRow row;
-  row.name = saved.name;
-  row.config.inputChannel = saved.inputChannel;
-  row.config.outputChannel = saved.outputChannel;
-  row.config.inputGainDb = saved.inputGainDb;
-  row.config.outputGainDb = saved.outputGainDb;
-  row.config.bypassEnabled = saved.bypassEnabled ? 1 : 0;
-  row.config.testSignalEnabled = saved.testSignalEnabled ? 1 : 0;
-  row.setsFirstParameter = saved.hasSavedFirstParam;
-  row.firstParamPercent = static_cast<int32_t>(std::lround(saved.firstParamPercent));
-  return row;
+constexpr int32_t kNormalPriorityIndex = 2;  // row "Normal" of the priority table
+
+// The values that options set for this run, by the names of the settings.
+std::map<std::wstring_view, Value> optionValues(const Options& options) {
+  std::map<std::wstring_view, Value> values;
+  if (options.device) {
+    values.emplace(L"device", *options.device);
+  }
+  if (options.sampleRate) {
+    values.emplace(L"sampleRate", *options.sampleRate);
+  }
+  if (options.bufferSize) {
+    values.emplace(L"bufferSize", *options.bufferSize);
+  }
+  if (!options.plugin.empty()) {
+    values.emplace(L"pluginPath", options.plugin);
+  }
+  if (options.virtualDevice.clock == sound::VirtualClock::fast) {
+    // A clock that never waits has no deadlines, and at a raised priority it would keep a processor from all others.
+    values.emplace(L"mmcssProAudio", false);
+    values.emplace(L"enginePriority", kNormalPriorityIndex);
+  }
+  return values;
 }
 
-SavedInstance savedFrom(const engine::InstanceRow& row) {
-  SavedInstance saved;
-  saved.name = row.name;
-  saved.inputChannel = row.config.inputChannel;
-  saved.outputChannel = row.config.outputChannel;
-  saved.inputGainDb = row.config.inputGainDb;
-  saved.outputGainDb = row.config.outputGainDb;
-  saved.bypassEnabled = row.config.bypassEnabled != 0;
-  saved.testSignalEnabled = row.config.testSignalEnabled != 0;
-  saved.hasSavedFirstParam = row.setsFirstParameter;
-  saved.firstParamPercent = row.setsFirstParameter ? row.firstParamPercent : 0;
-  return saved;
-}
-
-// A clock that never waits runs without priority, whatever is set.
-bool runsAtPriority(const Application& app) {
-  return app.options.virtualDevice.clock != sound::VirtualClock::fast;
+Value storedOrStandard(const Setting& setting, const SettingsMap& stored) {
+  const auto entry = stored.find(setting.name);
+  auto value = entry != stored.end() ? settings::ValueFromText(setting.form, entry->second) : std::nullopt;
+  return value ? std::move(*value) : *settings::ValueFromText(setting.form, setting.standard);
 }
 
 void tellFailure(Application& app) {
@@ -62,12 +59,6 @@ void takeOutcome(Application& app) {
   }
 }
 
-// Whether a value is what an option has set for this run.
-template <class Value>
-bool isOption(const std::optional<Value>& option, const Value& value) {
-  return option && *option == value;
-}
-
 void awaitWriter(Application& app) {
   if (app.settings.writer.joinable()) {
     app.settings.writer.join();
@@ -80,92 +71,35 @@ std::wstring SettingsLocation(const Options& options) {
   return options.settings.empty() ? platform::DefaultRegistryLocation() : options.settings;
 }
 
-Preferences PreferencesFrom(const Options& options, const ProgramSettings& stored) {
+Preferences FirstPreferences(const Options& options, const SettingsMap& stored) {
+  const auto of = [&stored](const wchar_t* name) { return storedOrStandard(SettingNamed(name), stored); };
   Preferences preferences;
-  const auto take = [](auto& value, const auto& given) { value = given.value_or(value); };
-  take(preferences.sampleRate, stored.sampleRate);
-  take(preferences.sampleRate, options.sampleRate);
-  take(preferences.bufferSize, stored.bufferSize);
-  take(preferences.bufferSize, options.bufferSize);
-  take(preferences.rememberSettings, stored.rememberSettings);
-  take(preferences.runAtStartup, stored.runAtStartup);
-  take(preferences.autoStartAsio, stored.autoStartAsio);
-  take(preferences.autoStartInstances, stored.autoStartInstances);
-  take(preferences.scheduleReboot, stored.scheduleSystemRebootEnabled);
-  take(preferences.rebootMinutes, stored.schedulePcRestartMinutes);
+  preferences.sampleRate = options.sampleRate.value_or(std::get<double>(of(L"sampleRate")));
+  preferences.bufferSize = options.bufferSize.value_or(std::get<int32_t>(of(L"bufferSize")));
   return preferences;
 }
 
-void TakeSettings(Application& app, const ProgramSettings& stored) {
-  app.settings.deviceFromOption = app.options.device.has_value();
-  if (stored.device && !stored.device->empty() && !app.options.device) {
-    app.device.list.selected = *stored.device;
-  }
-  if (stored.pluginPath && !stored.pluginPath->empty() && app.options.plugin.empty()) {
-    app.host.pluginPath = *stored.pluginPath;
-  }
-  if (runsAtPriority(app)) {
-    app.engine.mmcssEnabled = stored.mmcssProAudio.value_or(app.engine.mmcssEnabled.load());
-    app.engine.enginePriority = stored.enginePriority.value_or(app.engine.enginePriority.load());
-  }
-  SystemControl& control = app.systemControl;
-  control.audioPriority = stored.audioPriority.value_or(control.audioPriority.load());
-  control.uiPriority = stored.uiPriority.value_or(control.uiPriority.load());
-  control.networkPriority = stored.networkPriority.value_or(control.networkPriority.load());
-  system::SteeringMasks masks{};
-  for (size_t group = 0; group < system::kSteeringGroups; ++group) {
-    masks[group] = stored.cpuSteeringMasks[group].value_or(0);
-  }
-  system::SetSteeringMasks(app.steering, masks);
-  app.host.bypassAll = stored.bypassAll.value_or(false);
-  app.engine.testSignalAll = stored.testSignalAll.value_or(false);
-  for (const SavedInstance& saved : stored.instances.value_or(std::vector<SavedInstance>())) {
-    engine::AddInstance(app.host, rowFrom(saved), nullptr);
+void TakeSettings(Application& app, const SettingsMap& stored) {
+  const auto options = optionValues(app.options);
+  for (const Setting& setting : Settings()) {
+    const auto option = options.find(setting.name);
+    if (option != options.end()) {
+      app.settings.forThisRun.insert(setting.name);
+    }
+    setting.access.set(app, option != options.end() ? option->second : storedOrStandard(setting, stored));
   }
 }
 
 SettingsMap CurrentSettings(const Application& app) {
-  const Options& options = app.options;
-  ProgramSettings now;
-  if (options.plugin.empty() || app.host.pluginPath != options.plugin) {
-    // The bundled effect goes where the program goes.
-    now.pluginPath = app.host.pluginPath == BundledEffect() ? std::wstring() : app.host.pluginPath;
-  }
-  if (!app.device.list.selected.empty() && !app.settings.deviceFromOption) {
-    now.device = app.device.list.selected;
-  }
-  if (!isOption(options.sampleRate, app.preferences.sampleRate)) {
-    now.sampleRate = app.preferences.sampleRate;
-  }
-  if (!isOption(options.bufferSize, app.preferences.bufferSize)) {
-    now.bufferSize = app.preferences.bufferSize;
-  }
-  if (runsAtPriority(app)) {
-    now.mmcssProAudio = app.engine.mmcssEnabled.load();
-    now.enginePriority = app.engine.enginePriority.load();
-  }
-  now.audioPriority = app.systemControl.audioPriority.load();
-  now.uiPriority = app.systemControl.uiPriority.load();
-  now.networkPriority = app.systemControl.networkPriority.load();
-  now.bypassAll = app.host.bypassAll;
-  now.testSignalAll = app.engine.testSignalAll.load();
-  if (!app.settings.instancesFromOptions) {
-    now.instances.emplace();
-    for (const engine::InstanceRow& row : app.host.rows) {
-      now.instances->push_back(savedFrom(row));
+  SettingsMap map;
+  for (const Setting& setting : Settings()) {
+    if (app.settings.forThisRun.count(setting.name) == 0) {
+      if (const std::optional<Value> value = setting.access.get(app)) {
+        map.emplace(setting.name, settings::TextFromValue(*value));
+      }
     }
   }
-  now.rememberSettings = app.preferences.rememberSettings;
-  now.runAtStartup = app.preferences.runAtStartup;
-  now.autoStartInstances = app.preferences.autoStartInstances;
-  now.autoStartAsio = app.preferences.autoStartAsio;
-  now.scheduleSystemRebootEnabled = app.preferences.scheduleReboot;
-  now.schedulePcRestartMinutes = app.preferences.rebootMinutes;
-  const system::SteeringMasks masks = system::ChosenMasks(app.steering);
-  for (size_t group = 0; group < system::kSteeringGroups; ++group) {
-    now.cpuSteeringMasks[group] = masks[group];
-  }
-  return settings::MapFromSettings(now);
+  return map;
 }
 
 void KeepSettings(Application& app, const std::wstring& location) {
@@ -173,24 +107,37 @@ void KeepSettings(Application& app, const std::wstring& location) {
   app.settings.schedule = settings::SaveSchedule(app.preferences.rememberSettings);
 }
 
+bool ChangeSettings(Application& app, const std::vector<SettingChange>& changes, std::wstring& error) {
+  for (const auto& [setting, value] : changes) {
+    if (!settings::Fits(setting->form, value)) {
+      error = RefusalOf(*setting);
+      return false;
+    }
+  }
+  for (const auto& [setting, value] : changes) {
+    if (setting->admit != nullptr && !setting->admit(app, value, error)) {
+      return false;
+    }
+  }
+  for (const auto& [setting, value] : changes) {
+    (setting->change != nullptr ? setting->change : setting->access.set)(app, value);
+    app.settings.forThisRun.erase(setting->name);
+  }
+  app.changed(Changed::setting);
+  return true;
+}
+
 void NoteChange(Application& app, Changed what) {
   if (what == Changed::state) {
     return;
   }
   if (what == Changed::device) {
-    app.settings.deviceFromOption = false;
+    app.settings.forThisRun.erase(L"device");
   } else if (what == Changed::instances) {
-    app.settings.instancesFromOptions = false;
+    app.settings.forThisRun.erase(L"instances");
   }
   app.settings.schedule.changed();
-}
-
-void SetRememberSettings(Application& app, bool enabled) {
-  if (enabled == app.preferences.rememberSettings) {
-    return;
-  }
-  app.preferences.rememberSettings = enabled;
-  app.settings.schedule.rememberingSet(enabled, CurrentSettings(app));
+  app.settings.schedule.remember(app.preferences.rememberSettings, [&app] { return CurrentSettings(app); });
 }
 
 bool SetRunAtStartup(Application& app, bool enabled, std::wstring& error) {

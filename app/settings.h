@@ -2,29 +2,34 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
+#include <set>
 #include <string>
+#include <string_view>
 #include <thread>
+#include <vector>
 
 #include "app/changes.h"
-#include "settings/program_settings.h"
+#include "app/settings_table.h"
 #include "settings/save_schedule.h"
+#include "settings/settings_store.h"
 
 namespace tarnwick::app {
 
 struct Application;
 struct Options;
 
-// The user's choices beside the device, the effect and the instances.
+// The user's choices beside the device, the effect and the instances. The table of the settings has the defaults.
 struct Preferences {
-  double sampleRate = 48000.0;  // Hz
-  int32_t bufferSize = 256;     // samples; 0 = the device's preferred length
-  bool rememberSettings = true;
+  double sampleRate = 0.0;  // Hz
+  int32_t bufferSize = 0;   // samples; 0 = the device's preferred length
+  bool rememberSettings = false;
   bool runAtStartup = false;
   bool autoStartAsio = false;
   bool autoStartInstances = false;
   bool scheduleReboot = false;
-  int32_t rebootMinutes = 360;  // since midnight
+  std::chrono::minutes restartTime{0};  // since midnight
 };
 
 // Where the settings go. User-interface thread; the writer has only what it was given.
@@ -35,9 +40,8 @@ struct SettingsKeeper {
   enum Outcome : int { none, succeeded, failed };
   std::atomic<int> outcome{none};  // of the writer, until it is taken
 
-  // Set up for this run by options, and not chosen since: not stored.
-  bool deviceFromOption = false;
-  bool instancesFromOptions = false;
+  // The names of the settings that options have set for this run and nobody has chosen since: they are not stored.
+  std::set<std::wstring_view> forThisRun;
 
   ~SettingsKeeper() {
     if (writer.joinable()) {
@@ -48,10 +52,11 @@ struct SettingsKeeper {
 
 // Where they lie for these options.
 std::wstring SettingsLocation(const Options& options);
-// What of the stored settings the application has from its beginning; options go before.
-Preferences PreferencesFrom(const Options& options, const settings::ProgramSettings& stored);
-// Takes the others over: device, effect, instances, priorities, processors. Before anything has started.
-void TakeSettings(Application& app, const settings::ProgramSettings& stored);
+// The rate and the block length of the start, which the virtual device needs before the application is complete.
+Preferences FirstPreferences(const Options& options, const settings::SettingsMap& stored);
+// Gives every setting its value: an option's for this run, else the stored one, else the default. Before anything has
+// started.
+void TakeSettings(Application& app, const settings::SettingsMap& stored);
 // From here on changes are stored at `location`.
 void KeepSettings(Application& app, const std::wstring& location);
 
@@ -59,10 +64,16 @@ void KeepSettings(Application& app, const std::wstring& location);
 // answer, and what an option has set for this run and nobody has changed since.
 settings::SettingsMap CurrentSettings(const Application& app);
 
+// A change that a user asks for: a setting of the table and a value of its kind.
+struct SettingChange {
+  const Setting* setting;
+  settings::Value value;
+};
+// Makes all changes or none: false when any value cannot be meant, `error` then says why in a sentence.
+bool ChangeSettings(Application& app, const std::vector<SettingChange>& changes, std::wstring& error);
+
 // Listens to the application's changes: notes those that are to be stored.
 void NoteChange(Application& app, Changed what);
-// Switches remembering. What was changed before it is switched off is still stored.
-void SetRememberSettings(Application& app, bool enabled);
 // Makes or removes the entry that starts the program when the user logs on.
 bool SetRunAtStartup(Application& app, bool enabled, std::wstring& error);
 

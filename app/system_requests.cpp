@@ -69,11 +69,6 @@ void SetSteering(Application& app, const SteeringMasks& masks) {
   app.changed(Changed::setting);
 }
 
-void SetEnginePriority(Application& app, int32_t index) {
-  app.engine.enginePriority = system::ClampPriorityIndex(index);
-  app.changed(Changed::setting);
-}
-
 void SetUiPriority(Application& app, int32_t index) {
   app.systemControl.uiPriority = system::ClampPriorityIndex(index);
   const int32_t asked = system::PriorityAt(index).threadPriority;
@@ -82,21 +77,6 @@ void SetUiPriority(Application& app, int32_t index) {
     app.log.add(L"The system gave the user interface priority level " + std::to_wstring(granted) + L", not " +
                 std::to_wstring(asked) + L".");
   }
-  app.changed(Changed::setting);
-}
-
-void SetAudioPriority(Application& app, int32_t index) {
-  app.systemControl.audioPriority = system::ClampPriorityIndex(index);
-  app.changed(Changed::setting);
-}
-
-void SetNetworkPriority(Application& app, int32_t index) {
-  app.systemControl.networkPriority = system::ClampPriorityIndex(index);
-  app.changed(Changed::setting);
-}
-
-void SetMmcss(Application& app, bool enabled) {
-  app.engine.mmcssEnabled = enabled;
   app.changed(Changed::setting);
 }
 

@@ -23,10 +23,11 @@ struct SystemControl {
   std::optional<system::SteeringCounts> toldCounts;  // of the last run on the other processes that the log told of
   std::wstring toldDifferences;  // between what was asked of the system and what it granted, as last logged
 
-  // Rows of the priority table. Written by the user-interface thread, read by the threads that follow them.
-  std::atomic<int32_t> uiPriority{1};
-  std::atomic<int32_t> audioPriority{2};    // threads of recorder and player
-  std::atomic<int32_t> networkPriority{2};  // threads of the server
+  // Rows of the priority table, as the settings have them. Written by the user-interface thread, read by the threads
+  // that follow them.
+  std::atomic<int32_t> uiPriority{0};
+  std::atomic<int32_t> audioPriority{0};    // threads of recorder and player
+  std::atomic<int32_t> networkPriority{0};  // threads of the server
 };
 
 // Start of the program, before it has a window and before any other thread of it runs: the priorities.
@@ -43,12 +44,7 @@ void LookAfterThreads(Application& app);
 // the engine's workers; a change of the last mask also the other processes, on a thread of its own.
 void SetSteering(Application& app, const system::SteeringMasks& masks);
 
-// Rows of the priority table; any number, brought into the table.
-void SetEnginePriority(Application& app, int32_t index);
+// A row of the priority table, for the calling thread as well. The other priorities are read by their threads.
 void SetUiPriority(Application& app, int32_t index);
-void SetAudioPriority(Application& app, int32_t index);
-void SetNetworkPriority(Application& app, int32_t index);
-// Whether the audio threads ask for "Pro Audio" scheduling.
-void SetMmcss(Application& app, bool enabled);
 
 }  // namespace tarnwick::app

@@ -1,4 +1,8 @@
 #include "remote/documents_status.h"
+
+#include <type_traits>
+#include <variant>
+
 #include "system/priority.h"
 
 namespace tarnwick::remote {
@@ -58,11 +62,29 @@ void writeDeviceOptions(text::JsonWriter& json, const RemoteStatusSnapshot& stat
   json.close(']');
 }
 
-void writePriorities(text::JsonWriter& json, const RemoteStatusSnapshot& status) {
-  json.key("enginePriority").integer(status.enginePriority);
-  json.key("uiPriority").integer(status.uiPriority);
-  json.key("audioPriority").integer(status.audioPriority);
-  json.key("networkPriority").integer(status.networkPriority);
+void writeSettings(text::JsonWriter& json, const std::vector<RemoteSetting>& settings) {
+  for (const RemoteSetting& setting : settings) {
+    json.key(setting.key);
+    std::visit(
+        [&json](const auto& value) {
+          using Held = std::decay_t<decltype(value)>;
+          if constexpr (std::is_same_v<Held, bool>) {
+            json.boolean(value);
+          } else if constexpr (std::is_same_v<Held, int32_t>) {
+            json.integer(value);
+          } else if constexpr (std::is_same_v<Held, double>) {
+            json.number(value);
+          } else if constexpr (std::is_same_v<Held, uint64_t>) {
+            json.natural(value);
+          } else {
+            json.string(std::wstring_view(value));
+          }
+        },
+        setting.value);
+  }
+}
+
+void writePriorityOptions(text::JsonWriter& json) {
   json.key("priorityOptions").open('[');
   for (const system::Priority& priority : system::kPriorities) {
     json.string(std::wstring_view(priority.name));
@@ -91,9 +113,7 @@ void WriteStatusMembers(text::JsonWriter& json, const RemoteStatusSnapshot& stat
   json.key("runningClockSyncId").natural(status.runningClockSyncId);
   json.key("recordClockSyncId").natural(status.recordClockSyncId);
   json.key("runningElapsedSeconds").seconds(status.runningElapsedSeconds);
-  json.key("mmcssEnabled").boolean(status.mmcssEnabled);
-  json.key("bypassAllEnabled").boolean(status.bypassAllEnabled);
-  json.key("testSignalAllEnabled").boolean(status.testSignalAllEnabled);
+  writeSettings(json, status.switches);
   json.key("recordElapsedSeconds").seconds(status.recordElapsedSeconds);
   json.key("availableInputChannels").integer(status.availableInputChannels);
   json.key("availableOutputChannels").integer(status.availableOutputChannels);
@@ -105,13 +125,8 @@ void WriteStatusMembers(text::JsonWriter& json, const RemoteStatusSnapshot& stat
   json.key("outputLatency").integer(status.outputLatency);
   json.key("cpuDisplayName").string(status.cpuDisplayName);
   writeDeviceOptions(json, status);
-  json.key("autoStartAsioEnabled").boolean(status.autoStartAsioEnabled);
-  json.key("runAtStartupEnabled").boolean(status.runAtStartupEnabled);
-  json.key("rememberSettingsEnabled").boolean(status.rememberSettingsEnabled);
-  json.key("autoStartInstancesEnabled").boolean(status.autoStartInstancesEnabled);
-  json.key("scheduleSystemRebootEnabled").boolean(status.scheduleSystemRebootEnabled);
-  json.key("scheduleRebootMinutes").integer(status.scheduleRebootMinutes);
-  writePriorities(json, status);
+  writeSettings(json, status.settings);
+  writePriorityOptions(json);
   writeUsage(json, status);
   json.key("cpuSteering");
   writeSteering(json, status.cpuSteering);

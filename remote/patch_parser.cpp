@@ -149,45 +149,6 @@ std::optional<uint32_t> IndexFromText(std::string_view digits) {
   return wholeNumber<uint32_t>(digits);
 }
 
-std::optional<RemoteHostConfigPatch> ParseHostConfigPatch(const QueryParameters& query) {
-  QueryReader reader(query);
-  RemoteHostConfigPatch patch;
-  patch.runAtStartupEnabled = reader.boolean("runAtStartupEnabled");
-  patch.rememberSettingsEnabled = reader.boolean("rememberSettingsEnabled");
-  patch.autoStartInstancesEnabled = reader.boolean("autoStartInstancesEnabled");
-  patch.scheduleSystemRebootEnabled = reader.boolean("scheduleSystemRebootEnabled");
-  patch.scheduleRebootMinutes = reader.integer("scheduleRebootMinutes");
-  patch.networkPriority = reader.integer("networkPriority");
-  patch.pluginPath = reader.text("pluginPath");
-  return checked(reader, std::move(patch));
-}
-
-std::optional<RemoteCpuSteeringPatch> ParseCpuSteeringPatch(const QueryParameters& query) {
-  // By SteeringGroup.
-  constexpr std::array<const char*, system::kSteeringGroups> kKeys{"engineMask", "recordMask", "playbackMask",
-                                                                   "networkUiMask", "otherProcessesMask"};
-  QueryReader reader(query);
-  RemoteCpuSteeringPatch patch;
-  for (size_t group = 0; group < kKeys.size(); ++group) {
-    patch.masks[group] = reader.mask(kKeys[group]);
-  }
-  return checked(reader, patch);
-}
-
-std::optional<RemoteAudioConfigPatch> ParseAudioConfigPatch(const QueryParameters& query) {
-  QueryReader reader(query);
-  RemoteAudioConfigPatch patch;
-  patch.device = reader.text("device");
-  patch.sampleRate = reader.number("sampleRate");
-  patch.bufferSize = reader.integer("bufferSize");
-  patch.autoStartAsioEnabled = reader.boolean("autoStartAsioEnabled");
-  patch.mmcssEnabled = reader.boolean("mmcssEnabled");
-  patch.enginePriority = reader.integer("enginePriority");
-  patch.uiPriority = reader.integer("uiPriority");
-  patch.audioPriority = reader.integer("audioPriority");
-  return checked(reader, std::move(patch));
-}
-
 std::optional<RemoteInstancePatch> ParseInstancePatch(const QueryParameters& query) {
   QueryReader reader(query);
   RemoteInstancePatch patch;

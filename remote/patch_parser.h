@@ -55,9 +55,6 @@ class QueryReader {
 std::optional<uint32_t> IndexFromText(std::string_view digits);
 
 // Nothing when a value that is given cannot be read. Other parameters do not matter.
-std::optional<RemoteHostConfigPatch> ParseHostConfigPatch(const QueryParameters& query);
-std::optional<RemoteCpuSteeringPatch> ParseCpuSteeringPatch(const QueryParameters& query);
-std::optional<RemoteAudioConfigPatch> ParseAudioConfigPatch(const QueryParameters& query);
 std::optional<RemoteInstancePatch> ParseInstancePatch(const QueryParameters& query);
 std::optional<RemoteRecordChannelPatch> ParseRecordChannelPatch(const QueryParameters& query);
 

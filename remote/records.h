@@ -3,8 +3,10 @@
 
 #include <array>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "system/cpu_steering.h"
@@ -32,6 +34,12 @@ struct RemoteCpuSteering {
   std::array<std::wstring, system::kSteeringGroups> display{};  // the masks as texts
 };
 
+// A member of the status document that is a setting, as it stands there.
+struct RemoteSetting {
+  const char* key;
+  std::variant<bool, int32_t, double, uint64_t, std::wstring> value;
+};
+
 struct RemoteStatusSnapshot {
   bool running = false;
   bool stopping = false;
@@ -41,9 +49,7 @@ struct RemoteStatusSnapshot {
   uint64_t runningClockSyncId = 0;  // another number whenever the elapsed time has to be taken over anew
   uint64_t recordClockSyncId = 0;
   double runningElapsedSeconds = 0.0;
-  bool mmcssEnabled = false;
-  bool bypassAllEnabled = false;
-  bool testSignalAllEnabled = false;
+  std::vector<RemoteSetting> switches;
   double recordElapsedSeconds = 0.0;
   int32_t availableInputChannels = 0;
   int32_t availableOutputChannels = 0;
@@ -57,16 +63,7 @@ struct RemoteStatusSnapshot {
   std::vector<std::wstring> deviceOptions;
   std::vector<double> sampleRateOptions;   // Hz
   std::vector<int32_t> bufferSizeOptions;  // samples
-  bool autoStartAsioEnabled = false;
-  bool runAtStartupEnabled = false;
-  bool rememberSettingsEnabled = false;
-  bool autoStartInstancesEnabled = false;
-  bool scheduleSystemRebootEnabled = false;
-  int32_t scheduleRebootMinutes = 0;  // since midnight
-  int32_t enginePriority = 0;         // rows of the priority table
-  int32_t uiPriority = 0;
-  int32_t audioPriority = 0;
-  int32_t networkPriority = 0;
+  std::vector<RemoteSetting> settings;
   float cpuUsagePercent = 0.0f;
   std::vector<float> cpuCoreUsagePercents;  // empty while nobody asked for them
   RemoteCpuSteering cpuSteering;
@@ -178,32 +175,12 @@ struct RemotePlaybackFileEntry {
   bool isDrive = false;
 };
 
-// A patch changes only what it names.
-struct RemoteHostConfigPatch {
-  std::optional<bool> runAtStartupEnabled;
-  std::optional<bool> rememberSettingsEnabled;
-  std::optional<bool> autoStartInstancesEnabled;
-  std::optional<bool> scheduleSystemRebootEnabled;
-  std::optional<int32_t> scheduleRebootMinutes;
-  std::optional<int32_t> networkPriority;
-  std::optional<std::wstring> pluginPath;
-};
-
-struct RemoteAudioConfigPatch {
-  std::optional<std::wstring> device;
-  std::optional<double> sampleRate;   // Hz
-  std::optional<int32_t> bufferSize;  // samples
-  std::optional<bool> autoStartAsioEnabled;
-  std::optional<bool> mmcssEnabled;
-  std::optional<int32_t> enginePriority;
-  std::optional<int32_t> uiPriority;
-  std::optional<int32_t> audioPriority;
-};
-
-// By SteeringGroup.
-struct RemoteCpuSteeringPatch {
-  std::array<std::optional<uint64_t>, system::kSteeringGroups> masks{};
-};
+// A patch changes only what it names. One of the settings has the parameters of the request, as the client wrote them:
+// the application knows their keys and the kind of each, and passes over others.
+using RemoteSettingsPatch = std::map<std::string, std::string>;
+using RemoteHostConfigPatch = RemoteSettingsPatch;
+using RemoteAudioConfigPatch = RemoteSettingsPatch;
+using RemoteCpuSteeringPatch = RemoteSettingsPatch;
 
 struct RemoteInstancePatch {
   std::optional<std::wstring> name;

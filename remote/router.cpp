@@ -111,11 +111,10 @@ ApiAnswer startAsio(const Call& call) {
   return placeholder ? Refused(call, kNoDevice) : action<&Callbacks::startAsio>(call);
 }
 
-template <auto callback, auto parse>
-ApiAnswer patch(const Call& call) {
-  const auto parsed = parse(call.request.query);
+template <auto callback>
+ApiAnswer settingsPatch(const Call& call) {
   const auto& apply = call.callbacks().*callback;
-  return AcceptedIf(parsed && apply && apply(*parsed), call);
+  return AcceptedIf(apply && apply(call.request.query), call);
 }
 
 ApiAnswer recordConfig(const Call& call) {
@@ -160,11 +159,11 @@ constexpr Route kRoutes[] = {
     {"POST", "/api/record/toggle", "record-toggle", L"record toggle failed", actionWithError<&Callbacks::toggleRecord>},
 
     {"POST", "/api/host/config", "host-config-patch", L"host config patch rejected",
-     patch<&Callbacks::hostConfig, ParseHostConfigPatch>},
+     settingsPatch<&Callbacks::hostConfig>},
     {"POST", "/api/cpu-steering/config", "cpu-steering-patch", L"cpu steering patch rejected",
-     patch<&Callbacks::cpuSteering, ParseCpuSteeringPatch>},
+     settingsPatch<&Callbacks::cpuSteering>},
     {"POST", "/api/audio/config", "audio-config-patch", L"audio config patch rejected",
-     patch<&Callbacks::audioConfig, ParseAudioConfigPatch>},
+     settingsPatch<&Callbacks::audioConfig>},
     {"POST", "/api/record/config", "record-config", L"record config failed", recordConfig},
 
     {"POST", "/api/playback/add-path", "playback-add-path", L"playback add path failed", AnswerAddPath},

@@ -8,7 +8,7 @@ void SaveSchedule::changed() noexcept {
   pending_ = pending_ || remembering_;
 }
 
-void SaveSchedule::rememberingSet(bool remembering, SettingsMap settings) {
+void SaveSchedule::remember(bool remembering, const CurrentSettings& current) {
   if (remembering == remembering_) {
     return;
   }
@@ -17,7 +17,7 @@ void SaveSchedule::rememberingSet(bool remembering, SettingsMap settings) {
   if (remembering) {
     last_.reset();
   } else {
-    last_ = std::move(settings);
+    last_ = current();
   }
 }
 

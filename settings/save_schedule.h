@@ -30,8 +30,8 @@ class SaveSchedule {
 
   // A setting other than remembering was changed.
   void changed() noexcept;
-  // The switch was set; `settings` are those of this moment, the switch included.
-  void rememberingSet(bool remembering, SettingsMap settings);
+  // The switch stands so; `current` is only called when that switches remembering off.
+  void remember(bool remembering, const CurrentSettings& current);
 
   // What is to be written now, if anything. `current` is only called when its settings are written.
   std::optional<SettingsMap> due(Clock::time_point now, const CurrentSettings& current);

@@ -16,12 +16,9 @@ inline constexpr size_t kSteeringGroups = 5;
 
 using SteeringMasks = std::array<uint64_t, kSteeringGroups>;  // by SteeringGroup
 
-// By SteeringGroup: the label shown, and the setting under which the mask is stored.
+// The labels shown, by SteeringGroup.
 inline constexpr std::array<const wchar_t*, kSteeringGroups> kSteeringLabels{
     L"Engine", L"Record", L"Playback", L"Network/UI", L"All processes except Tarnwick"};
-inline constexpr std::array<const wchar_t*, kSteeringGroups> kSteeringSettings{
-    L"cpuSteeringMaskEngine", L"cpuSteeringMaskRecord", L"cpuSteeringMaskPlayback", L"cpuSteeringMaskNetworkUi",
-    L"cpuSteeringMaskOtherProcesses"};
 
 // The masks and the generation are written by the user-interface thread through SetSteeringMask(s) and read by all
 // threads; the mutable ones are what the threads have got: each writes its group's, the user-interface thread reads.

@@ -146,18 +146,21 @@ bool sendPatch(Application& app, const char* name, const Patch& patch, Apply app
   });
 }
 
-// The effect is tried out on the calling thread, in a process of its own, before the user-interface thread hears of it.
-bool sendHostPatch(Application& app, const remote::RemoteHostConfigPatch& patch) {
-  constexpr char kName[] = "host-config-patch";
-  remote::RemoteHostConfigPatch checked = patch;
-  if (checked.pluginPath) {
+// An effect is tried out on the calling thread, in a process of its own, before the user-interface thread hears of it.
+bool sendSettings(Application& app, const char* name, Patch patch, const remote::RemoteSettingsPatch& values) {
+  auto changes = ReadSettingsPatch(patch, values);
+  if (!changes) {
+    return false;
+  }
+  for (auto& [setting, value] : *changes) {
     std::wstring error;
-    if (!TryOutEffect(*checked.pluginPath, app.remote.ending, error)) {
-      TellPages(app, kName, error);
+    if (std::wstring_view(setting->name) == kEffectSetting &&
+        !TryOutEffect(std::get<std::wstring>(value), app.remote.ending, error)) {
+      TellPages(app, name, error);
       return false;
     }
   }
-  return sendPatch(app, kName, checked, &ApplyHostPatch);
+  return sendPatch(app, name, *changes, &ChangeSettings);
 }
 
 bool listPluginFiles(const std::wstring& path, RemoteControlCallbacks::FileEntries& entries, std::wstring& resolved,
@@ -195,12 +198,14 @@ void addStateCallbacks(Application& app, RemoteControlCallbacks& callbacks) {
 }
 
 void addPatchCallbacks(Application& app, RemoteControlCallbacks& callbacks) {
-  callbacks.hostConfig = [&app](const auto& patch) { return sendHostPatch(app, patch); };
+  callbacks.hostConfig = [&app](const auto& patch) {
+    return sendSettings(app, "host-config-patch", Patch::host, patch);
+  };
   callbacks.audioConfig = [&app](const auto& patch) {
-    return sendPatch(app, "audio-config-patch", patch, &ApplyAudioPatch);
+    return sendSettings(app, "audio-config-patch", Patch::audio, patch);
   };
   callbacks.cpuSteering = [&app](const auto& patch) {
-    return sendPatch(app, "cpu-steering-patch", patch, &ApplySteeringPatch);
+    return sendSettings(app, "cpu-steering-patch", Patch::steering, patch);
   };
   callbacks.instance = [&app](uint32_t index, const auto& patch) {
     return sendPatch(app, "patch-instance", patch, [index](Application& target, const auto& received, auto& error) {

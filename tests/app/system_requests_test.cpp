@@ -104,20 +104,19 @@ TEST(SystemRequests, WhatTheSystemRefusesIsLogged) {
     rig.seen.log.clear();
     SetSteering(rig.app, {0, 0, 0, 0, 1});
     SetUiPriority(rig.app, 4);
-    EXPECT_TRUE(rig.app.systemControl.processRefused);
     tests::Eventually([&] { return rig.app.systemControl.otherProcesses.last().has_value(); });
     LookAfterThreads(rig.app);
     LookAfterThreads(rig.app);
     EXPECT_EQ(rig.seen.log,
               (std::vector<std::wstring>{
-                  L"The system refused the processors chosen for this program; it goes on with those that it had.",
                   L"The system gave the user interface priority level 1, not 2.",
                   L"Processors of the other processes: 1 were given theirs, 0 may not be changed, the system refused "
-                  L"1."}));
+                  L"1.",
+                  L"The system did not limit the program to the processors of its groups."}));
   }).join();
 }
 
-TEST(Priorities, AreBroughtIntoTheTable) {
+TEST(SetUiPriority, IsBroughtIntoTheTableAndAskedFor) {
   onAMachine([](Application& app, system::FakeMachine& machine) {
     const struct {
       int32_t asked;
@@ -125,16 +124,9 @@ TEST(Priorities, AreBroughtIntoTheTable) {
       const char* level;
     } cases[] = {{-7, 0, "level -15"}, {4, 4, "level 2"}, {99, 5, "level 15"}};
     for (const auto& c : cases) {
-      SetEnginePriority(app, c.asked);
-      SetAudioPriority(app, c.asked);
-      SetNetworkPriority(app, c.asked);
-      EXPECT_TRUE(machine.taken().empty());
       SetUiPriority(app, c.asked);
       EXPECT_EQ(machine.taken(), Calls{c.level});
-      EXPECT_EQ(app.engine.enginePriority.load(), c.row);
       EXPECT_EQ(app.systemControl.uiPriority.load(), c.row);
-      EXPECT_EQ(app.systemControl.audioPriority.load(), c.row);
-      EXPECT_EQ(app.systemControl.networkPriority.load(), c.row);
     }
   });
 }

@@ -4,7 +4,8 @@
 
 #include "platform/paths.h"
 #include "program.h"
-#include "settings/program_settings.h"
+#include "settings/saved_instances.h"
+#include "settings/settings_store.h"
 #include "sounds.h"
 
 namespace tarnwick::tests {
@@ -40,9 +41,8 @@ class Effects : public ::testing::Test {
   // Plays `source` on the fast clock through the effect in these instances; what the capture holds.
   sound::WavSamples play(const std::string& effect, const std::vector<settings::SavedInstance>& instances,
                          const Channel& source, int32_t channels, int64_t blocks) {
-    settings::ProgramSettings saved;
-    saved.instances = instances;
-    EXPECT_TRUE(settings::WriteSettings(platform::WideFromUtf8(folder.name("settings")), MapFromSettings(saved)));
+    EXPECT_TRUE(settings::WriteSettings(platform::WideFromUtf8(folder.name("settings")),
+                                        {{L"instances", settings::TextFromInstances(instances)}}));
     WriteSound(folder.name("in.wav"), source, channels);
     // The libraries of these effects leak when they are loaded.
     const ProgramResult result =

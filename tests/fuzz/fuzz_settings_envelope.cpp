@@ -8,7 +8,8 @@
 
 #include "platform/text.h"
 #include "settings/envelope.h"
-#include "settings/program_settings.h"
+#include "settings/saved_instances.h"
+#include "settings/value.h"
 
 namespace {
 
@@ -20,20 +21,18 @@ void require(bool holds) {
   }
 }
 
-// The text under every name.
-settings::SettingsMap everywhere(const std::wstring& text) {
-  settings::SettingsMap map;
-  for (const wchar_t* name :
-       {L"pluginPath", L"device", L"sampleRate", L"bufferSize", L"rememberSettings", L"uiPriority", L"instances",
-        L"schedulePcRestartMinutes", L"cpuSteeringMaskEngine", L"cpuSteeringMaskOtherProcesses"}) {
-    map.emplace(name, text);
-  }
-  return map;
-}
-
 void checkValues(const std::wstring& text) {
-  const settings::ProgramSettings read = settings::SettingsFromMap(everywhere(text));
-  require(settings::SettingsFromMap(settings::MapFromSettings(read)) == read);
+  using settings::Kind;
+  for (const Kind kind :
+       {Kind::flag, Kind::whole, Kind::number, Kind::priority, Kind::mask, Kind::text, Kind::instances}) {
+    const settings::Form form{kind, -1000.0, 1e6};
+    if (const auto value = settings::ValueFromText(form, text)) {
+      require(settings::ValueFromText(form, settings::TextFromValue(*value)) == value);
+    }
+  }
+  if (const auto instances = settings::InstancesFromText(text)) {
+    require(settings::InstancesFromText(settings::TextFromInstances(*instances)) == instances);
+  }
 }
 
 }  // namespace

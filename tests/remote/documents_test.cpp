@@ -18,8 +18,8 @@ using namespace std::string_literals;
 // Every field differs from its default, so that no two can be mixed up unseen.
 RemoteStatusSnapshot filledStatus() {
   RemoteStatusSnapshot s;
-  s.running = s.asioRunning = s.recordRunning = s.bypassAllEnabled = s.runAtStartupEnabled = true;
-  s.autoStartInstancesEnabled = true;
+  s.running = s.asioRunning = s.recordRunning = true;
+  s.switches = {{"mmcssEnabled", false}, {"bypassAllEnabled", true}};
   s.runningClockSyncId = 7;
   s.recordClockSyncId = 8;
   s.runningElapsedSeconds = 61.0625;
@@ -35,11 +35,7 @@ RemoteStatusSnapshot filledStatus() {
   s.deviceOptions = {L"Desk", L"Other"};
   s.sampleRateOptions = {44100.0, 1e6, 47952.5};
   s.bufferSizeOptions = {64, 128};
-  s.scheduleRebootMinutes = 90;
-  s.enginePriority = 5;
-  s.uiPriority = 1;
-  s.audioPriority = 4;
-  s.networkPriority = 2;
+  s.settings = {{"flag", true}, {"whole", -90}, {"number", 47952.5}, {"mask", ~uint64_t{0}}, {"text", L"\u00f6"}};
   s.cpuUsagePercent = 12.34f;
   s.cpuCoreUsagePercents = {0.0f, 100.0f};
   s.cpuSteering = {64, {~uint64_t{0}, 1, 2, 3, 0}, {L"all", L"0", L"1", L"0, 1", L"All CPUs"}};
@@ -59,13 +55,11 @@ RemoteStatusSnapshot filledStatus() {
 constexpr const char* kStatusMembers =
     R"("service":"Tarnwick","running":true,"stopping":false,"asioRunning":true,"playbackRunning":false,)"
     R"("recordRunning":true,"runningClockSyncId":7,"recordClockSyncId":8,"runningElapsedSeconds":61.062,)"
-    R"("mmcssEnabled":false,"bypassAllEnabled":true,"testSignalAllEnabled":false,"recordElapsedSeconds":0.500,)"
+    R"("mmcssEnabled":false,"bypassAllEnabled":true,"recordElapsedSeconds":0.500,)"
     R"("availableInputChannels":8,"availableOutputChannels":6,"pluginPath":"C:\\VST3\\O.vst3","device":"Desk",)"
     R"("sampleRate":44100,"bufferSize":128,"inputLatency":200,"outputLatency":-1,"cpuDisplayName":"CPU",)"
     R"("deviceOptions":["Desk","Other"],"sampleRateOptions":[44100,1000000,47952.5],"bufferSizeOptions":[64,128],)"
-    R"("autoStartAsioEnabled":false,"runAtStartupEnabled":true,"rememberSettingsEnabled":false,)"
-    R"("autoStartInstancesEnabled":true,"scheduleSystemRebootEnabled":false,"scheduleRebootMinutes":90,)"
-    R"("enginePriority":5,"uiPriority":1,"audioPriority":4,"networkPriority":2,)"
+    "\"flag\":true,\"whole\":-90,\"number\":47952.5,\"mask\":18446744073709551615,\"text\":\"\xC3\xB6\","
     R"("priorityOptions":["Idle","Below Normal","Normal","Above Normal","High","Realtime"],)"
     R"("cpuUsagePercent":12.3,"cpuCoreUsagePercents":[0.0,100.0],"cpuSteering":{"cpuCount":64,)"
     R"("engineMask":18446744073709551615,"recordMask":1,"playbackMask":2,"networkUiMask":3,"otherProcessesMask":0,)"

@@ -35,14 +35,10 @@ class CallWords {
       add(value);
     }
   }
-  void add(const RemoteCpuSteeringPatch& p) { add(p.masks); }
-  void add(const RemoteHostConfigPatch& p) {
-    all(p.runAtStartupEnabled, p.rememberSettingsEnabled, p.autoStartInstancesEnabled, p.scheduleSystemRebootEnabled,
-        p.scheduleRebootMinutes, p.networkPriority, p.pluginPath);
-  }
-  void add(const RemoteAudioConfigPatch& p) {
-    all(p.device, p.sampleRate, p.bufferSize, p.autoStartAsioEnabled, p.mmcssEnabled, p.enginePriority, p.uiPriority,
-        p.audioPriority);
+  void add(const RemoteSettingsPatch& p) {
+    for (const auto& [key, value] : p) {
+      add(key + "=" + value);
+    }
   }
   void add(const RemoteInstancePatch& p) {
     all(p.name, p.inputChannel, p.outputChannel, p.inputGainDb, p.outputGainDb, p.firstParamPercent, p.bypassEnabled,

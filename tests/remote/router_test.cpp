@@ -72,16 +72,10 @@ const RouteCase kActions[] = {
     {"/api/bypass-all/toggle", "toggleBypassAll", "bypass-all-toggle"},
     {"/api/test-signal-all/toggle", "toggleTestSignalAll", "test-signal-all-toggle"},
     {"/api/record/toggle", "toggleRecord", "record-toggle", "record toggle failed", Words::callback},
-    {"/api/host/config?runAtStartupEnabled=true&rememberSettingsEnabled=false&autoStartInstancesEnabled=true&"
-     "scheduleSystemRebootEnabled=false&scheduleRebootMinutes=-7&networkPriority=9&pluginPath=/p/\xC3\xB6\n.vst3",
-     "host true false true false -7 9 /p/\xC3\xB6.vst3", "host-config-patch", "host config patch rejected"},
-    {"/api/host/config?else=?", "host - - - - - - -", "host-config-patch", "host config patch rejected"},
-    {"/api/cpu-steering/config?engineMask=18446744073709551615&recordMask=2&playbackMask=3&networkUiMask=0&"
-     "otherProcessesMask=5",
-     "steering 18446744073709551615 2 3 0 5", "cpu-steering-patch", "cpu steering patch rejected"},
-    {"/api/audio/config?device=Desk&sampleRate=44100.5&bufferSize=128&autoStartAsioEnabled=true&mmcssEnabled=false&"
-     "enginePriority=1&uiPriority=2&audioPriority=3",
-     "audio Desk 44100.5 128 true false 1 2 3", "audio-config-patch", "audio config patch rejected"},
+    {"/api/host/config?b=/p/\xC3\xB6&a=1&b=2", "host a=1 b=2", "host-config-patch", "host config patch rejected"},
+    {"/api/host/config", "host", "host-config-patch", "host config patch rejected"},
+    {"/api/cpu-steering/config?a=%C3%B6", "steering a=\xC3\xB6", "cpu-steering-patch", "cpu steering patch rejected"},
+    {"/api/audio/config?a=", "audio a=", "audio-config-patch", "audio config patch rejected"},
     {"/api/record/config?isInput=true&channelIndex=3&enabled=false&name=Vox", "channel true 3 false Vox",
      "record-config", "record config failed"},
     {"/api/instances/126/config?name=A\tb&inputChannel=-1&outputChannel=7&inputGainDb=-6.5&outputGainDb=1e1&"
@@ -153,9 +147,6 @@ TEST(Router, RequestsAreHandedOnAndAnswered) {
 
 TEST(Router, RequestsThatAreRefusedReachNobody) {
   const std::string notFound = errorAnswer(404, "not found");
-  const std::string host = errorAnswer(400, "host config patch rejected");
-  const std::string steering = errorAnswer(400, "cpu steering patch rejected");
-  const std::string audio = errorAnswer(400, "audio config patch rejected");
   const std::string instance = errorAnswer(400, "instance patch rejected");
   const std::string tooLong(4097, 'a');
   const std::string deep(200'000, '[');
@@ -170,12 +161,6 @@ TEST(Router, RequestsThatAreRefusedReachNobody) {
       {"POST", "/api/instances/1/configs", notFound},
       {"POST", "/api/instances/-1/config", notFound},
       {"POST", "/api/instances/4294967296/config", instance},
-      {"POST", "/api/host/config?runAtStartupEnabled=1&networkPriority=2", host},
-      {"POST", "/api/host/config?networkPriority=%2B2", host},
-      {"POST", "/api/host/config?networkPriority=2147483648", host},
-      {"POST", "/api/host/config?pluginPath=" + tooLong, host},
-      {"POST", "/api/cpu-steering/config?engineMask=18446744073709551616", steering},
-      {"POST", "/api/audio/config?sampleRate=nan", audio},
       {"POST", "/api/instances/1/config?inputGainDb=-infinity", instance},
       {"POST", "/api/instances/1/config?outputGainDb=1e400x", instance},
       {"POST", "/api/instances/1/config?name=" + std::string(20000, '\n'), instance},

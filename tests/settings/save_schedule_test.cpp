@@ -24,7 +24,7 @@ struct Program {
   }
   void setRemember(bool on) {
     remember = on;
-    schedule.rememberingSet(on, current());
+    schedule.remember(on, [this] { return current(); });
   }
   static std::wstring shown(const std::optional<SettingsMap>& map) {
     return map ? map->at(L"a") + L" " + map->at(L"rememberSettings") : L"";
