@@ -20,40 +20,28 @@ TEST(TextFromInstances, HasItsMembersInOrder) {
 
 TEST(InstancesFromText, ACorruptFieldCostsThatFieldOnly) {
   const SavedInstance good = {L"Bass", 3, 4, -5, 6, true, true, 50.0, true};
-  const auto with = [&good](auto change) {
-    SavedInstance changed = good;
-    change(changed);
-    return changed;
-  };
-  struct Case {
+  const struct {
     const wchar_t* member;  // replaces the good one of its name
     SavedInstance expected;
+  } cases[] = {
+      {L"\"name\":7", {L"", 3, 4, -5, 6, true, true, 50.0, true}},
+      {L"\"name\":\"a\\u0007b\\u0085c\\n\"", {L"abc", 3, 4, -5, 6, true, true, 50.0, true}},
+      {L"\"inputChannel\":4096", {L"Bass", -1, 4, -5, 6, true, true, 50.0, true}},
+      {L"\"inputChannel\":1.5", {L"Bass", -1, 4, -5, 6, true, true, 50.0, true}},
+      {L"\"outputChannel\":99999999999999999999", {L"Bass", 3, -1, -5, 6, true, true, 50.0, true}},
+      {L"\"inputGainDb\":-1e300", {L"Bass", 3, 4, -60, 6, true, true, 50.0, true}},
+      {L"\"outputGainDb\":24.9", {L"Bass", 3, 4, -5, 24, true, true, 50.0, true}},
+      {L"\"testSignalEnabled\":\"true\"", {L"Bass", 3, 4, -5, 6, true, false, 50.0, true}},
+      {L"\"firstParamPercent\":99.99999951", {L"Bass", 3, 4, -5, 6, true, true, 100.0, true}},
+      {L"\"firstParamPercent\":[]", {L"Bass", 3, 4, -5, 6, true, true, 0.0, false}},
+      {L"\"firstParamPercent\":100.1", {L"Bass", 3, 4, -5, 6, true, true, 0.0, false}},
   };
-  const Case cases[] = {
-      {L"\"name\":7", with([](auto& i) { i.name.clear(); })},
-      {L"\"name\":\"a\\u0007b\\u0085c\\n\"", with([](auto& i) { i.name = L"abc"; })},
-      {L"\"inputChannel\":4096", with([](auto& i) { i.inputChannel = -1; })},
-      {L"\"inputChannel\":-2", with([](auto& i) { i.inputChannel = -1; })},
-      {L"\"inputChannel\":1.5", with([](auto& i) { i.inputChannel = -1; })},
-      {L"\"outputChannel\":99999999999999999999", with([](auto& i) { i.outputChannel = -1; })},
-      {L"\"inputGainDb\":-1e300", with([](auto& i) { i.inputGainDb = -60; })},
-      {L"\"outputGainDb\":24.9", with([](auto& i) { i.outputGainDb = 24; })},
-      {L"\"outputGainDb\":null", with([](auto& i) { i.outputGainDb = 0; })},
-      {L"\"testSignalEnabled\":\"true\"", with([](auto& i) { i.testSignalEnabled = false; })},
-      {L"\"firstParamPercent\":99.99999951", with([](auto& i) { i.firstParamPercent = 100.0; })},
-      {L"\"firstParamPercent\":0e300", with([](auto& i) { i.firstParamPercent = 0.0; })},
-      {L"\"firstParamPercent\":[]", with([](auto& i) { i.firstParamPercent = 0.0, i.hasSavedFirstParam = false; })},
-      {L"\"firstParamPercent\":100.1", with([](auto& i) { i.firstParamPercent = 0.0, i.hasSavedFirstParam = false; })},
-  };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     const std::wstring member = c.member;
-    const std::wstring name = member.substr(0, member.find(L':'));
     std::wstring text = TextFromInstances({good, good});
-    const size_t from = text.find(name);
+    const size_t from = text.find(member.substr(0, member.find(L':')));
     text.replace(from, text.find_first_of(L",}", from) - from, member);
-    const auto read = InstancesFromText(text);
-    ASSERT_TRUE(read.has_value()) << std::string(text.begin(), text.end());
-    EXPECT_EQ(*read, (std::vector{c.expected, good})) << std::string(text.begin(), text.end());
+    EXPECT_EQ(InstancesFromText(text), (std::vector{c.expected, good})) << std::string(member.begin(), member.end());
   }
 }
 
@@ -72,9 +60,8 @@ TEST(InstancesFromText, ListsAreLimitedAndOtherTextIsNone) {
 
 TEST(CleanName, IsCutToItsLimitWithoutSplittingACharacter) {
   EXPECT_EQ(CleanName(L"\t" + std::wstring(129, L'n')), std::wstring(128, L'n'));
-  const std::wstring guitar = L"\U0001F3B8";
-  const std::wstring kept = CleanName(std::wstring(127, L'n') + guitar + guitar);
-  EXPECT_EQ(kept, std::wstring(127, L'n') + guitar);
+  const std::wstring kept = std::wstring(127, L'n') + L"\U0001F3B8";
+  EXPECT_EQ(CleanName(kept + L"\U0001F3B8"), kept);
 }
 
 }  // namespace
