@@ -9,7 +9,7 @@
 
 #include "app/application.h"
 #include "engine/device_session.h"
-#include "engine/level_meter.h"
+#include "platform/session_limits.h"
 #include "platform/text.h"
 #include "settings/saved_instances.h"
 #include "system/priority.h"
@@ -25,8 +25,8 @@ using system::SteeringGroup;
 constexpr Form kFlag{Kind::flag};
 constexpr Form kPriority{Kind::priority, 0, static_cast<double>(system::kPriorities.size() - 1)};
 constexpr Form kText{Kind::text};
-constexpr Form kRate{Kind::number, 1000, engine::MeterBank::kMaximumMeterRate, L"sample rate", L"Hz"};
-constexpr Form kLength{Kind::whole, 0, engine::kLargestBlockLength, L"buffer size", L"samples"};
+constexpr Form kRate{Kind::number, 1000, platform::kHighestSampleRate, L"sample rate", L"Hz"};
+constexpr Form kLength{Kind::whole, 0, platform::kLargestBlockLength, L"buffer size", L"samples"};
 constexpr Form kTimeOfDay{Kind::whole, 0, 24 * 60 - 1, L"restart time", L"minutes since midnight"};
 
 template <class T>

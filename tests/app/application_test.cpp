@@ -159,7 +159,7 @@ TEST(Reports, TellHowLongBlocksTake) {
   Rig rig;
   rig.start(1);
   StartReports(rig.app);
-  rig.app.engine.counters.lastReportTick = platform::TickMilliseconds() - 10000;
+  rig.app.engine.counters.lastReportTick = std::chrono::milliseconds(platform::TickMilliseconds() - 10000);
   rig.runUntil([&] {
     return std::any_of(rig.seen.log.begin(), rig.seen.log.end(),
                        [](const std::wstring& line) { return line.starts_with(L"ASIO callback (10s): "); });
