@@ -39,7 +39,7 @@ struct BenchRig : tests::EngineRig {
     for (auto& half : device.inputBytes) {
       for (auto& channel : half) {
         std::generate_n(samples, kFrames, [&] { return noise(random); });
-        sound::WriteBlock(sampleType, channel.data(), samples, kFrames);
+        sound::AddBlock(sampleType, channel.data(), samples, kFrames);
       }
     }
     engine.session.outputReadySupported = false;  // the fake driver's notes are no part of a callback

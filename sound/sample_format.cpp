@@ -39,19 +39,18 @@ Float4 fromTopmostBits(uint32_t a, uint32_t b, uint32_t c, uint32_t d) noexcept 
 
 // Integers of at most 24 bits: a float holds each of them.
 Int4 quantised(Float4 value, float scale) noexcept {
-  return lanes::Rounded(lanes::Clamp(lanes::NumbersOf(value) * scale, -scale, scale - 1.0f));
+  return lanes::Rounded(lanes::Clamp(value * scale, -scale, scale - 1.0f));
 }
 
 // Integers of 32 bits: the largest is no float.
 Int4 quantised32(Float4 value) noexcept {
-  const Float4 numbers = lanes::NumbersOf(value);
-  const Int4 above = numbers >= lanes::Spread(1.0f);
-  const Float4 scaled = lanes::Clamp(numbers, -1.0f, 1.0f) * 2147483648.0f;
+  const Int4 above = value >= lanes::Spread(1.0f);
+  const Float4 scaled = lanes::Clamp(value, -1.0f, 1.0f) * 2147483648.0f;
   const Float4 below = reinterpret_cast<Float4>(~above & reinterpret_cast<Int4>(scaled));
   return lanes::Rounded(below) | (above & INT32_MAX);
 }
 
-// One type each: its width, and how four samples are read and written.
+// One type each: its width, and how four samples are read and, clamped, written.
 template <bool bigEndian>
 struct Int16 {
   static constexpr int32_t kBytes = 2;
@@ -107,12 +106,6 @@ struct Int32 {
   static void write(uint8_t* p, Float4 value) noexcept { putWord(p, quantised32(value)); }
 };
 
-struct Float32 {
-  static constexpr int32_t kBytes = 4;
-  static Float4 read(const uint8_t* p) noexcept { return wordAt<Float4>(p); }
-  static void write(uint8_t* p, Float4 value) noexcept { putWord(p, lanes::NumbersOf(value)); }
-};
-
 struct Float64 {
   static constexpr int32_t kBytes = 8;
   static Float4 read(const uint8_t* p) noexcept {
@@ -120,14 +113,14 @@ struct Float64 {
     return Float4{sample(0), sample(1), sample(2), sample(3)};
   }
   static void write(uint8_t* p, Float4 value) noexcept {
-    const Float4 numbers = lanes::NumbersOf(value);
+    const Float4 heard = lanes::Clamp(lanes::NumbersOf(value), -1.0f, 1.0f);
     for (int32_t k = 0; k < kLanes; ++k) {
-      putWord(p + 8 * k, static_cast<double>(numbers[k]));
+      putWord(p + 8 * k, static_cast<double>(heard[k]));
     }
   }
 };
 
-// Calls `use` with the type's description.
+// Calls `use` with the type's description; 32-bit floats have none, as nothing is to be converted there.
 template <class Use>
 void withType(int32_t type, Use use) noexcept {
   switch (type) {
@@ -139,8 +132,6 @@ void withType(int32_t type, Use use) noexcept {
       return use(Int16<false>{});
     case platform::kInt24LSB:
       return use(Int24<false>{});
-    case platform::kFloat32LSB:
-      return use(Float32{});
     case platform::kFloat64LSB:
       return use(Float64{});
     default:
@@ -214,12 +205,6 @@ void ReadBlock(int32_t type, const void* buffer, float* out, int32_t n) noexcept
   });
 }
 
-void WriteBlock(int32_t type, void* buffer, const float* in, int32_t n) noexcept {
-  forEveryFour(type, static_cast<uint8_t*>(buffer), n, [&](auto format, int32_t k, uint8_t* p, auto count) {
-    writeUpTo4<decltype(format)>(p, loadUpTo4(in + k, count), count);
-  });
-}
-
 void ClearBlock(int32_t type, void* buffer, int32_t n) noexcept {
   // Silence is all zero bytes in every type.
   std::memset(buffer, 0, static_cast<size_t>(n) * static_cast<size_t>(platform::BytesPerSample(type)));
@@ -233,8 +218,7 @@ void AddBlock(int32_t type, void* buffer, const float* in, int32_t n) noexcept {
   forEveryFour(type, static_cast<uint8_t*>(buffer), n, [&](auto format, int32_t k, uint8_t* p, auto count) {
     using Format = decltype(format);
     const Float4 sum = readUpTo4<Format>(p, count) + lanes::NumbersOf(loadUpTo4(in + k, count));
-    // The integer writers clamp to their own range once more; a float device is kept to full scale here.
-    writeUpTo4<Format>(p, lanes::Clamp(sum, -1.0f, 1.0f), count);
+    writeUpTo4<Format>(p, sum, count);
   });
 }
 

@@ -71,12 +71,8 @@ float RandomBits::bipolar() {
   return static_cast<float>(whole()) * 0x1p-23f;
 }
 
-ToneSource::ToneSource(int32_t channel, double rate) : frequency_(kLowestTone * semitones(channel % kTonePitches)) {
-  setRate(rate);
-}
-
-void ToneSource::setRate(double rate) {
-  const double turns = frequency_ / rate;
+ToneSource::ToneSource(int32_t channel, double rate) {
+  const double turns = kLowestTone * semitones(channel % kTonePitches) / rate;
   step_ = static_cast<uint64_t>((turns - std::floor(turns)) * 0x1p64);
 }
 
@@ -111,19 +107,14 @@ void PinkNoiseSource::render(float* out, int32_t frames) {
   }
 }
 
-PluckSource::PluckSource(int32_t channel, double rate, double highestRate)
+PluckSource::PluckSource(int32_t channel, double rate)
     : random_(0x706C75636Bu + static_cast<uint64_t>(channel)),
-      string_(static_cast<size_t>(std::max(rate, highestRate) / kLowestString) + 4) {
-  setRate(rate);
-  // Channels start one after another, as players do, and the load is spread.
-  remaining_ = samplesIn(0.01 + 0.07 * (channel % 16), rate);
-  elapsed_ = ramp_;
-}
-
-void PluckSource::setRate(double rate) {
-  rate_ = rate;
-  ramp_ = samplesIn(kRampSeconds, rate);
-}
+      rate_(rate),
+      string_(static_cast<size_t>(rate / kLowestString) + 4),
+      // Channels start one after another, as players do, and the load is spread.
+      remaining_(samplesIn(0.01 + 0.07 * (channel % 16), rate)),
+      elapsed_(samplesIn(kRampSeconds, rate)),
+      ramp_(elapsed_) {}
 
 void PluckSource::nextNote() {
   elapsed_ = 0;
@@ -186,18 +177,16 @@ void PluckSource::render(float* out, int32_t frames) {
   }
 }
 
-SignalSources::SignalSources(int32_t inputs, const std::vector<VirtualSource>& kinds, const WavSamples* file,
-                             double rate, double highestRate)
+SignalSources::SignalSources(int32_t inputs, const WavSamples* file, double rate)
     : inputs_(static_cast<size_t>(inputs)), file_(file) {
   if (file_) {
     return;
   }
-  static const std::vector<VirtualSource> kMix = {VirtualSource::pluckedNotes, VirtualSource::tone,
-                                                  VirtualSource::pinkNoise, VirtualSource::silence};
-  const std::vector<VirtualSource>& sources = kinds.empty() ? kMix : kinds;
+  constexpr VirtualSource kMix[] = {VirtualSource::pluckedNotes, VirtualSource::tone, VirtualSource::pinkNoise,
+                                    VirtualSource::silence};
   for (int32_t k = 0; k < inputs; ++k) {
     Input& input = inputs_[static_cast<size_t>(k)];
-    input.kind = sources[static_cast<size_t>(k) % sources.size()];
+    input.kind = kMix[static_cast<size_t>(k) % std::size(kMix)];
     switch (input.kind) {
       case VirtualSource::tone:
         input.index = tones_.size();
@@ -209,22 +198,13 @@ SignalSources::SignalSources(int32_t inputs, const std::vector<VirtualSource>& k
         break;
       case VirtualSource::pluckedNotes:
         input.index = plucks_.size();
-        plucks_.emplace_back(k, rate, highestRate);
+        plucks_.emplace_back(k, rate);
         break;
       case VirtualSource::silence:
         break;
     }
   }
   sineTable();  // made here, not on the clock thread
-}
-
-void SignalSources::setRate(double rate) {
-  for (ToneSource& tone : tones_) {
-    tone.setRate(rate);
-  }
-  for (PluckSource& pluck : plucks_) {
-    pluck.setRate(rate);
-  }
 }
 
 void SignalSources::render(int32_t input, float* out, int32_t frames) {

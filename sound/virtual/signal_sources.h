@@ -25,11 +25,9 @@ class RandomBits {
 class ToneSource {
  public:
   ToneSource(int32_t channel, double rate);
-  void setRate(double rate);
   void render(float* out, int32_t frames);
 
  private:
-  double frequency_;
   uint64_t phase_ = 0;  // 2^64 is one period, so it wraps without loss
   uint64_t step_ = 0;
 };
@@ -56,9 +54,7 @@ class PinkNoiseSource {
 // plucked-string algorithm", same issue.
 class PluckSource {
  public:
-  // `highestRate`: the highest that setRate will be given.
-  PluckSource(int32_t channel, double rate, double highestRate);
-  void setRate(double rate);
+  PluckSource(int32_t channel, double rate);
   void render(float* out, int32_t frames);
 
  private:
@@ -81,16 +77,15 @@ class PluckSource {
   int64_t ramp_ = 1;  // samples in which a note fades in and out
 };
 
+enum class VirtualSource { tone, pinkNoise, pluckedNotes, silence };
+
 // All inputs of one device. Built on the user-interface thread for each run, then used by the clock thread alone.
 class SignalSources {
  public:
-  // `kinds`: input k plays kinds[k mod size]; empty = plucked notes, tone, pink noise, silence in turn.
-  // `file` (which outlives this) replaces them all: input k hears its channel k mod channels, looped. Null = none.
-  SignalSources(int32_t inputs, const std::vector<VirtualSource>& kinds, const WavSamples* file, double rate,
-                double highestRate);
+  // Inputs are plucked notes, tone, pink noise and silence in turn. `file` (which outlives this) replaces them all:
+  // input k hears its channel k mod channels, looped, sample by sample. Null = none.
+  SignalSources(int32_t inputs, const WavSamples* file, double rate);
 
-  // Lets pitches and durations follow another rate, at most `highestRate`. A file plays on sample by sample.
-  void setRate(double rate);
   // The next `frames` samples of `input`. Real-time safe.
   void render(int32_t input, float* out, int32_t frames);
 

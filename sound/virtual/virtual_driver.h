@@ -23,8 +23,6 @@ enum class VirtualClock {
   fast,  // the next block as soon as the last has returned
 };
 
-enum class VirtualSource { tone, pinkNoise, pluckedNotes, silence };
-
 struct VirtualOptions {
   int32_t inputs = 8;  // 1 to 1024
   int32_t outputs = 8;

@@ -34,8 +34,7 @@ void VirtualSession::create(platform::AudioBufferInfo* infos, int32_t count, int
 
 void VirtualSession::start() {
   std::fill(memory_.begin(), memory_.end(), CacheLine{});
-  sources_ =
-      std::make_unique<SignalSources>(options_.inputs, std::vector<VirtualSource>{}, source_, sampleRate_, sampleRate_);
+  sources_ = std::make_unique<SignalSources>(options_.inputs, source_, sampleRate_);
   if (captureFile_ && !capture_) {
     capture_ = std::make_unique<CaptureWriter>(*captureFile_, report_,
                                                CaptureFormat{options_.outputs, blockLength_, sampleRate_},

@@ -22,7 +22,8 @@ struct RunningRig : EngineRig {
   void play(float value) {
     for (auto& half : device.inputBytes) {
       const std::vector<float> block(static_cast<size_t>(device.blockLength), value);
-      sound::WriteBlock(device.sampleType, half[0].data(), block.data(), device.blockLength);
+      sound::ClearBlock(device.sampleType, half[0].data(), device.blockLength);
+      sound::AddBlock(device.sampleType, half[0].data(), block.data(), device.blockLength);
     }
   }
   float out(int32_t channel, int32_t half, int32_t k = 0) {
@@ -100,7 +101,7 @@ TEST(InstanceChain, ChannelMetersHearTheWholeBlock) {
     std::fill(block.begin() + 256, block.begin() + 512, 0.25f);
     std::fill(block.begin() + 512, block.end(), -0.5f);
     for (auto& half : rig.device.inputBytes) {
-      sound::WriteBlock(type, half[0].data(), block.data(), kLength);
+      sound::AddBlock(type, half[0].data(), block.data(), kLength);
     }
     rig.device.runBlock();
     const double squares = 256 * 0.0625 + 88 * 0.25;
