@@ -4,7 +4,6 @@
 #include <chrono>
 #include <cmath>
 #include <cstring>
-#include <cwchar>
 #include <string>
 #include <thread>
 #include <utility>
@@ -154,16 +153,6 @@ bool openSteps(DeviceSession& session, const AudioBackEnd& backEnd, const Sessio
 }
 
 }  // namespace
-
-int32_t BlockLengthFromText(std::wstring_view text) {
-  const std::wstring copy(text);
-  wchar_t* end = nullptr;
-  const long long value = std::wcstoll(copy.c_str(), &end, 10);
-  if (end == copy.c_str()) {
-    return kDefaultBlockLength;
-  }
-  return static_cast<int32_t>(std::clamp<long long>(value, INT32_MIN, INT32_MAX));
-}
 
 int32_t ChooseBlockLength(int32_t requested, int32_t minimum, int32_t maximum, int32_t preferred) noexcept {
   const int32_t wanted = requested >= 1 ? requested : preferred;

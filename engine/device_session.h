@@ -78,8 +78,6 @@ struct SessionHooks {
   std::function<void(const std::wstring&)> log;
 };
 
-// The block length in a text field: text that is not a number counts as 256.
-int32_t BlockLengthFromText(std::wstring_view text);
 // The block length a driver runs at for a request. Its granularity is not applied.
 int32_t ChooseBlockLength(int32_t requested, int32_t minimum, int32_t maximum, int32_t preferred) noexcept;
 
