@@ -39,7 +39,8 @@ void watchForEnd(app::Application& application) {
   });
 }
 
-// Takes what is written to std::cerr nowhere.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+// Takes everything that is written to std::cerr and keeps nothing.
 class Nowhere final : public std::streambuf {
   int_type overflow(int_type letter) override { return traits_type::not_eof(letter); }
   std::streamsize xsputn(const char*, std::streamsize count) override { return count; }
@@ -58,6 +59,7 @@ void dropStandardError() {
   std::cerr.rdbuf(&nowhere);
   std::clog.rdbuf(&nowhere);
 }
+#endif
 
 // Some effects write to standard error in every block, from the audio thread: a terminal or a pipe that nobody reads
 // would hold the audio up. The program keeps the real one for itself and leaves the effects one that never blocks.
