@@ -128,6 +128,7 @@ class PrivilegedThreads : public testing::Test {
   template <class Call>
   static void under(Limits given, Call call) {
     std::thread([given, call] {
+      setpriority(PRIO_PROCESS, 0, 0);  // whatever these tests were started with
       limits = &given;
       call();
     }).join();
