@@ -36,6 +36,8 @@ TEST(Settings, AFailureIsReportedOnceUntilAWriteHasSucceeded) {
 TEST(Settings, EveryRequestThatChangesOneIsNotedForSaving) {
   InstanceChange gain;
   gain.inputGainDb = -3.0;
+  const std::vector<SettingChange> row = {{&SettingNamed(L"audioPriority"), 0}};
+  const system::SteeringMasks masks = {0, 1, 0, 0, 0};
   std::wstring error;
   const struct {
     const char* request;
@@ -48,15 +50,9 @@ TEST(Settings, EveryRequestThatChangesOneIsNotedForSaving) {
       {"instance", [&](Application& app) { ChangeInstance(app, 0, gain, error); }},
       {"bypass all", [](Application& app) { SetBypassAll(app, true); }},
       {"pink all", [](Application& app) { SetTestSignalAll(app, true); }},
-      {"steering",
-       [](Application& app) {
-         SetSteering(app, {0, 1, 0, 0, 0});
-       }},
+      {"steering", [&](Application& app) { SetSteering(app, masks); }},
       {"ui priority", [](Application& app) { SetUiPriority(app, 0); }},
-      {"a row of the table",
-       [&](Application& app) {
-         ChangeSettings(app, {{&SettingNamed(L"audioPriority"), 0}}, error);
-       }},
+      {"a row of the table", [&](Application& app) { ChangeSettings(app, row, error); }},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.request);

@@ -92,28 +92,25 @@ TEST(StartSteering, AppliesWhatWasStored) {
 }
 
 TEST(SystemRequests, WhatTheSystemRefusesIsLogged) {
-  std::thread([] {
-    system::FakeMachine machine;
-    machine.add(2, L"other");
-    machine.add(3, L"another");
-    machine.stubborn = {3};
-    Rig rig;
-    rig.app.systemControl.processes = machine.processes();
-    rig.app.systemControl.processes.setOwnAffinity = [](uint64_t) { return false; };
-    rig.app.systemControl.processes.setUiThreadLevel = [](int32_t) { return 1; };
-    rig.seen.log.clear();
-    SetSteering(rig.app, {0, 0, 0, 0, 1});
-    SetUiPriority(rig.app, 4);
-    tests::Eventually([&] { return rig.app.systemControl.otherProcesses.last().has_value(); });
-    LookAfterThreads(rig.app);
-    LookAfterThreads(rig.app);
-    EXPECT_EQ(rig.seen.log,
-              (std::vector<std::wstring>{
-                  L"The system gave the user interface priority level 1, not 2.",
-                  L"Processors of the other processes: 1 were given theirs, 0 may not be changed, the system refused "
-                  L"1.",
-                  L"The system did not limit the program to the processors of its groups."}));
-  }).join();
+  onAMachine([](Application& app, system::FakeMachine& machine) {
+    machine.stubborn = {2};
+    app.systemControl.processes.setOwnAffinity = [](uint64_t) { return false; };
+    app.systemControl.processes.setUiThreadLevel = [](int32_t) { return 1; };
+    const size_t before = app.log.lines().size();
+    SetSteering(app, {0, 0, 0, 0, 1});
+    SetUiPriority(app, 4);
+    tests::Eventually([&] { return app.systemControl.otherProcesses.last().has_value(); });
+    LookAfterThreads(app);
+    LookAfterThreads(app);
+    std::wstring told;
+    for (size_t k = before; k < app.log.lines().size(); ++k) {
+      told += app.log.lines()[k].substr(13) + L"\n";
+    }
+    EXPECT_EQ(told,
+              L"The system gave the user interface priority level 1, not 2.\n"
+              L"Processors of the other processes: 0 were given theirs, 0 may not be changed, the system refused 1.\n"
+              L"The system did not limit the program to the processors of its groups.\n");
+  });
 }
 
 TEST(SetUiPriority, IsBroughtIntoTheTableAndAskedFor) {
