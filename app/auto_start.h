@@ -1,4 +1,4 @@
-// What the program starts by itself when its settings ask for it. User-interface thread.
+// Automatic start at the program's start, as the settings ask. User-interface thread.
 #pragma once
 
 namespace tarnwick::app {

@@ -10,7 +10,7 @@
 
 namespace tarnwick::app {
 
-// What has changed, as far as a listener needs to tell one from another.
+// Kinds of change that a listener needs to tell apart.
 enum class Changed : uint8_t {
   state,      // the session, the host, the device list, the rows: nothing that is remembered
   setting,    // something that is remembered

@@ -72,7 +72,7 @@ void tellSourceRate(Application& app) {
   }
 }
 
-// What runs may differ from what was asked for: the device's limits count.
+// The device's limits count: it may run at another length than the one asked for.
 void tellBlockLength(Application& app) {
   const int32_t running = app.engine.session.blockLength;
   if (app.preferences.bufferSize >= 1 && running != app.preferences.bufferSize) {

@@ -31,7 +31,7 @@ struct LateBlocks {
   std::wstring last;  // local time when the back end last told of more, "14:02:11"; empty before the first
 };
 
-// What the log has told of them.
+// The part of them that the log has told.
 struct ToldLateBlocks {
   uint64_t total = 0;
   std::optional<std::chrono::steady_clock::time_point> at;

@@ -35,7 +35,7 @@ bool isModuleName(const std::wstring& name) {
   return name.size() > kLength && platform::EqualIgnoringCase(name.substr(name.size() - kLength), kExtension);
 }
 
-// What the browser shows of a folder's entry; nothing for files that are no modules.
+// The browser's line for a folder's entry; nothing for files that are no modules.
 std::optional<FolderEntry> entryFor(const fs::directory_entry& item) {
   std::error_code fault;
   const std::wstring path = textOf(item.path());

@@ -18,7 +18,7 @@ using sound::VirtualClock;
 const CLI::Validator kNotEmpty(
     [](const std::string& text) { return text.empty() ? std::string("is empty") : std::string(); }, "");
 
-// What the parser fills: UTF-8 as it comes.
+// The parser's targets: UTF-8 as it comes.
 struct RawOptions {
   std::string device;
   std::string plugin;
@@ -107,7 +107,7 @@ void addVirtualOptions(CLI::App& parser, sound::VirtualOptions& device, RawOptio
       ->type_name("real|fast");
 }
 
-// What single options cannot tell. Empty when all is well.
+// Faults that only show when options are seen together. Empty when all is well.
 std::string crossCheck(const Options& options) {
   for (const auto& [name, value] :
        {std::pair{"--sample-rate", options.sampleRate.value_or(0.0)}, {"--seconds", options.seconds}}) {

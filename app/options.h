@@ -9,7 +9,7 @@
 
 namespace tarnwick::app {
 
-// What is not given comes from the settings.
+// An option that is not given leaves its value to the settings.
 struct Options {
   std::optional<std::wstring> device;
   std::optional<double> sampleRate;   // Hz

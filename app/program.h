@@ -9,7 +9,7 @@
 
 namespace tarnwick::app {
 
-// What the entry of a system does around the run. User-interface thread.
+// Duties of a system's entry around the run. User-interface thread.
 struct ProgramEntry {
   Surface surface;
   std::function<void(const std::string& text)> printError;  // faults, UTF-8

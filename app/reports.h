@@ -1,4 +1,4 @@
-// What the application looks after by timer: reports in the status log and the end of a timed run. User-interface
+// The application's timers: reports in the status log and the end of a timed run. User-interface
 // thread.
 #pragma once
 

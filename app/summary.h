@@ -1,4 +1,4 @@
-// What a run with --seconds ends with.
+// The summary that ends a run with --seconds.
 #pragma once
 
 #include <string>

@@ -1,4 +1,4 @@
-// What is around the application: a console, or windows.
+// The surface around the application: a console, or windows.
 #pragma once
 
 #include <functional>
@@ -8,7 +8,7 @@
 
 namespace tarnwick::app {
 
-// What the application asks of it. User-interface thread.
+// The application's requests to it. User-interface thread.
 struct Surface {
   std::function<void(const std::wstring& line)> logLine;
   std::function<void(engine::BoxKind kind, const std::wstring& title, const std::wstring& text)> messageBox;

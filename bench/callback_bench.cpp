@@ -124,7 +124,7 @@ double callbackWith(int32_t instances) {
   return rig.medianCallback();
 }
 
-// What each further instance adds to what the block costs with one (device meters, pink block, clearing).
+// Each further instance's share of the block's cost beyond the first (device meters, pink block, clearing).
 void byInstances() {
   const double one = callbackWith(1);
   std::printf("   1 instance:  %6.2f us\n", one);

@@ -76,7 +76,7 @@ void RefreshDeviceList(Engine& engine, const AudioBackEnd& backEnd, DeviceList& 
       online += answers ? 1 : 0;
     }
   }
-  // What the program brings itself is listed, but is no answer of the machine's.
+  // The program's own device is listed, but is no answer of the machine's.
   if (installed == 0) {
     ui.log(L"No ASIO drivers detected.");
   } else if (online == 0) {

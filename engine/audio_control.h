@@ -38,7 +38,7 @@ struct Latencies {
   int32_t input = -1;
   int32_t output = -1;
 };
-// What the open device's driver says; unknown without one.
+// As the open device's driver says; unknown without one.
 Latencies ReadLatencies(const DeviceSession& session);
 // "Input Latency : 64 samples (1.33 ms), Output Latency : ...", "-" for what is unknown, or at a rate of 1 Hz or less.
 std::wstring LatencyText(const Latencies& latencies, double sampleRate);

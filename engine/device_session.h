@@ -19,7 +19,7 @@ namespace tarnwick::engine {
 inline constexpr double kFallbackRate = 48000.0;
 inline constexpr int32_t kDefaultBlockLength = 256;
 inline constexpr int32_t kMostChannels = 4096;  // in one direction
-// What is waited for a block of a device that has been stopped. None of a healthy one takes nearly as long.
+// Longest wait for a block of a device that has been stopped. None of a healthy one takes nearly as long.
 inline constexpr std::chrono::milliseconds kLongestBlock{3000};
 
 // Blocks that have left the epoch and are in the driver's ASIOOutputReady, where a faulty driver may keep them: they
@@ -70,7 +70,7 @@ struct SessionRequest {
   void* systemReference = nullptr;
 };
 
-// What opening needs of the engine around it.
+// The engine's part in opening a session.
 struct SessionHooks {
   platform::AudioCallbacks callbacks;
   std::function<void(int32_t blockLength, double sampleRate)> prepareMeters;  // before buffers are created

@@ -1,4 +1,4 @@
-// What the engine's operations ask of the user interface around them. User-interface thread unless said otherwise.
+// Requests of the engine's operations to the user interface around them. User-interface thread unless said otherwise.
 #pragma once
 
 #include <functional>

@@ -15,8 +15,8 @@
 
 namespace tarnwick::engine {
 
-// What one instance needs in a block. Slots never move; a slot belongs to the callback while the published order names
-// it, otherwise to the user-interface thread.
+// Everything that one instance needs in a block. Slots never move; a slot belongs to the callback while the published
+// order names it, otherwise to the user-interface thread.
 struct alignas(64) InstanceSlot {
   InstanceConfig config;                     // written by the user-interface thread word by word, at any time
   float meterDb = kNoSignalDb;               // written by the instance's block, read by the user-interface thread

@@ -13,7 +13,7 @@ namespace tarnwick::engine {
 
 inline constexpr size_t kCacheLine = 64;
 
-// What the workers follow while they live. All pointers outlive the pool.
+// Settings and state that the workers follow while they live. All pointers outlive the pool.
 struct PoolEnvironment {
   const std::atomic<bool>* mmcssEnabled = nullptr;
   const system::CpuSteering* steering = nullptr;

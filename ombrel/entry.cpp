@@ -1,4 +1,4 @@
-// What the module exports: the factory, and the entry and exit functions that hosts call on each system.
+// The module's exports: the factory, and the entry and exit functions that hosts call on each system.
 #include "ombrel/factory.h"
 
 SMTG_EXPORT_SYMBOL Steinberg::IPluginFactory* PLUGIN_API GetPluginFactory() {

@@ -67,7 +67,7 @@ class OutputFile {
   bool write(const void* bytes, size_t size, std::wstring* error = nullptr);
   // Moves the position of the next write, in bytes from the beginning. False with words where that is not possible.
   bool seek(uint64_t position, std::wstring* error = nullptr);
-  // What was written is on the disk when this returns true; waits for the disk. False with words. True at once for
+  // Everything written is on the disk when this returns true; waits for the disk. False with words. True at once for
   // what has no disk behind it.
   bool sync(std::wstring* error = nullptr);
   void close();

@@ -23,7 +23,7 @@ struct ProcessAffinity {
   uint64_t system = 0;   // the processors that it could be given
 };
 
-// What a process is to get, from what it has now; 0 = it is left as it is.
+// The processors that a process is to get, given those that it has; 0 = it is left as it is.
 using AffinityChoice = std::function<uint64_t(const ProcessAffinity& present)>;
 
 enum class AffinityOutcome {

@@ -1,4 +1,4 @@
-// What a thread may ask about itself: processors, priority, real-time scheduling, float mode. Every answer is what the
+// A thread's own affairs: processors, priority, real-time scheduling, float mode. Every answer is what the
 // system really granted. All functions act on the calling thread and make at most a short, non-waiting system call.
 #pragma once
 
@@ -43,7 +43,7 @@ enum class RealtimeUse {
   spins,   // never gives its processor up
 };
 
-// What the system granted.
+// The system's answer.
 enum class RealtimeGrant : int32_t {
   none,   // nothing: the thread runs as before
   nice,   // Linux: a raised nice value, where real-time scheduling is refused or would be throttled

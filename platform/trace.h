@@ -31,7 +31,7 @@ class TraceScope {
   TraceScope& operator=(const TraceScope&) = delete;
   ~TraceScope();
 
-  // What the calling thread's innermost scope has collected, which then begins anew; nothing without a scope.
+  // The lines that the calling thread's innermost scope has collected; it then begins anew. None without a scope.
   static std::vector<std::wstring> take() noexcept;
 
  private:

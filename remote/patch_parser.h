@@ -1,4 +1,4 @@
-// What a client sent, as values: the parameters of a query, and the patches made of them. Any thread.
+// A client's words as values: the parameters of a query, and the patches made of them. Any thread.
 #pragma once
 
 #include <cstddef>

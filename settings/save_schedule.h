@@ -33,14 +33,15 @@ class SaveSchedule {
   // The switch stands so; `current` is only called when that switches remembering off.
   void remember(bool remembering, const CurrentSettings& current);
 
-  // What is to be written now, if anything. `current` is only called when its settings are written.
+  // The settings that are to be written now, if any. `current` is only called when its settings are written.
   std::optional<SettingsMap> due(Clock::time_point now, const CurrentSettings& current);
   // The outcome of what `due` or `flush` gave. True when the failure is to be reported: the first one since a write
   // succeeded. A failed write is not repeated before the next change or the end of the program.
   bool written(bool succeeded) noexcept;
 
-  // What is to be written at the end of the program, whatever the time: the settings while remembering is on, changed
-  // or not; otherwise what the switching-off has left to be written. A write under way is to be finished first.
+  // The settings that are to be written at the end of the program, whatever the time: the settings while remembering is
+  // on, changed or not; otherwise what the switching-off has left to be written. A write under way is to be finished
+  // first.
   std::optional<SettingsMap> flush(const CurrentSettings& current) const;
 
  private:

@@ -38,7 +38,8 @@ std::wstring CleanName(std::wstring_view name);
 // name is cleaned); an element that is no object is left out, and so are those beyond the 127th. Takes any text.
 std::optional<std::vector<SavedInstance>> InstancesFromText(std::wstring_view text);
 
-// What reads back to the same list, for records within the ranges above; others are brought into them. The first 127.
+// The text that reads back to the same list, for records within the ranges above; others are brought into them. The
+// first 127.
 std::wstring TextFromInstances(const std::vector<SavedInstance>& instances);
 
 }  // namespace tarnwick::settings

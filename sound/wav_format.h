@@ -1,4 +1,4 @@
-// What WAV reader and writer share: tags, little-endian words, and paths for the standard file streams.
+// Shared by WAV reader and writer: tags, little-endian words, and paths for the standard file streams.
 #pragma once
 
 #include <array>

@@ -55,15 +55,16 @@ uint64_t ProcessorsOf(const CpuSteering& steering) noexcept;
 // have been given today. Their numbers may have gaps.
 uint64_t KnownProcessors() noexcept;
 
-// What a group may use of the processors in `systemMask`: its choice, or all of them when nothing of it is there.
+// The processors of `systemMask` that a group may use: its choice, or all of them when nothing of it is there.
 uint64_t GroupMask(uint64_t chosen, uint64_t systemMask) noexcept;
-// What the own process needs: the processors chosen for the groups that run in it, or all when none is chosen.
+// The processors that the own process needs: the processors chosen for the groups that run in it, or all when none is
+// chosen.
 uint64_t OwnProcessMask(const SteeringMasks& masks, uint64_t systemMask) noexcept;
 
 // The processor numbers of a mask in ascending order, "0, 2, 3"; "All CPUs (fallback)" for 0.
 std::wstring MaskText(uint64_t mask);
 
-// What a group asked for and what the system made of it.
+// A group's choice and the system's answer.
 struct GroupProcessors {
   uint64_t asked = 0;    // as chosen; 0 = no choice
   uint64_t running = 0;  // the processors that its threads run on; where none has run yet, those that they would get
@@ -75,8 +76,8 @@ struct SteeringReport {
   std::array<GroupProcessors, kSteeringGroups> groups;  // by SteeringGroup; of the other processes only `asked`
 };
 
-// What was asked for and what is in force now. Threads follow a change in their own time, an idle one only when it goes
-// on, so the answer is of the moment. User-interface thread.
+// The choices, and the processors in force now. Threads follow a change in their own time, an idle one only when it
+// goes on, so the answer is of the moment. User-interface thread.
 SteeringReport ReportSteering(const CpuSteering& steering) noexcept;
 // One line for each group, and the process, that did not get what was chosen for it; empty when all did.
 std::wstring SteeringDifferences(const SteeringReport& report);

@@ -57,7 +57,7 @@ class OtherProcessesSteering {
 
   // `processes` is copied. Without a thread to be had nothing happens.
   void request(const platform::Processes& processes, uint64_t chosen);
-  // What the last complete run came to; nothing before the first. Any thread.
+  // Counts of the last complete run; none before the first. Any thread.
   std::optional<SteeringCounts> last() const;
 
  private:
@@ -74,7 +74,7 @@ class OtherProcessesSteering {
   std::jthread worker_;   // last: ends before the rest
 };
 
-// What the system granted at the start of the program.
+// The system's answers at the start of the program.
 struct StartPriorities {
   bool processClass = false;  // the class was set; see Processes::setOwnClass
   int32_t uiLevel = 0;        // the user-interface thread's level now

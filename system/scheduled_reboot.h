@@ -25,7 +25,7 @@ struct ScheduledReboot {
   bool rebootPending = false;  // the stopping of the host is to be followed by the restart
 };
 
-// What the schedule asks of the program.
+// The schedule's requests to the program.
 struct RebootActions {
   std::function<void(const std::wstring& text)> showWarning;  // returns at once, whatever becomes of the message
   std::function<bool()> hostRunning;                          // true as well while the host is stopping

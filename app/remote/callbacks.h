@@ -1,5 +1,5 @@
-// What the remote control server calls, on threads of its own: each callback carries its request to the user-interface
-// thread.
+// Callbacks of the remote control server, called on threads of its own: each callback carries its request to the
+// user-interface thread.
 #pragma once
 
 #include "app/application.h"

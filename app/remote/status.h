@@ -1,4 +1,4 @@
-// What the remote control server is told of the program's state. User-interface thread.
+// The program's state as the remote control server gets it. User-interface thread.
 #pragma once
 
 #include "app/application.h"

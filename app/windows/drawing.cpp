@@ -68,7 +68,7 @@ LRESULT CALLBACK dropDownProcedure(HWND combo, UINT message, WPARAM wParam, LPAR
     RemoveWindowSubclass(combo, &dropDownProcedure, id);
   }
   const LRESULT result = DefSubclassProc(combo, message, wParam, lParam);
-  // What the control draws by itself at such times.
+  // The control's own drawing at such times.
   if (message == WM_SETFOCUS || message == WM_KILLFOCUS || message == WM_ENABLE || message == CB_SETCURSEL ||
       message == WM_COMMAND || message == WM_KEYDOWN || message == WM_LBUTTONDOWN || message == WM_LBUTTONUP) {
     InvalidateRect(combo, nullptr, FALSE);

@@ -192,7 +192,7 @@ void MainWindow::waitForDevice(bool waiting) {
   }
 }
 
-// What another thread or the system sends during a wait for a driver. The end comes after the wait.
+// Messages of other threads and the system during a wait for a driver. The end comes after the wait.
 bool MainWindow::turnedAway(UINT message, WPARAM wParam) {
   if (!waiting_ || (message != WM_COMMAND && message != WM_CLOSE && message != WM_ENDSESSION)) {
     return false;

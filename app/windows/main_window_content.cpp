@@ -1,11 +1,11 @@
-// What the main window shows and what its controls do.
+// The main window's contents and its controls' commands.
 #include "app/captions.h"
 #include "app/windows/main_window.h"
 
 namespace tarnwick::app {
 namespace {
 
-// What the state is called in the line beside the host's button.
+// The state's name in the line beside the host's button.
 std::wstring hostText(const Application& app) {
   const wchar_t* state = L"stopped";
   if (app.engine.hostStopping.load()) {

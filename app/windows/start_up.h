@@ -1,4 +1,4 @@
-// What the program does before it starts the application: its arguments, the rule of the single instance, and the
+// The program's steps before it starts the application: its arguments, the rule of the single instance, and the
 // folder for the effects' support libraries.
 #pragma once
 

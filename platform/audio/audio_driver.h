@@ -1,4 +1,4 @@
-// What the device session asks of an audio back end: a driver's operations in ASIO's terms and with ASIO's names,
+// The device session's view of an audio back end: a driver's operations in ASIO's terms and with ASIO's names,
 // because every back end is driven in the same order.
 #pragma once
 
@@ -75,8 +75,8 @@ struct AudioChannelInfo {
   char name[32] = {};  // UTF-8, zero-terminated
 };
 
-// What a driver calls in the host, from any thread of its own. `context` is handed back as given. The callbacks stay
-// valid until ASIODisposeBuffers has returned; none of them waits, allocates or throws.
+// The host's functions for a driver, called from any thread of the driver's. `context` is handed back as given. The
+// callbacks stay valid until ASIODisposeBuffers has returned; none of them waits, allocates or throws.
 struct AudioCallbacks {
   void* context = nullptr;
   // Half `index` (0 or 1) of every buffer is the host's until the call returns. True: the host has written all outputs
@@ -88,7 +88,7 @@ struct AudioCallbacks {
   void* (*bufferSwitchTimeInfo)(void* context, void* timeInfo, int32_t index, bool directProcess) = nullptr;
 };
 
-// What ASIOInit gets to know.
+// Arguments of ASIOInit.
 struct AudioInitRequest {
   int32_t driverVersion = 2;
   void* systemReference = nullptr;  // the main window where there is one

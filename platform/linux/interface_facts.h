@@ -1,4 +1,4 @@
-// What the kernel tells about a network interface in its folder in /sys/class/net.
+// Facts about a network interface from its folder in /sys/class/net.
 #pragma once
 
 #include <cstdint>

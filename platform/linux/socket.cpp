@@ -68,7 +68,7 @@ bool await(int socket, short events, milliseconds time) {
   }
 }
 
-// What a failed receive or send means. The system has the same error for "nothing now" and for a time-out.
+// The meaning of a failed receive or send. The system has the same error for "nothing now" and for a time-out.
 int64_t failureOf(int socket) {
   const bool nothingNow = errno == EAGAIN || errno == EWOULDBLOCK;
   const int flags = nothingNow ? fcntl(socket, F_GETFL) : -1;

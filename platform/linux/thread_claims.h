@@ -42,7 +42,7 @@ class ThreadClaims {
     }
   }
 
-  // What a thread of this process has chosen; nothing when it has not.
+  // A thread's own choice; nothing when it has made none.
   std::optional<uint64_t> maskOf(pid_t thread) const noexcept {
     for (const Slot& slot : slots_) {
       const uint64_t owner = slot.owner.load();

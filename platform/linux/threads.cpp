@@ -37,7 +37,7 @@ std::atomic<int32_t> processorCount{0};
 // Set by PrepareThreads when the kernel lets a real-time thread run for ever.
 std::atomic<bool> realtimeUnthrottled{false};
 
-// What RevertProAudio has to bring back on this thread.
+// State of this thread that RevertProAudio brings back.
 struct ThreadState {
   int registrations = 0;  // those that were granted something
   int policyBefore = SCHED_OTHER;

@@ -144,7 +144,7 @@ UiThread::~UiThread() {
 }
 
 void UiThread::open(Handler handler) {
-  // What was left at the last `close`, or posted while it was at work.
+  // Requests left at the last `close`, or posted while it was at work.
   Message dropped{};
   while (state_->messages.pop(dropped)) {
   }

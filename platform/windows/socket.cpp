@@ -190,7 +190,7 @@ bool Socket::waitWritable(milliseconds time) {
 void Socket::shut() noexcept {
   if (valid()) {
     shutdown(numberOf(handle_), SD_BOTH);
-    // What is waiting already may not notice by itself.
+    // A wait that is under way may not notice by itself.
     CancelIoEx(reinterpret_cast<HANDLE>(handle_), nullptr);
   }
 }

@@ -182,7 +182,7 @@ struct UiThread::State {
   }
 };
 
-// What the functions of ui_window.h need of the thread.
+// The thread's state for the functions of ui_window.h.
 struct UiWindowAccess {
   static UiThread::State& stateOf(const UiThread& ui) { return *ui.state_; }
 };

@@ -15,7 +15,7 @@
 
 namespace tarnwick::sound {
 
-// What becomes of a capture over the runs of one device. Any thread reads it.
+// The outcome of a capture over the runs of one device. Any thread reads it.
 class CaptureReport {
  public:
   void addLost(uint64_t frames) { lost_.fetch_add(frames, std::memory_order_relaxed); }

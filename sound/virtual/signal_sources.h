@@ -1,4 +1,4 @@
-// What the inputs of the virtual device hear: generators that give the same sound on every run, or a WAV file.
+// Sounds for the inputs of the virtual device: generators that give the same sound on every run, or a WAV file.
 #pragma once
 
 #include <cstdint>

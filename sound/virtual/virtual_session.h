@@ -18,7 +18,7 @@ namespace tarnwick::sound {
 // User-interface thread. May throw std::bad_alloc and std::system_error.
 class VirtualSession {
  public:
-  // What is given here outlives this. `source` and `captureFile` may be null.
+  // The arguments outlive this. `source` and `captureFile` may be null.
   VirtualSession(const VirtualOptions& options, ClockThread& clock, const WavSamples* source, WavWriter* captureFile,
                  CaptureReport& report);
   VirtualSession(const VirtualSession&) = delete;

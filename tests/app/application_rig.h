@@ -51,7 +51,7 @@ struct Rig {
     EXPECT_TRUE(app.device.virtualDevice->prepare(nullptr));
     RefreshDevices(app);
   }
-  // What other threads have asked for so far.
+  // Requests of other threads so far.
   void runPosted() {
     app.ui.post([this] { app.ui.quit(0); });
     app.ui.run();

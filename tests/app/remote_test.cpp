@@ -1,4 +1,4 @@
-// What a remote client may read and change, as far as the application decides it.
+// A remote client's reads and changes, as far as the application decides them.
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -145,7 +145,7 @@ TEST(RemoteActions, AStartAfterAStopIsNotTheOneBeforeIt) {
   }
 }
 
-// What the program does when the system refuses the daily restart.
+// A daily restart that the system refuses.
 TEST(ScheduledRestart, ARefusedOneLeavesTheHostAsItWas) {
   constexpr system::LocalTime kMinute = 600'000'000;
   for (const bool wasRunning : {true, false}) {

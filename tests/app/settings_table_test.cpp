@@ -70,7 +70,7 @@ struct Plain {
     app.systemControl.processes.setOwnAffinity = [](uint64_t) { return true; };
     app.systemControl.processes.setUiThreadLevel = [](int32_t) { return 0; };
   }
-  // What would be stored under a name.
+  // The text that would be stored under a name.
   std::wstring stored(const wchar_t* name) { return CurrentSettings(app)[name]; }
 };
 

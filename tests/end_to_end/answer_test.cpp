@@ -1,4 +1,4 @@
-// What the program answers and what it refuses; neither leaves anything behind.
+// Answers and refusals of the program; neither leaves anything behind.
 #include <gmock/gmock.h>
 
 #include <set>

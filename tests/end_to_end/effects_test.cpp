@@ -87,7 +87,7 @@ TEST_P(RealEffects, EightOfWhichFourAreBypassed) {
   }
   const sound::WavSamples heard = play(bundle, instances, voice, 1, kBlocks);
   ASSERT_FALSE(HasFailure());
-  // What a device can play of it.
+  // The part of it that a device can play.
   std::transform(voice.begin(), voice.end(), voice.begin(), [](float s) { return std::clamp(s, -1.0f, 1.0f); });
   for (int32_t c = 0; c < 8; ++c) {
     const float* same = c % 2 == 0 ? voice.data() : heard.channel(1);

@@ -1,4 +1,4 @@
-// What any client may send first: the head of a request, its fields and its target.
+// The first bytes of any client: the head of a request, its fields and its target.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>

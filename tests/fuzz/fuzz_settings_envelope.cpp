@@ -1,4 +1,4 @@
-// What is stored under a setting's name, from its envelope to the value. Aborts when something read does not come back
+// The stored text of a setting, from its envelope to the value. Aborts when something read does not come back
 // the same after it was written.
 #include <cstddef>
 #include <cstdint>

@@ -1,4 +1,4 @@
-// What a client may send on the channel: frame after frame until one is refused. Aborts when a frame has more than the
+// A client's bytes on the channel: frame after frame until one is refused. Aborts when a frame has more than the
 // bytes that arrived, or when our own frame around it does not hold it.
 #include <cstddef>
 #include <cstdint>

@@ -1,4 +1,4 @@
-// What the module shows a host, and the effect's life and processing.
+// The module as a host sees it, and the effect's life and processing.
 #include <limits>
 #include <tuple>
 #include <utility>

@@ -25,7 +25,7 @@ using tests::Eventually;
 
 constexpr uid_t kNobody = 65534;
 
-// What a child does: some threads that wait, one that keeps starting short-lived others, until its input ends.
+// A child's work: some threads that wait, one that keeps starting short-lived others, until its input ends.
 int beChild() {
   std::atomic<bool> end{false};
   std::vector<std::thread> threads;

@@ -1,4 +1,4 @@
-// What the tests of the system's services need from each system.
+// Each system's part in the tests of its services.
 #pragma once
 
 #include <string>
@@ -29,7 +29,7 @@ void RemoveRegistryPlace(const std::wstring& place);
 
 // Makes the start-up entry of this process lie below `folder`, whose subfolders are made as they are on a real system.
 void SetStartupFolder(const std::wstring& folder);
-// What the start-up entry starts; empty when it cannot be read.
+// The command of the start-up entry; empty when it cannot be read.
 std::wstring StartupTarget();
 
 }  // namespace tarnwick::platform

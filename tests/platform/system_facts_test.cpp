@@ -1,4 +1,4 @@
-// What the system tells about itself: network, processors, drives, start-up entry.
+// Facts that the system tells about itself: network, processors, drives, start-up entry.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-// What the tests of the plug-in host share: one module state, the diagnostic texts, and the calls a test module got.
+// Shared by the tests of the plug-in host: one module state, the diagnostic texts, and the calls a test module got.
 #pragma once
 
 #include <gmock/gmock.h>

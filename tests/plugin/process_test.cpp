@@ -1,4 +1,4 @@
-// What one block does: the effect's sound, the dry signal instead, and buses wider than asked for.
+// One block: the effect's sound, the dry signal instead, and buses wider than asked for.
 #include <algorithm>
 #include <cmath>
 #include <random>

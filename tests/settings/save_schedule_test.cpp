@@ -27,7 +27,7 @@ struct Program {
   static std::wstring shown(const std::optional<SettingsMap>& map) {
     return map ? map->at(L"a") + L" " + map->at(L"rememberSettings") : L"";
   }
-  // What is begun to be written then, in milliseconds.
+  // The settings whose writing begins then, in milliseconds.
   std::wstring begin(int64_t now) {
     return shown(schedule.due(SaveSchedule::Clock::time_point(std::chrono::milliseconds(now)), current));
   }

@@ -1,4 +1,4 @@
-// What is particular to each system's library files.
+// Particulars of each system's library files.
 #pragma once
 
 #include <algorithm>

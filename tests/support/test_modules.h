@@ -13,7 +13,7 @@ inline std::wstring TestModule(const std::string& name) {
   return {path.begin(), path.end()};
 }
 
-// What modules that are loaded from now on do besides (plugins/test_module.h).
+// Further behaviour of modules that are loaded from now on (plugins/test_module.h).
 inline void SetModuleWords(const std::string& words) {
 #ifdef _WIN32
   _putenv_s(test_plugin::kWordsVariable, words.c_str());

@@ -52,7 +52,7 @@ inline std::vector<ThreadMask> ThreadMasks(const std::string& process) {
   return threads;
 }
 
-// What `of` tells of each of a process's threads of one name.
+// The answer of `of` for each of a process's threads of one name.
 template <class Of>
 auto OfThreadsNamed(std::string_view name, Of of, const std::string& process = "self") {
   std::vector<decltype(of(ThreadMask()))> values;

@@ -40,7 +40,7 @@ TEST(ProcessorLabel, NamesTheProcessorAndItsCores) {
   EXPECT_EQ(ProcessorLabel(L"", 1), L"CPU: Unknown CPU (1 cores)");
 }
 
-// What the machine says; the sampler reads it through source().
+// The machine's words; the sampler reads it through source().
 struct Machine {
   std::chrono::nanoseconds now = 77 * kSecond;
   bool tells = true;

@@ -45,7 +45,7 @@ struct Program {
             },
             [this](std::wstring_view text) { texts.emplace_back(text); }};
   }
-  // What this check asked for.
+  // The requests of this check.
   std::vector<std::string> check(LocalTime now) {
     events.clear();
     CheckScheduledReboot(reboot, enabled, minutes, now, actions());

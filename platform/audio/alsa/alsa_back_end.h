@@ -2,8 +2,9 @@
 //
 // A device's capture and playback run as one, block for block; a device may have only one of them. The block length is
 // the device's period. ASIOInit opens the device, so it fails with ASE_NotPresent while another program has it.
-// What the device does not do the log tells: another sample rate (sampleRateDidChange follows before the first block),
-// periods that are not the block length, and from a run xruns, stalls and suspends, all of which are recovered from.
+// The log tells which requests the device did not fulfil: another sample rate (sampleRateDidChange follows before the
+// first block), periods that are not the block length, and from a run xruns, stalls and suspends, all of which are
+// recovered from.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +15,7 @@
 
 namespace tarnwick::platform {
 
-// What to use of a device.
+// The directions of a device that are used.
 struct AlsaChoice {
   int32_t channels = 0;                   // in each direction; 0 = as many as it has
   std::vector<int32_t> sampleTypes = {};  // in order of preference; empty = float, 32, 24, 16 bits

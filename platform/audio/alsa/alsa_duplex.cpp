@@ -6,7 +6,7 @@
 namespace tarnwick::platform {
 namespace {
 
-// What a stream that polls with an error has.
+// The error of a stream that polls with one.
 int errorOf(snd_pcm_t* pcm) {
   switch (snd_pcm_state(pcm)) {
     case SND_PCM_STATE_XRUN:

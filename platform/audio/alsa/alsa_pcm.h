@@ -1,4 +1,4 @@
-// What the device thread asks of an opened ALSA device: capture, playback, or both run as one.
+// Operations of an opened ALSA device for the device thread: capture, playback, or both run as one.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// What is to be done about an error of an ALSA device. A function of its arguments.
+// The remedy for an error of an ALSA device. A function of its arguments.
 #pragma once
 
 #include <cstdint>
@@ -27,7 +27,7 @@ struct AlsaFailures {
   int32_t sinceBlock = 0;     // since a block went all the way
 };
 
-// What a wait returns that saw no block in time. Not an error that ALSA gives for anything else.
+// Result of a wait that saw no block in time. Not an error that ALSA gives for anything else.
 int AlsaStalled() noexcept;
 
 // `error` is a negative errno. An overloaded host has xruns for ever and is never given up; a device that delivers

@@ -14,7 +14,7 @@
 
 namespace tarnwick::platform {
 
-// What a direction does at a rate.
+// A direction's abilities at a rate.
 struct AlsaAbility {
   int32_t channels = 0;
   int32_t sampleType = 0;

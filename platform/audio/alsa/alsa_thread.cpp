@@ -111,7 +111,7 @@ int AlsaThread::deliverBlock() {
   measureDelays();
   void* const* outputs = run_.outputs[half_].data();
   if (!run_.callbacks.bufferSwitch(run_.callbacks.context, static_cast<int32_t>(half_), true)) {
-    // What stands in this half is an old block's: a null buffer is silence.
+    // This half holds an old block: a null buffer is silence.
     outputs = silentOutputs_.data();
   }
   status_.blocks.fetch_add(1, std::memory_order_release);
@@ -193,7 +193,7 @@ void AlsaThread::measureDelays() {
     if (!pcm_.has(direction) || pcm_.hardwareDelay(direction, frames) < 0) {
       continue;
     }
-    // What is out of all proportion is a driver's mistake.
+    // A value out of all proportion is a driver's mistake.
     const long known = frames > 0 && static_cast<double>(frames) < run_.sampleRate ? frames : 0;
     std::atomic<int32_t>& delay = direction == AlsaDirection::capture ? status_.captureDelay : status_.playbackDelay;
     changed |= delay.exchange(static_cast<int32_t>(known), std::memory_order_relaxed) != known;

@@ -15,7 +15,7 @@
 
 namespace tarnwick::platform {
 
-// What becomes of a run. The device thread writes, any thread reads.
+// The outcome of a run. The device thread writes, any thread reads.
 struct AlsaStatus {
   std::atomic<uint64_t> blocks{0};  // host called
   std::atomic<uint64_t> xruns{0};

@@ -7,7 +7,7 @@
 // after all, the driver is stopped and released then. A control panel that stays open is not waited for: calls go
 // through inside the panel's own message loop, and the release waits until the panel has been closed.
 //
-// What is not caught: a driver that faults or throws ends the program, as it would in any host built this way, and one
+// Not caught: a driver that faults or throws ends the program, as it would in any host built this way, and one
 // that is given up keeps its thread until the program ends.
 #pragma once
 

@@ -16,7 +16,7 @@ struct Nothing {};
 
 }  // namespace
 
-// What the driver's thread holds, and what a call that outlives its caller still needs.
+// Everything that the driver's thread holds, also for a call that outlives its caller.
 struct AsioDriver::Instance {
   explicit Instance(const GUID& classIdentifier) : classId(classIdentifier) {}
 

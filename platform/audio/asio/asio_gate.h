@@ -7,7 +7,7 @@
 
 namespace tarnwick::platform {
 
-// What is let through: asioMessage and sampleRateDidChange from the buffers' creation on, blocks from just before the
+// Let through are asioMessage and sampleRateDidChange from the buffers' creation on, blocks from just before the
 // start on, nothing after the stop.
 enum class AsioPassage : int32_t { nothing, notifications, everything };
 

@@ -72,7 +72,8 @@ struct AsioBufferInfo {
   void* buffers[2];
 };
 
-// What a driver may call. There is no word for a context in it. A driver may keep the address instead of a copy.
+// The host's functions for a driver. There is no word for a context in it. A driver may keep the address instead of a
+// copy.
 struct AsioCallbackRecord {
   void (*bufferSwitch)(int32_t half, AsioBool direct);
   void (*sampleRateDidChange)(double rate);

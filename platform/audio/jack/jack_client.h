@@ -34,7 +34,7 @@ class JackClient {
   // The longest latency of those ports, in samples; 0 without any.
   int32_t physicalLatency(bool capture) const;
 
-  // What the session is prepared for: any other period or rate from now on is a loss.
+  // The session is prepared for these: any other period or rate from now on is a loss.
   void expect(int32_t period, uint32_t rate);
 
  private:

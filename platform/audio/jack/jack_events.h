@@ -1,4 +1,4 @@
-// What the server tells a running session, carried from libjack's threads, which must not be held up, to one of ours
+// The server's news for a running session, carried from libjack's threads, which must not be held up, to one of ours
 // that may log.
 #pragma once
 

@@ -145,7 +145,7 @@ void JackSession::runBlock(jack_nframes_t frames) {
     port.info->buffers[half] = jack_port_get_buffer(port.port, frames);
   }
   if (!callbacks_.bufferSwitch(callbacks_.context, half, true)) {
-    // What stands in this half is an old block's, for the next as well.
+    // This half holds an old block, and would for the next one as well.
     for (const Port& port : outputs_) {
       std::memset(port.info->buffers[half], 0, bytes);
     }

@@ -123,7 +123,7 @@ TEST(OrderedDriver, AFailureLeavesTheStateBeforeIt) {
       {"init", "init~:init,exit create? exit?"},
       {"create", "init create~ start! exit"},
       {"start", "init create start~ stop: start~ exit:dispose,exit"},
-      // What ends has ended, whatever the device says.
+      // An end is an end, whatever the device says.
       {"stop", "init create start stop~ stop: dispose"},
       {"dispose", "init create exit~:dispose,exit exit?"},
   };

@@ -1,4 +1,4 @@
-// What only this system promises of sockets.
+// Promises of sockets that only this system makes.
 #include "platform/socket.h"
 
 #include <fcntl.h>

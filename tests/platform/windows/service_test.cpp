@@ -1,4 +1,4 @@
-// What only this system's services have: kinds of registry values, command lines.
+// Features of this system's services alone: kinds of registry values, command lines.
 #include <gtest/gtest.h>
 
 #include "platform/registry.h"

@@ -1,4 +1,4 @@
-// What only the loader of Windows does.
+// Rules of Windows' loader alone.
 #include <windows.h>
 
 #include <filesystem>

@@ -1,5 +1,5 @@
-// What a test module does and tells. Its words, separated by blanks ("inputs=2 setup-fails"), say what it does: those
-// that it was built with and those that the environment variable below had when it was loaded.
+// A test module's behaviour and its reports. Its words, separated by blanks ("inputs=2 setup-fails"), say what it does:
+// those that it was built with and those that the environment variable below had when it was loaded.
 #pragma once
 
 #include <string>

@@ -150,7 +150,7 @@ class Driver final : public AsioComDriver {
     return ASE_OK;
   }
 
-  // What no host of these tests calls.
+  // Never called by a host of these tests.
   void getDriverName(char* name) override { *name = '\0'; }
   int32_t getDriverVersion() override { return 1; }
   int32_t canSampleRate(double) override { return ASE_NotPresent; }

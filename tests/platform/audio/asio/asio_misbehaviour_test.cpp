@@ -176,7 +176,7 @@ TEST(AsioMisbehaviour, APanelThatStaysOpenHoldsNothingUp) {
   EXPECT_EQ(rig.statistics().wrongThread, 0);
 }
 
-// What a driver's dialog needs of the window that owns it, and what keeps the program from being entered unawares.
+// Needs of a driver's dialog of the window that owns it, and what keeps the program from being entered unawares.
 TEST(AsioMisbehaviour, AWaitLetsSentMessagesThroughWhereTold) {
   TestAsioRig rig;
   const HWND window = CreateWindowExW(0, L"STATIC", L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr, nullptr);

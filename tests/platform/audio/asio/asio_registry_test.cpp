@@ -1,4 +1,4 @@
-// What the list of installed drivers is made of.
+// The list of installed drivers, from the registry's entries.
 #include "platform/audio/asio/asio_registry.h"
 
 #include <gtest/gtest.h>

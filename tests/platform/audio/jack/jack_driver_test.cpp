@@ -92,7 +92,7 @@ TEST_F(JackDriver, TheServersPortsPeriodAndRateAreTheDevices) {
   }
 }
 
-// What the device sends itself is heard one period later: no cycle lets a signal go round within itself.
+// The device hears its own sound one period later: no cycle lets a signal go round within itself.
 TEST_F(JackDriver, TheWayThroughTheDeviceAddsNoBlock) {
   ASSERT_TRUE(server.begin({48000, 64, 2, 2}));
   JackHost host(server.name);

@@ -1,4 +1,4 @@
-// What the server's thread does in a cycle before and after the host's block.
+// The server's thread in a cycle, before and after the host's block.
 #include <cstdlib>
 
 #include "engine/realtime_watch.h"
