@@ -23,7 +23,7 @@ run_browser_tests() {
     start=$SECONDS ended=0
     mkdir -p "$results"
     TARNWICK=$root/build/linux-release/tarnwick TARNWICK_FAKE_POWER=1 \
-      timeout 600 node --test --test-reporter=tap "$file" >"$results/log" 2>&1 </dev/null || ended=1
+      timeout 3600 node --test --test-reporter=tap "$file" >"$results/log" 2>&1 </dev/null || ended=1
     good=$(sed -n 's/^# pass \([0-9]*\)$/\1/p' "$results/log")
     bad=$(sed -n 's/^# fail \([0-9]*\)$/\1/p' "$results/log")
     skips=$(sed -n 's/^# skipped \([0-9]*\)$/\1/p' "$results/log")

@@ -11,7 +11,7 @@ import {chromium} from 'playwright-core';
 const root = path.resolve(path.dirname(fileURLToPath(import.meta.url)), '../..');
 export const programPath = process.env.TARNWICK ?? path.join(root, 'build/linux-release/tarnwick');
 
-const kPatience = 60000;  // ms for what happens at once on a machine that has nothing else to do
+const kPatience = 300000;  // ms for what happens at once on a machine that has nothing else to do
 
 // Waits until check() gives something, and gives it on.
 export async function until(check, what) {
